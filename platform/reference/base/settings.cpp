@@ -1,0 +1,124 @@
+/** @file settings.cpp  From the text of a configuration file to settings. */
+#include "settings.h"
+
+#include <algorithm>
+
+namespace qvplatform {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\v\f";
+
+std::string_view trimmed(std::string_view text)
+{
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == text.npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+bool startsWith(std::string_view text, std::string_view prefix)
+{
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+bool isPort(std::string_view text)
+{
+    if (text.empty() || text.size() > 5) return false;
+    if (!std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; })) return false;
+    const int number = std::stoi(std::string(text));
+    return number > 0 && number <= 65535;
+}
+
+bool setLevel(Settings& to, std::string_view value)
+{
+    if (value == "off")
+        to.logLevel = LogLevel::off;
+    else if (value == "error")
+        to.logLevel = LogLevel::error;
+    else if (value == "trace")
+        to.logLevel = LogLevel::trace;
+    else
+        return false;
+    return true;
+}
+
+bool setEndpoint(Settings& to, std::string_view value)
+{
+    auto endpoint = parseEndpoint(value);
+    if (endpoint) to.endpoint = std::move(*endpoint);
+    return endpoint.has_value();
+}
+
+template <std::string Settings::*Member>
+bool setPath(Settings& to, std::string_view value)
+{
+    if (value.empty()) return false;
+    to.*Member = value;
+    return true;
+}
+
+struct Key {
+    std::string_view name;
+    bool (*set)(Settings&, std::string_view);
+    const char* wanted;
+};
+
+constexpr Key kKeys[] = {
+    {"suptlib.vardatapath", setPath<&Settings::varDataPath>, "a directory"},
+    {"suptlib.installpath", setPath<&Settings::installPath>, "a directory"},
+    {"suptlib.loglevel", setLevel, "off, error or trace"},
+    {"suptlib.logfile", setPath<&Settings::logFile>, "a file"},
+    {"hipm.endpoint", setEndpoint, "device:/path, unix:/path or tcp:host:port"},
+    {"secure.tokenkey", setPath<&Settings::tokenKeyFile>, "a file"},
+};
+
+void readLine(std::string_view line, Reading& reading)
+{
+    const auto equals = line.find('=');
+    if (equals == line.npos) return;
+    const auto name  = trimmed(line.substr(0, equals));
+    const auto value = trimmed(line.substr(equals + 1));
+    for (const Key& key : kKeys) {
+        if (name != key.name) continue;
+        // A NUL would cut the value short in every system call behind it.
+        if (value.find('\0') != value.npos || !key.set(reading.settings, value))
+            reading.complaints.push_back(std::string(name) + " is '" + std::string(value) + "': it is " + key.wanted);
+        return;
+    }
+}
+
+}  // namespace
+
+std::optional<Endpoint> parseEndpoint(std::string_view text)
+{
+    const auto colon = text.find(':');
+    if (colon == text.npos) return std::nullopt;
+    const auto kind  = text.substr(0, colon);
+    const auto place = text.substr(colon + 1);
+
+    if (kind == "device" || kind == "unix") {
+        if (!startsWith(place, "/")) return std::nullopt;
+        return Endpoint{kind == "unix" ? Endpoint::Kind::unixSocket : Endpoint::Kind::device, std::string(place), {}};
+    }
+    if (kind != "tcp") return std::nullopt;
+
+    const auto last = place.rfind(':');
+    if (last == place.npos || last == 0 || !isPort(place.substr(last + 1))) return std::nullopt;
+    auto       host      = place.substr(0, last);
+    const bool bracketed = host.front() == '[' && host.back() == ']';
+    if (bracketed) host = host.substr(1, host.size() - 2);
+    if (host.empty() || (!bracketed && host.find(':') != host.npos)) return std::nullopt;
+    return Endpoint{Endpoint::Kind::tcp, std::string(host), std::string(place.substr(last + 1))};
+}
+
+Reading readSettings(std::string_view text)
+{
+    Reading reading;
+    while (!text.empty()) {
+        const auto end = std::min(text.find('\n'), text.size());
+        readLine(text.substr(0, end), reading);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return reading;
+}
+
+}  // namespace qvplatform

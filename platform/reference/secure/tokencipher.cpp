@@ -1,0 +1,208 @@
+/**
+ * @file tokencipher.cpp  SMqvoxaPBKDF2Encrypt and SMqvoxaPBKDF2Decrypt: AES-256-GCM under a derived key.
+ *
+ *   b64Key  = base64(32 random bytes of key material)                         44 characters
+ *   b64Text = base64(nonce 12, cipher text 0..64, tag 16)                     124 characters at most
+ *   output  = the same text as b64Text: what a record keeps for show
+ *
+ * A request decrypts its token before it talks to the BMC, so this is made to cost next to nothing: algorithms are
+ * fetched once, everything else lies on the stack.
+ */
+#include "tokencipher.h"
+
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "owners.h"
+#include "smsecure.h"
+
+namespace qvplatform {
+
+namespace {
+
+using qvrf::GivenBackBy;
+using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, GivenBackBy<&EVP_CIPHER_CTX_free>>;
+using TextOut       = qvrf::MallocOwned<astring>;
+using DigestContext = std::unique_ptr<EVP_MD_CTX, GivenBackBy<&EVP_MD_CTX_free>>;
+
+constexpr s32 kFailed   = 1;
+constexpr s32 kInvalid  = 2;
+constexpr s32 kNoMemory = 3;
+
+constexpr std::size_t kNonce    = 12;
+constexpr std::size_t kTag      = 16;
+constexpr std::size_t kMaxPlain = SMSECURE_PLAIN_SIZE - 1;
+constexpr std::size_t kMaxPack  = kNonce + kMaxPlain + kTag;
+constexpr std::size_t kBlock    = 64;  // of SHA-256
+
+constexpr std::size_t encodedSize(std::size_t bytes)
+{
+    return (bytes + 2) / 3 * 4;
+}
+static_assert(encodedSize(kMaxPack) < SMSECURE_OUTPUT_SIZE, "the text for the record must fit with its NUL");
+static_assert(encodedSize(kMaxPack) <= 134, "the session record has no room for more");
+
+/** A buffer on the stack that is wiped when its scope ends. */
+template <std::size_t N>
+struct Wiped : std::array<unsigned char, N> {
+    Wiped() : std::array<unsigned char, N>{} {}
+    ~Wiped() { OPENSSL_cleanse(this->data(), N); }
+    Wiped(Wiped&&) = delete;
+};
+
+struct WipedKey {
+    Key bytes{};
+    WipedKey() = default;
+    ~WipedKey() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
+    WipedKey(WipedKey&&) = delete;
+};
+
+/** Fetching walks OpenSSL's providers, which is slower than the whole decryption: once in a process. */
+struct Algorithms {
+    const EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
+    const EVP_MD*     digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+};
+
+const Algorithms& algorithms()
+{
+    static const Algorithms& fetched = *new Algorithms;  // kept until the process is gone, like OpenSSL's own
+    return fetched;
+}
+
+/** Errors of ours do not stay behind in the thread's queue, where the next caller of OpenSSL would take them for his.
+ */
+class ErrorsForgotten {
+public:
+    ErrorsForgotten() { ERR_set_mark(); }
+    ~ErrorsForgotten() { ERR_pop_to_mark(); }
+    ErrorsForgotten(ErrorsForgotten&&) = delete;
+};
+
+bool hash(EVP_MD_CTX* context, const Wiped<kBlock>& pad, const void* data, std::size_t size, unsigned char* digest)
+{
+    return EVP_DigestInit_ex2(context, algorithms().digest, nullptr) == 1 &&
+           EVP_DigestUpdate(context, pad.data(), pad.size()) == 1 && EVP_DigestUpdate(context, data, size) == 1 &&
+           EVP_DigestFinal_ex(context, digest, nullptr) == 1;
+}
+
+/** Cipher text and tag are written behind the nonce. */
+bool seal(const Key& key, const unsigned char* plain, std::size_t size, unsigned char* pack)
+{
+    const CipherContext context(EVP_CIPHER_CTX_new());
+    unsigned char*      text = pack + kNonce;
+    int                 done = 0;
+    return context && RAND_bytes(pack, kNonce) == 1 &&
+           EVP_EncryptInit_ex2(context.get(), algorithms().cipher, key.data(), pack, nullptr) == 1 &&
+           EVP_EncryptUpdate(context.get(), text, &done, plain, static_cast<int>(size)) == 1 &&
+           EVP_EncryptFinal_ex(context.get(), text + done, &done) == 1 &&
+           EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, kTag, text + size) == 1;
+}
+
+/** False as well when a single bit of key or pack was changed. */
+bool open(const Key& key, unsigned char* pack, std::size_t size, unsigned char* plain)
+{
+    const CipherContext context(EVP_CIPHER_CTX_new());
+    unsigned char*      text = pack + kNonce;
+    int                 done = 0;
+    return context && EVP_DecryptInit_ex2(context.get(), algorithms().cipher, key.data(), pack, nullptr) == 1 &&
+           EVP_DecryptUpdate(context.get(), plain, &done, text, static_cast<int>(size)) == 1 &&
+           EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, kTag, text + size) == 1 &&
+           EVP_DecryptFinal_ex(context.get(), plain + done, &done) == 1;
+}
+
+/** The bytes that base64 @p text stands for, @p most of them at most; 0 when it is no such text. */
+std::size_t decoded(const astring* text, unsigned char* bytes, std::size_t most)
+{
+    const std::size_t length = ::strnlen(text, encodedSize(most) + 1);
+    if (length == 0 || length % 4 != 0 || length > encodedSize(most)) return 0;
+    if (EVP_DecodeBlock(bytes, reinterpret_cast<const unsigned char*>(text), static_cast<int>(length)) < 0) return 0;
+    const std::size_t padding = text[length - 1] != '=' ? 0 : text[length - 2] != '=' ? 1 : 2;
+    return length / 4 * 3 - padding;
+}
+
+/** Base64 text of @p bytes for a caller of the library; empty when memory is out. */
+TextOut encoded(const unsigned char* bytes, std::size_t size)
+{
+    TextOut text(static_cast<astring*>(std::malloc(encodedSize(size) + 1)));
+    if (text) EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.get()), bytes, static_cast<int>(size));
+    return text;
+}
+
+}  // namespace
+
+bool deriveKey(const Key& material, Key& key) noexcept
+{
+    // One block of PBKDF2 with one iteration is by definition one HMAC of salt and block number, and that is two hashes
+    // over one context: a fifth of the allocations that the general functions make on every call.
+    Wiped<kBlock>  inner, outer;
+    Wiped<32>      innerDigest;
+    constexpr char message[] = "qvoxa session token\0\0\0\1";  // salt, and the number of the only block
+    for (std::size_t i = 0; i < kBlock; ++i) {
+        const unsigned char byte = i < material.size() ? material[i] : 0;
+        inner[i]                 = byte ^ 0x36;
+        outer[i]                 = byte ^ 0x5c;
+    }
+    const DigestContext context(EVP_MD_CTX_new());
+    return context && hash(context.get(), inner, message, sizeof message - 1, innerDigest.data()) &&
+           hash(context.get(), outer, innerDigest.data(), innerDigest.size(), key.data());
+}
+
+}  // namespace qvplatform
+
+using namespace qvplatform;
+
+extern "C" s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astring** b64Text,
+                                    astring** b64Key)
+{
+    if (b64Text != nullptr) *b64Text = nullptr;
+    if (b64Key != nullptr) *b64Key = nullptr;
+    if (text == nullptr || output == nullptr || b64Text == nullptr || b64Key == nullptr) return kInvalid;
+    // A NUL inside would end the text early when it comes back.
+    if (length > kMaxPlain || ::strnlen(text, length) != length) return kInvalid;
+
+    const ErrorsForgotten forgotten;
+    WipedKey              material, key;
+    Wiped<kMaxPack>       pack;
+    if (RAND_priv_bytes(material.bytes.data(), static_cast<int>(material.bytes.size())) != 1) return kFailed;
+    if (!deriveKey(material.bytes, key.bytes)) return kFailed;
+    if (!seal(key.bytes, reinterpret_cast<const unsigned char*>(text), length, pack.data())) return kFailed;
+
+    TextOut cipherText = encoded(pack.data(), kNonce + length + kTag);
+    TextOut keyText    = encoded(material.bytes.data(), material.bytes.size());
+    if (!cipherText || !keyText) {
+        if (keyText) OPENSSL_cleanse(keyText.get(), std::strlen(keyText.get()));
+        return kNoMemory;
+    }
+    std::memcpy(output, cipherText.get(), std::strlen(cipherText.get()) + 1);
+    *b64Text = cipherText.release();
+    *b64Key  = keyText.release();
+    return 0;
+}
+
+extern "C" s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Text, astring** output)
+{
+    if (output == nullptr || *output == nullptr) return kInvalid;
+    std::memset(*output, 0, SMSECURE_PLAIN_SIZE);
+    if (b64Key == nullptr || b64Text == nullptr) return kInvalid;
+
+    const ErrorsForgotten  forgotten;
+    WipedKey               material, key;
+    Wiped<kMaxPack + 2>    pack;  // the decoder writes whole groups of three
+    Wiped<sizeof(Key) + 2> keyText;
+    const std::size_t      packed = decoded(b64Text, pack.data(), kMaxPack);
+    if (decoded(b64Key, keyText.data(), sizeof(Key)) != sizeof(Key)) return kInvalid;
+    if (packed < kNonce + kTag || packed > kMaxPack) return kInvalid;
+    std::memcpy(material.bytes.data(), keyText.data(), sizeof(Key));
+
+    auto* plain = reinterpret_cast<unsigned char*>(*output);
+    if (deriveKey(material.bytes, key.bytes) && open(key.bytes, pack.data(), packed - kNonce - kTag, plain)) return 0;
+    // The cipher hands its text out before it knows that the tag is wrong.
+    OPENSSL_cleanse(*output, SMSECURE_PLAIN_SIZE);
+    return kFailed;
+}

@@ -1,0 +1,54 @@
+/** @file scratch.h  A directory that a test may fill and that is gone after it. */
+#ifndef SCRATCH_H
+#define SCRATCH_H
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+class Scratch {
+public:
+    Scratch()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "qvplatform-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) std::abort();
+        path_ = name;
+    }
+    ~Scratch()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    Scratch(Scratch&&) = delete;
+
+    std::string        operator/(const std::string& name) const { return path_ + "/" + name; }
+    const std::string& path() const { return path_; }
+
+    std::string write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(*this / name, std::ios::binary) << text;
+        return *this / name;
+    }
+
+private:
+    std::string path_;
+};
+
+inline std::string contentOf(const std::string& file)
+{
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+inline unsigned modeOf(const std::string& file)
+{
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? status.st_mode & 07777u : 0;
+}
+
+#endif
