@@ -1,0 +1,17 @@
+/** @file DynamicResources.h  Redfish resources made from the BMC's live state: accounts and the KS log. */
+#ifndef TORVOSIM_DYNAMICRESOURCES_H
+#define TORVOSIM_DYNAMICRESOURCES_H
+
+#include <optional>
+
+#include "Bmc.h"
+#include "Http.h"
+
+namespace torvosim {
+
+/** The answer of a live resource; nothing when @p request is for another one. */
+std::optional<Response> answerDynamicResource(Bmc& bmc, const Request& request);
+
+}  // namespace torvosim
+
+#endif

@@ -1,0 +1,83 @@
+/** @file HttpsService.cpp  The HTTPS listeners. */
+#include "HttpsService.h"
+
+#include <cerrno>
+#include <random>
+#include <system_error>
+
+#include "HttpsConnection.h"
+
+namespace torvosim {
+
+namespace {
+
+// Hosts carry the port in fields that are safe for four digits.
+constexpr std::uint16_t kLowestPort  = 1024;
+constexpr std::uint16_t kHighestPort = 9999;
+constexpr int           kPortTries   = 500;
+
+bool meansNoIpv6(const std::system_error& error)
+{
+    const int code = error.code().value();
+    return code == EADDRNOTAVAIL || code == EAFNOSUPPORT;
+}
+
+}  // namespace
+
+HttpsService::HttpsService(Bmc& bmc, Router& router)
+    : bmc_(bmc), router_(router), server_([this](int fd) { serve(fd); })
+{
+}
+
+void HttpsService::listen()
+{
+    if (bmc_.options.httpsPort != 0) {
+        if (!bindAll(bmc_.options.httpsPort))
+            throw std::runtime_error("HTTPS port " + std::to_string(bmc_.options.httpsPort) + " is in use");
+    } else {
+        std::minstd_rand                        random(std::random_device{}());
+        std::uniform_int_distribution<unsigned> candidate(kLowestPort, kHighestPort);
+        int                                     tries = 0;
+        while (!bindAll(static_cast<std::uint16_t>(candidate(random))))
+            if (++tries == kPortTries) throw std::runtime_error("no free HTTPS port of four digits");
+    }
+    context_ = makeTlsContext(addresses_, bmc_.options.tlsMin, bmc_.options.tlsMax, certificatePem_);
+}
+
+/** All addresses with one port, or none. @return false: somebody has that port on one of them */
+bool HttpsService::bindAll(std::uint16_t port)
+{
+    const bool               byDefault = bmc_.options.httpsAddresses.empty();
+    std::vector<std::string> wanted    = bmc_.options.httpsAddresses;
+    if (byDefault) wanted = {"127.0.0.1", "::1"};
+
+    std::vector<std::string> bound;
+    std::vector<Descriptor>  listeners;
+    for (const std::string& address : wanted) {
+        try {
+            listeners.push_back(listenTcp(address, port));
+            bound.push_back(address);
+        } catch (const std::system_error& error) {
+            if (error.code().value() == EADDRINUSE) return false;
+            if (!byDefault || bound.empty() || !meansNoIpv6(error)) throw;
+        }
+    }
+    for (Descriptor& listener : listeners) server_.add(std::move(listener));
+    addresses_ = std::move(bound);
+    port_      = port;
+    return true;
+}
+
+void HttpsService::serve(int fd)
+{
+    ++bmc_.stats.connections;
+    TlsSocket tls(context_.get(), fd);
+    if (!tls.handshake()) {
+        ++bmc_.stats.handshakesFailed;
+        bmc_.trace.line("https handshake failed");
+        return;
+    }
+    serveHttp(bmc_, router_, tls);
+}
+
+}  // namespace torvosim

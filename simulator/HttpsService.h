@@ -1,0 +1,43 @@
+/** @file HttpsService.h  The HTTPS side: listeners, connections, requests read and responses written. */
+#ifndef TORVOSIM_HTTPSSERVICE_H
+#define TORVOSIM_HTTPSSERVICE_H
+
+#include <string>
+#include <vector>
+
+#include "Bmc.h"
+#include "Router.h"
+#include "SocketServer.h"
+#include "TlsSocket.h"
+
+namespace torvosim {
+
+class HttpsService {
+public:
+    HttpsService(Bmc& bmc, Router& router);
+
+    /** Binds every address of the options; connections are not served before start(). @throws std::exception */
+    void listen();
+    void start() { server_.start(); }
+    void stop() noexcept { server_.stop(); }
+
+    std::uint16_t                   port() const noexcept { return port_; }
+    const std::vector<std::string>& addresses() const noexcept { return addresses_; }
+    const std::string&              certificatePem() const noexcept { return certificatePem_; }
+
+private:
+    bool bindAll(std::uint16_t port);
+    void serve(int fd);
+
+    Bmc&                     bmc_;
+    Router&                  router_;
+    SocketServer             server_;
+    TlsContext               context_;
+    std::uint16_t            port_ = 0;
+    std::vector<std::string> addresses_;
+    std::string              certificatePem_;
+};
+
+}  // namespace torvosim
+
+#endif

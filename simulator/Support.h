@@ -1,0 +1,77 @@
+/** @file Support.h  Small things that every file here uses: descriptors, guarded values, byte and text helpers. */
+#ifndef TORVOSIM_SUPPORT_H
+#define TORVOSIM_SUPPORT_H
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace torvosim {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/** A file descriptor and its owner. */
+class Descriptor {
+public:
+    explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Descriptor()
+    {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    explicit operator bool() const noexcept { return fd_ >= 0; }
+    int      get() const noexcept { return fd_; }
+
+private:
+    int fd_;
+};
+
+/** A value that is only reachable with its lock held. */
+template <class T>
+class Guarded {
+public:
+    template <class Use>
+    decltype(auto) with(Use&& use)
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return std::forward<Use>(use)(value_);
+    }
+
+private:
+    std::mutex mutex_;
+    T          value_{};
+};
+
+std::string hexText(const Bytes& bytes);  ///< "18 01 00"
+/** Bytes of "18 01 00", "180100" or a mix; nothing when a digit is missing or wrong. */
+std::optional<Bytes> parseHex(std::string_view text);
+/** A decimal or 0x number that is all of @p text and at most @p max. */
+std::optional<std::uint64_t> parseNumber(std::string_view text, std::uint64_t max = UINT64_MAX);
+bool                         equalsIgnoreCase(std::string_view a, std::string_view b) noexcept;
+bool                         startsWith(std::string_view text, std::string_view prefix) noexcept;
+std::string_view             trimmed(std::string_view text) noexcept;
+/** Whether @p path is @p prefix or lies below it. */
+bool isAtOrBelow(std::string_view path, std::string_view prefix) noexcept;
+
+std::string randomHex(std::size_t digits);
+std::string sha256Hex(std::string_view text);
+std::string isoTime(std::int64_t secondsSinceEpoch);
+
+std::string readFile(const std::string& path);  ///< throws std::runtime_error
+/** Writes @p text with @p mode so that a reader sees all of it or none. Throws std::runtime_error. */
+void writeFile(const std::string& path, std::string_view text, unsigned mode = 0644);
+
+}  // namespace torvosim
+
+#endif

@@ -1,0 +1,138 @@
+/** @file main.cpp  The program: command line, signals, and the client of a running simulator's control socket. */
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "Control.h"
+#include "Support.h"
+#include "torvosim.h"
+
+namespace {
+
+using torvosim::Options;
+
+struct CommandLine {
+    Options                  options;
+    std::string              generation = "new";
+    std::string              readyFile;
+    std::string              configFile;
+    std::string              ctlSocket;
+    std::vector<std::string> ctlWords;
+    std::vector<std::string> facts;
+};
+
+void addRunOptions(CLI::App& app, CommandLine& line)
+{
+    Options& o = line.options;
+    app.add_option("--https-address", o.httpsAddresses, "Address to serve HTTPS on; repeatable [127.0.0.1 and ::1]");
+    app.add_option("--https-port", o.httpsPort, "HTTPS port; 0: a free one of four digits [0]");
+    app.add_option("--tls-min", o.tlsMin, "Oldest TLS version, 1.0 to 1.3 [1.2]");
+    app.add_option("--tls-max", o.tlsMax, "Newest TLS version, 1.0 to 1.3 [1.3]");
+    app.add_option("--state-dir", o.stateDir,
+                   "Where sockets, keys and uploads go [a directory below $TMPDIR, removed at the end]");
+    app.add_option("--ipmi-unix", o.ipmiUnix, "Path of the IPMI socket [ipmi.sock in the state directory]");
+    app.add_option("--ipmi-tcp", o.ipmiTcp, "host:port for IPMI over TCP as well");
+    app.add_option("--control-socket", o.controlSocket,
+                   "Path of the control socket [control.sock in the state directory]");
+    app.add_option("--token-key", o.tokenKeyFile, "File with the key of login tokens [made new]")
+        ->check(CLI::ExistingFile);
+    app.add_option("--mockup", o.mockupDir, "Tree of index.json files to serve instead of the built-in one")
+        ->check(CLI::ExistingDirectory);
+    app.add_option("--package-dir", o.packageDir, "Files to serve below /software/oxa/")->check(CLI::ExistingDirectory);
+    app.add_option("--open-prefix", o.openPrefixes,
+                   "Paths that need no session, beside /test and /software; repeatable");
+    app.add_option("--generation", line.generation, "BMC generation, new or old [new]")
+        ->check(CLI::IsMember({"new", "old"}));
+    app.add_option("--session-limit", o.sessionLimit, "Sessions at a time [8]");
+    app.add_option("--session-timeout", o.sessionTimeoutSeconds, "Idle seconds that end a session; 0: never [1800]");
+    app.add_option("--token-logins", o.loginsPerToken, "Logins that one token is good for; 0: any number [1]");
+    app.add_flag("!--delete-no-body", o.sessionDeleteBody,
+                 "DELETE of a session answers 204 instead of 200 with a body");
+    app.add_option("--event-interval", o.eventIntervalMs, "Milliseconds between events on a stream; 0: none [0]");
+    app.add_option("--root-password", o.rootPassword, "Password of the BMC user root [simulator]");
+    app.add_option("--set", line.facts, "FACT=VALUE, as the control word set takes it; repeatable");
+    app.add_option("--control", o.controlLines, "A control line to carry out at the start; repeatable");
+    app.add_option("--trace", o.trace, "File for the trace of all traffic; - for standard output");
+    app.add_option("--ready-file", line.readyFile, "JSON file written when everything listens");
+    app.add_option("--write-config", line.configFile, "Reference-platform configuration file to write");
+}
+
+void addFacts(CommandLine& line)
+{
+    for (const std::string& fact : line.facts) {
+        const auto equals = fact.find('=');
+        if (equals == std::string::npos) throw std::runtime_error("--set " + fact + ": it is FACT=VALUE");
+        line.options.controlLines.push_back(
+            torvosim::joinWords({"set", fact.substr(0, equals), fact.substr(equals + 1)}));
+    }
+}
+
+void printSummary(const torvosim::Simulator& simulator)
+{
+    for (const std::string& address : simulator.httpsAddresses()) {
+        const bool v6 = address.find(':') != std::string::npos;
+        std::printf("HTTPS    https://%s%s%s:%u/redfish/v1\n", v6 ? "[" : "", address.c_str(), v6 ? "]" : "",
+                    unsigned{simulator.httpsPort()});
+    }
+    std::printf("IPMI     unix:%s\n", simulator.ipmiUnixPath().c_str());
+    if (!simulator.ipmiTcp().empty()) std::printf("IPMI     tcp:%s\n", simulator.ipmiTcp().c_str());
+    std::printf("Control  torvosim ctl --socket %s help\n", simulator.controlPath().c_str());
+    std::fflush(stdout);
+}
+
+int serve(CommandLine& line)
+{
+    addFacts(line);
+    line.options.newGeneration = line.generation == "new";
+
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGTERM);
+    ::sigaddset(&signals, SIGINT);
+    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const torvosim::Descriptor arrived(::signalfd(-1, &signals, SFD_CLOEXEC));
+
+    torvosim::Simulator simulator(line.options);
+    simulator.start();
+    if (!line.configFile.empty()) torvosim::writeFile(line.configFile, simulator.platformConfig());
+    printSummary(simulator);
+    if (!line.readyFile.empty()) torvosim::writeFile(line.readyFile, simulator.readyJson() + '\n');
+
+    pollfd ends[] = {{arrived.get(), POLLIN, 0}, {simulator.stopDescriptor(), POLLIN, 0}};
+    while (::poll(ends, 2, -1) <= 0) {
+    }
+    simulator.stop();
+    return 0;
+}
+
+int sendControl(const CommandLine& line)
+{
+    const std::string answer = torvosim::controlOverSocket(line.ctlSocket, line.ctlWords);
+    std::printf("%s\n", answer.c_str());
+    return answer.find("\"ok\":true") != std::string::npos ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    CommandLine line;
+    CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.");
+    app.footer("Control words:\n" + torvosim::controlHelp());
+    addRunOptions(app, line);
+    CLI::App* ctl = app.add_subcommand("ctl", "Sends control words to a running simulator");
+    ctl->add_option("--socket", line.ctlSocket, "Its control socket")->required();
+    ctl->add_option("words", line.ctlWords, "Control words; help lists them")->required();
+    ctl->positionals_at_end();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        return ctl->parsed() ? sendControl(line) : serve(line);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "torvosim: %s\n", error.what());
+        return 1;
+    }
+}
