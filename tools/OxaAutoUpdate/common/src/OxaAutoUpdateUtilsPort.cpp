@@ -1,0 +1,110 @@
+/** @file OxaAutoUpdateUtilsPort.cpp  Discovery of the HTTPS port of the BMC's web server. */
+#include <cstring>
+
+#include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsDecode.h"
+#include "OxaAutoUpdateUtilsRows.h"
+#include "owners.h"
+#include "qvisocppsecurecompat.h"
+#include "trace.h"
+
+namespace qvrf {
+namespace {
+
+constexpr s32 kFailure  = 1;
+constexpr s32 kNoMemory = 9;
+
+constexpr u32         kUrlSize        = 4096;
+constexpr std::size_t kUrlText        = 6;
+constexpr std::size_t kUrlLength      = 7;
+constexpr std::size_t kUrlRestStart   = 3;
+constexpr std::size_t kUrlRestSize    = 15;
+constexpr std::size_t kNewGenPort     = 7;
+constexpr std::size_t kFirstTextBound = 256;
+
+s32 writePort(const char* op, const astring* found, astring* port) noexcept
+{
+    if (!found) {
+        __SysDbgPrint3("[AUFPI]%s: Not able to get https port Number.\n", op);
+        return kFailure;
+    }
+    sprintf_s(port, APM_PORT_SIZE, "%s", found);
+    return 0;
+}
+
+s32 portByCommand(const char* op, astring* port) noexcept
+{
+    static constexpr char kCommand[] = "vorsk get torvo.webserver.httpsport";
+    SmOwned<astring>      reply;
+    if (QVHIPMVorskPassthru(kCommand, Receive(reply)) != 0) {
+        __SysDbgPrint3("[AUFPI]%s: pResp is NULL.\n", op);
+        return kFailure;
+    }
+    if (!reply) {
+        __SysDbgPrint3("[AUFPI]%s: vorsk command failed %s \n", op, kCommand);
+        return kFailure;
+    }
+    return writePort(op, portInCommandReply(reply.get()), port);
+}
+
+s32 httpsPort(const char* op, astring* port) noexcept
+{
+    if (!port) {
+        __SysDbgPrint3("[AUFPI]%s: pIPPortNum is NULL.\n", op);
+        return kFailure;
+    }
+    IpmiExchange bmc({op});
+    if (const IpmiResult sent = bmc.send(rows::kUrlStart); !sent.ok()) return sent.statusOr(kFailure);
+    const u16        length = bmc.be16(kUrlLength);
+    SmOwned<astring> url    = smText(kUrlSize);
+    if (!url) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the URL.\n", op);
+        return kNoMemory;
+    }
+    copyCut(url.get(), kUrlSize, bmc.text(kUrlText));
+    if (::strnlen(url.get(), kFirstTextBound) == 0) return portByCommand(op, port);
+
+    __SysDbgPrint4("[AUFPI]%s: request bytes 4 and 5: %d %d\n", op, rows::kUrlRest.bytes[4], rows::kUrlRest.bytes[5]);
+    if (const IpmiResult sent = bmc.send(rows::kUrlRest); !sent.ok()) return sent.statusOr(kFailure);
+    SmOwned<astring> rest = smText(length);
+    if (!rest) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the rest of the URL.\n", op);
+        return kNoMemory;
+    }
+    textOfBytes(bmc.from(kUrlRestStart), kUrlRestSize, rest.get(), length);
+    strncat_s(url.get(), kUrlSize, rest.get(), ::strnlen(rest.get(), length));
+
+    if (!std::strchr(url.get(), ':')) __SysDbgPrint4("[AUFPI]%s: IPPort = %s\n", op, "");
+    return writePort(op, portInUrl(url.get()), port);
+}
+
+s32 httpsPortNewGen(const char* op, astring* port) noexcept
+{
+    if (!port) {
+        __SysDbgPrint3("%s : pHTTPSPortNum is NULL.\n", op);
+        return -1;
+    }
+    OXAmemset_s(port, APM_PORT_SIZE_NEWER_GEN, 0, APM_PORT_SIZE_NEWER_GEN);
+    IpmiExchange     bmc({op, "", " : "});
+    const IpmiResult sent = bmc.send(rows::kHttpsPort);
+    if (!sent.tookPlace) return -1;
+    sprintf_s(port, APM_PORT_SIZE_NEWER_GEN, "%u", unsigned{bmc.le16(kNewGenPort)});
+    return sent.completion;  // a refusal leaves a number too: callers test the result
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 APMDiscoveryGetIPPort(astring* pIPPortNum)
+{
+    static constexpr char op[] = "APMDiscoveryGetIPPort";
+    qvrf::TraceScope      trace(op, qvrf::kUpdateTrace);
+    return qvrf::httpsPort(op, pIPPortNum);
+}
+
+extern "C" s32 APMDiscoveryGetHTTPSPortViaIPMIForNewGenAndAbove(astring* pHTTPSPortNum)
+{
+    static constexpr char op[] = "APMDiscoveryGetHTTPSPortViaIPMIForNewGenAndAbove";
+    qvrf::TraceScope      trace(op);
+    return qvrf::httpsPortNewGen(op, pHTTPSPortNum);
+}
