@@ -10,3 +10,6 @@ target_sources(qvrfutil_objects PRIVATE
   ${oxa}/common/src/oxarfutilHelperAccount.cpp
   ${oxa}/common/src/oxarfutilHelperLogin.cpp
   ${oxa}/common/src/oxarfutilHelperService.cpp)
+target_sources(qvrfutil_objects PRIVATE
+  ${oxa}/linux/src/curlLx.cpp
+  ${oxa}/linux/src/oxarfutilHelperLx.cpp ${oxa}/linux/src/oxarfutilHelperLxHeader.cpp)

@@ -1,0 +1,122 @@
+/** @file qvrfutilSessionFrame.cpp  Start and stop of the library, the session record and its endpoint. */
+#include <cstdlib>
+#include <initializer_list>
+
+#include "qvhipm.h"
+#include "qvisocppsecurecompat.h"
+#include "qvrfutilSession.h"
+#include "trace.h"
+
+extern "C" {
+QVRFUTILSession g_RedfishSession{};
+void*           g_SessionCreationLock       = nullptr;
+booln           g_isRedfishSessionRequested = FALSE;
+}
+
+namespace {
+
+using qvrf::clear;
+using qvrf::TraceScope;
+
+/** What a field holds while a new session is being forced. The bounds are those of the narrowest of these fields. */
+void markAbsent(astring* field) noexcept
+{
+    strncpy_s(field, sizeof g_RedfishSession.Port, "-1", sizeof "-1");
+}
+
+s32 replaceSession(const char* op) noexcept
+{
+    __SysDbgPrint4("%s : Requesting a new session.\n", op);
+    QVRFUTILSession& session = g_RedfishSession;
+    for (astring* field : {session.SessionID, session.IPAddress, session.Port, session.EncryptedSessionToken})
+        markAbsent(field);
+    session.IPVersion = 4;
+    const s32 status  = QVRFUTILCreateSession(session.UserName, session.Privilege, 4);
+    if (status != OXA_SUCCESS) __SysDbgPrint3("%s : Session creation failed.\n", op);
+    return status;
+}
+
+}  // namespace
+
+extern "C" s32 QVRFUTILInit(booln IPv6Stack)
+{
+    static constexpr char op[] = "QVRFUTILInit";
+    const TraceScope      trace(op);
+    if (std::system("modprobe ipmi_devintf > /dev/null 2>&1") != 0)
+        __SysDbgPrint3("%s: ipmi_devintf loading failed.\n", op);
+
+    giSServerNewGenAndAbove  = TRUE;
+    QVRFUTILSession& session = g_RedfishSession;
+    qvrf::forgetSessionId();
+    clear(session.IPAddress);
+    clear(session.Port);
+    sprintf_s(session.Port, sizeof session.Port - 1, "%d", 443);
+    clear(session.EncryptedSessionToken);
+    clear(session.pb64Text);
+    clear(session.pb64Key);
+    clear(session.UserName);
+    clear(session.Privilege);
+    session.IPVersion = IPv6Stack != 0 ? 6 : 4;
+    if (g_SessionCreationLock == nullptr) g_SessionCreationLock = SMMutexCreate(0);
+    return OXA_SUCCESS;
+}
+
+extern "C" void QVRFUTILCleanUp()
+{
+    const TraceScope trace("QVRFUTILCleanUp");
+    if (g_SessionCreationLock == nullptr) return;
+    SMMutexDestroy(g_SessionCreationLock);
+    g_SessionCreationLock = nullptr;
+}
+
+extern "C" s32 QVRFUTILGetRFSessionInfo(QVRFUTILSession* pRedfishSession, booln isNewSessionRequested)
+{
+    static constexpr char op[] = "QVRFUTILGetRFSessionInfo";
+    const TraceScope      trace(op);
+    if (isNewSessionRequested == TRUE)
+        if (s32 st = replaceSession(op); st != OXA_SUCCESS) return st;
+    *pRedfishSession = g_RedfishSession;
+    return OXA_SUCCESS;
+}
+
+extern "C" s32 QVRFUTILSetIPAddress(astring* IPAddress, astring* PortNum, booln IsIPV6)
+{
+    static constexpr char op[] = "QVRFUTILSetIPAddress";
+    const TraceScope      trace(op);
+    if (IPAddress == nullptr) {
+        __SysDbgPrint3("%s : IPAddress is NULL.\n", op);
+        return QVRFUTIL_INVALID_PARAMETER;
+    }
+    if (PortNum == nullptr) {
+        __SysDbgPrint3("%s : PortNum is NULL.\n", op);
+        return QVRFUTIL_INVALID_PARAMETER;
+    }
+    QVRFUTILSession& session = g_RedfishSession;
+    if (IsIPV6 == TRUE) {
+        session.IPVersion = 6;
+        sprintf_s(session.IPAddress, sizeof session.IPAddress - 1, "[%s]", IPAddress);
+    } else {
+        sprintf_s(session.IPAddress, sizeof session.IPAddress - 1, "%s", IPAddress);
+    }
+    // One byte less than the field: agents know that a port of five digits leaves the text empty.
+    sprintf_s(session.Port, sizeof session.Port - 1, "%s", PortNum);
+    __SysDbgPrint4("%s : IPVersion  = %d\n", op, session.IPVersion);
+    __SysDbgPrint4("%s : IPAddress  = %s\n", op, session.IPAddress);
+    __SysDbgPrint4("%s : Port  = %s\n", op, session.Port);
+    return OXA_SUCCESS;
+}
+
+extern "C" booln TorvoRedfishPrereqCheck()
+{
+    const TraceScope trace("TorvoRedfishPrereqCheck");
+    u16              major = 0;
+    u16              minor = 0;
+    QVHIPMGetTorvoFwVersion(&major, &minor, nullptr);  // a version that cannot be read stays 0.0: too old
+    const bool passed = major > 6 || (major == 6 && minor >= 10);
+    if (passed)
+        __SysDbgPrint4("TorvoRedfishPrereqCheck: Firmware Check Passed for RF Capability... \n");
+    else
+        __SysDbgPrint3("TorvoRedfishPrereqCheck: Firmware Check Failed for RF Capability... \n");
+    __SysDbgPrint4("\n\nTorvoRedfishPrereqCheck: Exiting... prereqCheck: %d\n", passed ? 1 : 0);
+    return passed ? TRUE : FALSE;
+}

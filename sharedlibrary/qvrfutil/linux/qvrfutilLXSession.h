@@ -1,0 +1,88 @@
+/** @file qvrfutilLXSession.h  How requests get at the session, and how one thread at a time renews it. */
+#ifndef QVRFUTILLXSESSION_H
+#define QVRFUTILLXSESSION_H
+
+#include "curlLx.h"
+#include "owners.h"
+#include "qvrfutil.h"
+#include "smsecure.h"
+
+namespace qvrf {
+
+/** The words that requests and subscriptions say these things in. */
+struct SessionTexts {
+    const char* inProgress;    ///< %s: another thread is renewing
+    const char* creating;      ///< %s: the renewal begins
+    const char* retryingLock;  ///< %s: the flag could not be cleared yet
+    const char* created;       ///< %s
+    const char* notCreated;    ///< %s
+};
+extern const SessionTexts kRequestTexts;   ///< GET, POST, PATCH, DELETE
+extern const SessionTexts kTransferTexts;  ///< uploads and subscriptions
+
+/** Who renews the session. */
+enum class Claim {
+    ours,     ///< this thread; the flag is set
+    taken,    ///< another thread is at it
+    timedOut  ///< the lock was not to be had in time
+};
+
+/** Takes the right to renew, unless another thread has it. */
+Claim claimRenewal(const SessionTexts& texts) noexcept;
+
+/** Opens a new session into @p session and gives the right to renew back. @return 0 or the status of the creation */
+s32 renewSession(const char* op, const SessionTexts& texts, QVRFUTILSession& session) noexcept;
+
+/** An empty identifier, "-" and "-1" all say that there is no session; "-12" is one. */
+bool sessionMissing(const QVRFUTILSession& session) noexcept;
+
+/** What an operation says and answers on the newer generation when nobody is logged in. */
+struct LoggedOut {
+    const char* text;  ///< takes one %s
+    s32         status;
+};
+
+/**
+ * A copy of the session record for an upload or a subscription; on an older generation the session is made first when
+ * there is none. While another thread makes it, the copy is used as it is: the BMC then answers the request itself.
+ */
+s32 obtainTransferSession(const char* op, const LoggedOut& loggedOut, QVRFUTILSession& session) noexcept;
+
+/** Decrypts the token and appends its header, with the words of uploads and subscriptions. */
+s32 appendDecryptedToken(const char* op, const QVRFUTILSession& session, HeaderList& headers) noexcept;
+
+/** What an operation says when a 401 does not lead to a new session; each takes one %s. */
+struct RenewalRefusals {
+    const char* newerGeneration;  ///< the agent makes sessions there
+    const char* notOurs;          ///< another thread renews, or the lock was not to be had
+};
+
+/**
+ * After a 401: makes a new session for the next request. This one is not sent again, so that a caller decides itself
+ * whether it may go out twice; what came with the 401 is handed back.
+ * @return 0; 104 refused; or the status of the creation
+ */
+s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSession& session) noexcept;
+
+/** The session token in the clear, wiped when it goes. */
+class Token {
+public:
+    explicit Token() noexcept : text_(SMSECURE_PLAIN_SIZE + 1) {}  // one more than the platform may fill: terminated
+    explicit       operator bool() const noexcept { return static_cast<bool>(text_); }
+    const astring* get() const noexcept { return text_.get(); }
+    /** @return the platform's status */
+    s32 decrypt(const QVRFUTILSession& session) noexcept;
+
+private:
+    SecretBuffer text_;
+};
+
+/** Appends "X-Auth-Token: " and the token. @return false when memory is out */
+bool appendTokenHeader(HeaderList& headers, const Token& token, const char* logFormat) noexcept;
+
+/** "https://address:port/path"; empty text when the path is longer than 400 characters, no text when memory is out. */
+SmOwned<astring> requestUrl(const astring* address, const astring* port, const astring* path) noexcept;
+
+}  // namespace qvrf
+
+#endif
