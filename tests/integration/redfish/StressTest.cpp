@@ -1,0 +1,149 @@
+/** @file StressTest.cpp  Many threads at once: requests while the session expires, subscriptions while requests run. */
+#include <dlfcn.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "DeskBmc.h"
+#include "smsecure.h"
+
+namespace {
+
+std::atomic<int> creating{0};
+std::atomic<int> mostCreating{0};
+std::atomic<int> creations{0};
+
+}  // namespace
+
+// Stands before the platform's own: every creation of a session passes here, so this sees how many run at a time.
+extern "C" s32 SMSecureGenerateBMCLoginToken(u32 reserved, const astring* userName, u32 role)
+{
+    static const auto next =
+        reinterpret_cast<decltype(&SMSecureGenerateBMCLoginToken)>(dlsym(RTLD_NEXT, "SMSecureGenerateBMCLoginToken"));
+    const int now = ++creating;
+    ++creations;
+    int most = mostCreating;
+    while (now > most && !mostCreating.compare_exchange_weak(most, now)) {
+    }
+    const s32 status = next(reserved, userName, role);
+    --creating;
+    return status;
+}
+
+namespace {
+
+class Stress : public DeskBmc {};
+
+TEST_F(Stress, RequestsGoOnWhileTheSessionExpiresUnderThem)
+{
+    constexpr int kThreads = 8, kRequests = 60, kExpiries = 12;
+    start(false);
+    ASSERT_EQ(logIn(), 0);
+    creations = mostCreating = 0;
+
+    // Refusals while another thread renews (104), a 401 whose renewal succeeded, and a request on a copy of the record
+    // that the renewing thread was just writing: each is answered by sending again.
+    std::atomic<int>         done{0}, givenUp{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kRequests; ++i) {
+                const auto type     = (t + i) % 2 == 0 ? QVRFUTIL_REQUEST_GET : QVRFUTIL_REQUEST_PATCH;
+                int        attempts = 0;
+                for (Answer answer; answer.http != 200;
+                     answer = send(type, "/redfish/v1/Systems/System.Embedded.1", "{}"))
+                    if (++attempts > 20000) break;
+                if (attempts > 20000) ++givenUp;
+                ++done;
+            }
+        });
+    for (int expiry = 1; expiry <= kExpiries; ++expiry) {
+        while (done < expiry * kThreads * kRequests / (kExpiries + 1)) std::this_thread::yield();
+        control("expire");
+    }
+    for (auto& thread : threads) thread.join();
+
+    EXPECT_EQ(givenUp, 0);
+    EXPECT_GE(creations, kExpiries / 2);
+    EXPECT_EQ(mostCreating, 1) << "one re-creation at a time";
+    EXPECT_FALSE(g_isRedfishSessionRequested);
+    EXPECT_EQ(logOut(), 0);
+}
+
+/** Counts what a subscription is told. */
+struct Counter {
+    std::atomic<int>            events{0};
+    std::atomic<int>            breaks{0};
+    std::atomic<bool>           open{true};
+    QVRFUTILHttpCallbackContext context{this, [](SSEEventData* event) {
+                                            auto& me = *static_cast<Counter*>(event->pCallerContext);
+                                            EXPECT_TRUE(me.open) << "a callback after unregister returned";
+                                            ++(event->StatusCode == 0 ? me.events : me.breaks);
+                                            SMFreeMem(event->pEvent);
+                                            SMFreeMem(event);
+                                        }};
+    void*                       handle = nullptr;
+};
+
+template <class Condition>
+bool eventually(Condition condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+TEST_F(Stress, AHundredSubscriptionsWhileRequestsRun)
+{
+    constexpr int kSubscriptions = 100;
+    start(true);
+    ASSERT_EQ(logIn(), 0);
+    std::atomic<bool>    stop{false};
+    std::thread          requests([&] {
+        while (!stop) EXPECT_EQ(send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems").http, 200);
+    });
+    std::vector<Counter> counters(kSubscriptions);
+    for (Counter& c : counters) ASSERT_EQ(QVRFUTILRegisterSSE("/redfish/v1/SSE", &c.context, &c.handle), 0);
+    EXPECT_TRUE(eventually([&] { return control("stats").at("streamsOpen") == kSubscriptions; }));
+    for (int i = 0; i < 5; ++i) control("event hello");
+    const auto heard = [&] {
+        for (Counter& c : counters)
+            if (c.events == 0) return false;
+        return true;
+    };
+    EXPECT_TRUE(eventually(heard));
+    std::vector<std::thread> threads;
+    for (Counter& c : counters)
+        threads.emplace_back([&c] {
+            EXPECT_EQ(QVRFUTILUnregisterSSE(&c.handle), 0);
+            c.open = false;
+        });
+    for (auto& thread : threads) thread.join();
+    stop = true;
+    requests.join();
+    EXPECT_EQ(logOut(), 0);
+}
+
+TEST_F(Stress, EveryStreamIsToldOfABreakAndMayRegisterAgain)
+{
+    start(true);
+    ASSERT_EQ(logIn(), 0);
+    Counter counter;
+    for (int round = 1; round <= 2; ++round) {
+        ASSERT_EQ(QVRFUTILRegisterSSE("/redfish/v1/SSE", &counter.context, &counter.handle), 0);
+        EXPECT_TRUE(eventually([&] { return control("stats").at("streamsOpen") == 1; }));
+        control("event-split in-two-writes");
+        EXPECT_TRUE(eventually([&] { return counter.events >= round; }));
+        control("stream-break");
+        EXPECT_TRUE(eventually([&] { return counter.breaks == round; }));
+        EXPECT_EQ(QVRFUTILUnregisterSSE(&counter.handle), 0);
+    }
+    EXPECT_EQ(logOut(), 0);
+}
+
+}  // namespace
