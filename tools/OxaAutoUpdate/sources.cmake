@@ -9,7 +9,8 @@ target_sources(qvrfutil_objects PRIVATE
   ${oxa}/common/src/oxarfutilHelper.cpp
   ${oxa}/common/src/oxarfutilHelperAccount.cpp
   ${oxa}/common/src/oxarfutilHelperLogin.cpp
-  ${oxa}/common/src/oxarfutilHelperService.cpp)
+  ${oxa}/common/src/oxarfutilHelperService.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxInterface.cpp)
 target_sources(qvrfutil_objects PRIVATE
   ${oxa}/linux/src/curlLx.cpp
   ${oxa}/linux/src/oxarfutilHelperLx.cpp ${oxa}/linux/src/oxarfutilHelperLxHeader.cpp)

@@ -1,0 +1,81 @@
+/** @file osprivlegeAddrGen.cpp  The IPv6 address-generation policy of the USB NIC. */
+#include <net/if.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "osprivlege.h"
+#include "trace.h"
+
+namespace {
+
+constexpr u16 kUp   = IFF_UP;
+constexpr u16 kDown = 0;
+
+constexpr booln kIPv6 = 1;
+
+void logOutcome(pid_t child) noexcept
+{
+    int   status = 0;
+    pid_t waited = -1;
+    do waited = ::waitpid(child, &status, 0);
+    while (waited < 0 && errno == EINTR);
+
+    if (waited < 0) {
+        __SysDbgPrint3("SetAddrGenModeForIPV6: waitpid() failed with ret=%d.\n", waited);
+    } else if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
+        __SysDbgPrint3("SetAddrGenModeForIPV6: unexpected child status=%d.\n", WEXITSTATUS(status));
+    }
+}
+
+/** Asks `ip` for EUI-64 link-local addresses. An old `ip` or kernel may refuse: the link is bounced all the same. */
+void setAddrGenModeForIPV6(const astring* interfaceName) noexcept
+{
+    const qvrf::TraceScope trace("SetAddrGenModeForIPV6", qvrf::kPlainTrace);
+    const pid_t            child = ::fork();
+    if (child < 0) {
+        __SysDbgPrint3("SetAddrGenModeForIPV6: fork() failed.\n");
+    } else if (child == 0) {
+        ::execlp("ip", "ip", "link", "set", interfaceName, "addrgenmode", "eui64", nullptr);
+        // No exit here: a child that found no `ip` goes on like its parent, and callers rely on both returning.
+    } else {
+        logOutcome(child);
+    }
+}
+
+/** Takes the interface down and up, so that the kernel generates its addresses anew. */
+s32 bounce(astring* interfaceName, u16 family) noexcept
+{
+    if (SetIFFlags(interfaceName, kDown, family) != 0) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringDOWNNetworkInterface failed.\n");
+        return -1;
+    }
+    if (SetIFFlags(interfaceName, kUp, family) != 0) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
+{
+    const qvrf::TraceScope trace("SetAddrGenModePolicyForUSBNICIPV6", qvrf::kPlainTrace);
+    if (pInterfaceName == nullptr) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
+        return -1;
+    }
+    if (SetIFFlags(pInterfaceName, kUp, AF_INET) != 0) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
+        return -1;
+    }
+    if (LXcheckHostIPVersion(pInterfaceName, kIPv6) == 0) {
+        SetIFFlags(pInterfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter
+        return bounce(pInterfaceName, AF_INET6);
+    }
+    setAddrGenModeForIPV6(pInterfaceName);
+    return bounce(pInterfaceName, AF_INET);
+}

@@ -1,0 +1,124 @@
+/** @file osprivlegeAddressCheck.cpp  The two checks of an interface's addresses over the host's address list. */
+#include "osprivlegeAddressCheck.h"
+
+#include <net/if.h>
+#include <netinet/in.h>
+
+#include <cstring>
+
+#include "osprivlege.h"
+#include "owners.h"
+#include "trace.h"
+
+namespace qvrf {
+namespace {
+
+using AddressList = std::unique_ptr<ifaddrs, GivenBackBy<&::freeifaddrs>>;
+
+/** Compares as far as the name asked for goes: eth0 stands for eth0:1 and eth01 as well. */
+bool speaksOf(const ifaddrs& entry, const char* interfaceName) noexcept
+{
+    return std::strncmp(entry.ifa_name, interfaceName, ::strnlen(interfaceName, 1024)) == 0;
+}
+
+sockaddr_in6 ipv6Of(const ifaddrs& entry) noexcept
+{
+    sockaddr_in6 address;
+    std::memcpy(&address, entry.ifa_addr, sizeof address);
+    return address;
+}
+
+bool isLinkLocal(const sockaddr_in6& address) noexcept
+{
+    const u8* bytes = address.sin6_addr.s6_addr;
+    return bytes[0] == 0xFE && (bytes[1] & 0xC0) == 0x80;
+}
+
+template <class SuitsIpv6>
+Finding judged(const ifaddrs& entry, const char* interfaceName, Wanted wanted, SuitsIpv6 suits) noexcept
+{
+    if (entry.ifa_addr == nullptr || !speaksOf(entry, interfaceName)) return Finding::nothing;
+    if ((entry.ifa_flags & IFF_UP) == 0) return Finding::down;
+    if (entry.ifa_addr->sa_family != (wanted == Wanted::ipv6 ? AF_INET6 : AF_INET)) return Finding::nothing;
+    if (wanted == Wanted::ipv4) return Finding::suitable;
+    return suits(ipv6Of(entry)) ? Finding::suitable : Finding::unsuitable;
+}
+
+/** The host's address list; logs in the name of @p op when there is none to be had. */
+AddressList addressList(const char* op, const astring* interfaceName) noexcept
+{
+    AddressList list;
+    if (interfaceName == nullptr) {
+        __SysDbgPrint3("%s: Interface name is NULL\n", op);
+    } else if (::getifaddrs(Receive(list)) != 0) {
+        __SysDbgPrint3("%s: getifaddrs failed!!\n", op);
+    }
+    return list;
+}
+
+}  // namespace
+
+Finding usableAddress(const ifaddrs& entry, const char* interfaceName, Wanted wanted) noexcept
+{
+    return judged(entry, interfaceName, wanted, isLinkLocal);
+}
+
+Finding routableAddress(const ifaddrs& entry, const char* interfaceName, Wanted wanted) noexcept
+{
+    return judged(entry, interfaceName, wanted, [](const sockaddr_in6& a) { return a.sin6_scope_id == 0; });
+}
+
+}  // namespace qvrf
+
+using namespace qvrf;
+
+extern "C" s32 LXcheckHostIPVersion(astring* pInterfaceName, booln IPVersion)
+{
+    static constexpr char op[] = "LXcheckHostIPVersion";
+    const TraceScope      trace(op, kPlainTrace);
+    const Wanted          wanted = IPVersion != 0 ? Wanted::ipv6 : Wanted::ipv4;
+    const AddressList     list   = addressList(op, pInterfaceName);
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        switch (usableAddress(*entry, pInterfaceName, wanted)) {
+            case Finding::nothing: break;
+            case Finding::down: __SysDbgPrint3("LXcheckHostIPVersion: Interface is Down\n"); return -1;
+            case Finding::unsuitable: __SysDbgPrint4("LXcheckHostIPVersion: not a link local address\n"); break;
+            case Finding::suitable:
+                // The IPv6 line has always carried the other check's name; readers of the log search for it.
+                if (wanted == Wanted::ipv6) {
+                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6\n", entry->ifa_name);
+                } else {
+                    __SysDbgPrint4("LXcheckHostIPVersion: Interface %s configured IPV4\n", entry->ifa_name);
+                }
+                return 0;
+        }
+    }
+    return -1;
+}
+
+extern "C" s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion)
+{
+    static constexpr char op[] = "LXcheckIFIPConfigured";
+    const TraceScope      trace(op, kPlainTrace);
+    const Wanted          wanted = IPVersion != 0 ? Wanted::ipv6 : Wanted::ipv4;
+    const AddressList     list   = addressList(op, pInterfaceName);
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        switch (routableAddress(*entry, pInterfaceName, wanted)) {
+            case Finding::nothing:
+            case Finding::down: break;
+            case Finding::unsuitable:
+                __SysDbgPrint4("LXcheckIFIPConfigured: Scope id %d not a IPV6 ULA address\n",
+                               static_cast<int>(ipv6Of(*entry).sin6_scope_id));
+                break;
+            case Finding::suitable:
+                if (wanted == Wanted::ipv6) {
+                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6 ULA address\n",
+                                   entry->ifa_name);
+                } else {
+                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface %s configured IPV4\n", entry->ifa_name);
+                }
+                return 0;
+        }
+    }
+    return -1;
+}

@@ -1,0 +1,61 @@
+/** @file osprivlegeInterface.cpp  Interface requests: what they name, what carries them, and the one that sets flags.
+ */
+#include "osprivlegeInterface.h"
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "osprivlege.h"
+#include "qvisocppsecurecompat.h"
+#include "trace.h"
+
+namespace qvrf {
+
+ifreq requestFor(const char* interfaceName) noexcept
+{
+    ifreq request;
+    OXAmemset_s(&request, sizeof request, 0, sizeof request);
+    strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, ::strnlen(interfaceName, IFNAMSIZ));
+    return request;
+}
+
+LoggedSocket::LoggedSocket(int family, int type, const char* closeFailed) noexcept
+    : fd_(::socket(family, type, 0)), closeFailed_(closeFailed)
+{
+}
+
+LoggedSocket::~LoggedSocket()
+{
+    if (fd_ >= 0 && ::close(fd_) != 0) __SysDbgPrint3("%s", closeFailed_);
+}
+
+}  // namespace qvrf
+
+extern "C" s32 SetIFFlags(astring* pInterfaceName, u16 flags, u16 addrfamily)
+{
+    const qvrf::TraceScope trace("SetIFFlags", qvrf::kPlainTrace);
+    if (pInterfaceName == nullptr) {
+        __SysDbgPrint3("SetIFFlags: pInterfaceName=NULL\n");
+        return -1;
+    }
+    ifreq request     = qvrf::requestFor(pInterfaceName);
+    request.ifr_flags = static_cast<short>(flags);
+
+    const qvrf::LoggedSocket control(addrfamily, SOCK_DGRAM, "SetIFFlags: close() failed\n");
+    if (!control) {
+        __SysDbgPrint3("SetIFFlags: socket error %s\n", std::strerror(errno));
+        return -1;
+    }
+    const s32 result = ::ioctl(control.get(), SIOCSIFFLAGS, &request);
+    if (result < 0) {
+        __SysDbgPrint3("SetIFFlags: Interface '%s': Error: SIOCSIFFLAGS failed: %s\n", pInterfaceName,
+                       std::strerror(errno));
+    } else {
+        __SysDbgPrint4("SetIFFlags: Interface '%s': flags set to %04X.\n", pInterfaceName, flags);
+    }
+    return result;
+}

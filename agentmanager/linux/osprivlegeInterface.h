@@ -1,0 +1,33 @@
+/** @file osprivlegeInterface.h  Interface requests (ioctl) and the sockets that carry them. */
+#ifndef OSPRIVLEGEINTERFACE_H
+#define OSPRIVLEGEINTERFACE_H
+
+#include <net/if.h>
+
+namespace qvrf {
+
+/**
+ * A request that names an interface; everything else is zero. A name of 16 or more characters is not cut, which could
+ * name another interface: it is left out, and the kernel refuses a request without a name.
+ */
+ifreq requestFor(const char* interfaceName) noexcept;
+
+/** A socket whose failing close is worth a line in the log and changes nothing. */
+class LoggedSocket {
+public:
+    /** @param closeFailed  the line, a literal: outlives the socket */
+    LoggedSocket(int family, int type, const char* closeFailed) noexcept;
+    ~LoggedSocket();
+    LoggedSocket(LoggedSocket&&) = delete;  // and with it every copy
+
+    explicit operator bool() const noexcept { return fd_ >= 0; }
+    int      get() const noexcept { return fd_; }
+
+private:
+    int         fd_;
+    const char* closeFailed_;
+};
+
+}  // namespace qvrf
+
+#endif

@@ -1,0 +1,42 @@
+/** @file osprivlegeService.cpp  What the agent's service asks of its own process: the one-shot marker, the trigger, the
+ * stop. */
+#include <unistd.h>
+
+#include <csignal>
+
+#include "osprivlege.h"
+#include "trace.h"
+
+namespace {
+
+constexpr char kConfigRequest[] = "/opt/zelmar/kappel/Oxa/etc/ini/usbnicconfig.ini";
+
+}  // namespace
+
+extern "C" booln IsUSBNICIntfConfigRequired(void)
+{
+    const qvrf::TraceScope trace("IsUSBNICIntfConfigRequired", qvrf::kPlainTrace);
+    if (::access(kConfigRequest, F_OK) != 0) {
+        __SysDbgPrint4("IsUSBNICIntfConfigRequired: file doesn't exist, nothing to do.\n");
+        return FALSE;
+    }
+    // The file being there is the whole request: one that cannot be deleted still asks.
+    if (::unlink(kConfigRequest) == 0) {
+        __SysDbgPrint4("IsUSBNICIntfConfigRequired: usbnicconfig.ini deleted successfully.\n");
+    } else {
+        __SysDbgPrint3("IsUSBNICIntfConfigRequired: Unable to delete the file: usbnicconfig.ini.\n");
+    }
+    return TRUE;
+}
+
+extern "C" booln getTriggerInfo(void)
+{
+    const qvrf::TraceScope trace("getTriggerInfo", qvrf::kPlainTrace);
+    return TRUE;
+}
+
+extern "C" void stoppingAPMServiceFromWithIn(void)
+{
+    const qvrf::TraceScope trace("stoppingAPMServiceFromWithIn", qvrf::kPlainTrace);
+    ::kill(::getpid(), SIGTERM);
+}

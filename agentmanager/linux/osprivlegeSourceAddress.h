@@ -1,0 +1,35 @@
+/** @file osprivlegeSourceAddress.h  The host's IPv4 address on the USB NIC: the one it has, or one beside the BMC's. */
+#ifndef OSPRIVLEGESOURCEADDRESS_H
+#define OSPRIVLEGESOURCEADDRESS_H
+
+#include <net/if.h>
+#include <netinet/in.h>
+
+#include "osprivlegeArp.h"
+
+namespace qvrf {
+
+/** An interface request and the name that the log gives it. */
+struct InterfaceCommand {
+    unsigned long request;
+    const char*   name;
+};
+extern const InterfaceCommand kGetIndex;
+extern const InterfaceCommand kGetFlags;
+extern const InterfaceCommand kSetFlags;
+extern const InterfaceCommand kSetAddress;
+
+/** Sends one interface request for the probe; a failure is logged. */
+bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept;
+
+/**
+ * The address to probe the BMC from. Where the interface has none, or one that counts as the BMC's, it is given the
+ * address beside the BMC's.
+ * @param bmcText  the text of @p bmc
+ * @return false when the interface could not be given an address; logged
+ */
+bool provideSourceAddress(const char* interfaceName, const char* bmcText, in_addr bmc, AddressText& source);
+
+}  // namespace qvrf
+
+#endif
