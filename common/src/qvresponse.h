@@ -13,7 +13,7 @@ extern "C" {
 
 /** Received bytes, growing as they come in. */
 typedef struct _QVRFUTIL_REDFISH_RESPONSE_RECEIVED {
-    astring* pResponse;    /**< heap memory (realloc/free), NULL until the first byte; one spare byte, no NUL of its own */
+    astring* pResponse; /**< heap memory (realloc/free), NULL until the first byte; one spare byte, no NUL of its own */
     size_t   responseSize; /**< bytes held */
 } QVRFUTIL_REDFISH_RESPONSE_RECEIVED;
 

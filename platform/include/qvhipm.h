@@ -30,11 +30,11 @@ typedef struct _EsmIoctlData {
  * in the reply byte 0 is the netFn, byte 1 the command, byte 2 the completion code, the rest data.
  */
 typedef struct _IPMIReqRspEx {
-    u8  RsSA;              /**< responder's slave address; 0x20 is the BMC */
+    u8  RsSA; /**< responder's slave address; 0x20 is the BMC */
     u8  ChannelNum;
     u8  ReservedAlign[2];
-    u32 ReqPhaseBufLen;    /**< request bytes in the buffer */
-    u32 RspPhaseBufLen;    /**< reply bytes wanted, netFn, command and completion code among them */
+    u32 ReqPhaseBufLen;                   /**< request bytes in the buffer */
+    u32 RspPhaseBufLen;                   /**< reply bytes wanted, netFn, command and completion code among them */
     u8  ReqRspBuffer[QVHIPM_BUFFER_SIZE]; /**< request in, reply out */
 } IPMIReqRspEx;
 

@@ -226,6 +226,14 @@ TEST_P(Methods, GiveAStatusForEveryFailureAndFreeEverything)
     EXPECT_GT(nth, 14U);
 }
 
+TEST_F(Request, AnIdentifierThatOnlyBeginsLikeNoneIsOne)
+{
+    put(g_RedfishSession.SessionID, "-12");
+    server.answer(200, "");
+    Call call;
+    EXPECT_EQ(call.send(QVRFUTIL_REQUEST_GET), 0);
+}
+
 TEST_F(Request, FlagStaysSetWhenTheLockIsLostForGood)
 {
     giSServerNewGenAndAbove = FALSE;

@@ -138,7 +138,8 @@ s32 QVRFUTILCreateSession(astring* pUserName, astring* pPrivilege, s32 ipVersion
  * Closes the session on the BMC, forgets it, and ends with QVRFUTILCleanUp: call QVRFUTILInit before further requests.
  * Whatever the result, the record says "no session" afterwards, without address, port or token.
  * @param pUserName  the BMC user to delete when the session was opened with a temporary one
- * @param ipVersion  4 or 6: 6 puts the address into square brackets in the URL
+ * @param ipVersion  4 or 6: 6 puts the record's address into square brackets; an IPv6 address has them there already,
+ *                   so pass 4 whatever the session's IP version
  * @return 0; -1 for a NULL or invalid argument, or a failed deletion; 272 out of memory; or the status of the token's
  *         decryption or of the user's deletion. QVRFUTILCleanUp runs only when the BMC's session was deleted.
  * Blocks for one HTTPS exchange of up to 100 s. Call it from one thread.
