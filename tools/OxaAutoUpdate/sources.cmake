@@ -14,3 +14,18 @@ target_sources(qvrfutil_objects PRIVATE
 target_sources(qvrfutil_objects PRIVATE
   ${oxa}/linux/src/curlLx.cpp
   ${oxa}/linux/src/oxarfutilHelperLx.cpp ${oxa}/linux/src/oxarfutilHelperLxHeader.cpp)
+target_sources(qvrfutil_objects PRIVATE
+  ${oxa}/common/src/OxaAutoUpdateUtilsLog.cpp
+  ${oxa}/common/src/OxaAutoUpdateUtilsManifest.cpp
+  ${oxa}/common/src/OxaAutoUpdateUtilsReport.cpp
+  ${oxa}/common/src/OxaAutoUpdateUtilsText.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxDecide.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxDownload.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxEnvironment.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxInstall.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxInstance.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxPrepare.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxShell.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxSignature.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxUtils.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxUtilsFiles.cpp)

@@ -1,0 +1,132 @@
+/** @file OxaAutoUpdateUtilsLog.cpp  The installation path, and the record of a finished update in the logs. */
+#include <array>
+#include <cstdlib>
+#include <ctime>
+
+#include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsText.h"
+#include "qvisocppsecurecompat.h"
+#include "trace.h"
+
+namespace qvrf {
+namespace {
+
+constexpr s32 kNoMemory = 9;
+
+constexpr u32 kPathSize     = 4096;
+constexpr u32 kMessageSize  = 4096;
+constexpr u32 kProductId    = 34;
+constexpr u32 kInstallPath  = 2;
+constexpr u32 kOsLogType    = 4;
+constexpr u32 kOsLogLevel   = 4;
+constexpr u32 kOsLogEventId = 8196;
+
+constexpr char kDefaultInstallPath[] = "/opt/zelmar/kappel/Oxa";
+constexpr char kLogFile[]            = "qvoxaSync.log";
+constexpr char kMessageId[]          = "OXA0034";
+constexpr char kUser[]               = "root";  // whoever started the tool: only root can update
+
+constexpr u8       kExportFailures  = 3;  // a process's budget, not a call's: a BMC that refuses is left alone
+constexpr timespec kPauseAfterFault = {5, 0};
+
+s32 findInstallPath(const char* op) noexcept
+{
+    const SmOwned<astring> logFile = smText(kPathSize);
+    if (!logFile) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the log file path.\n", op);
+        return kNoMemory;
+    }
+    pOXAInstallPath = smText(kPathSize).release();
+    if (pOXAInstallPath == nullptr) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory pOXAInstallPath = null.\n", op);
+        return kNoMemory;
+    }
+    u32       size   = kPathSize;
+    const s32 status = SMGetPathByProductIDandType(kProductId, kInstallPath, pOXAInstallPath, &size);
+    if (status != 0) {
+        __SysDbgPrint3("[AUFPI]%s: SMGetPathByProductIDandType failed with status:%d.\n", op, status);
+        sprintf_s(logFile.get(), kPathSize, "%s/%s", orEmpty(pExecutionDirectory), kLogFile);
+        sprintf_s(pOXAInstallPath, sizeof kDefaultInstallPath + 1, "%s", kDefaultInstallPath);
+    } else {
+        sprintf_s(logFile.get(), kPathSize, "%s/%s/%s", pOXAInstallPath, "var/log", kLogFile);
+    }
+    __SysDbgPrint4("[AUFPI]%s: log file %s.\n", op, logFile.get());
+    return status;
+}
+
+const char* verbOf(s32 installation) noexcept
+{
+    switch (installation) {
+        case 0: return "updated";
+        case 2: return "downgraded";
+        default: return "installed";
+    }
+}
+
+void exportToKsLog(const char* op, astring** arguments, u32 count) noexcept
+{
+    static u8 i = 0;
+    while (i != kExportFailures) {
+        if (SMHOSMIExportLogKSL(kMessageId, count, arguments) == 0) {
+            __SysDbgPrint4("[AUFPI]%s: Successfully Logged to Torvo.\n", op);
+            return;
+        }
+        __SysDbgPrint3("[AUFPI]%s: failed SMHOSMIExportLogKSL.\n", op);
+        ++i;
+        ::nanosleep(&kPauseAfterFault, nullptr);
+    }
+}
+
+s32 recordUpdate(const char* op) noexcept
+{
+    const SmOwned<astring> command = smText(kPathSize);
+    if (!command) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the usage logger.\n", op);
+        return kNoMemory;
+    }
+    sprintf_s(command.get(), kPathSize, "%s/%s %s %s", kDefaultInstallPath, "lib64/qvoxa/oxamutlogger", "AutoUpdate",
+              "os=Linux");
+    const s32 status = std::system(command.get());
+    if (status != 0)
+        __SysDbgPrint3("%s: feature enabled tracking failed.\n", op);
+    else
+        __SysDbgPrint4("%s: feature enabled tracking message logged.\n", op);
+
+    const SmOwned<astring> message = smText(kMessageSize);
+    const SmOwned<astring> verb    = smCopy(verbOf(installationType));
+    const SmOwned<astring> version = smCopy({OxaUpdatedVersion, ::strnlen(OxaUpdatedVersion, APM_VERSION_SIZE)});
+    const SmOwned<astring> user    = smCopy(kUser);
+    if (!message || !verb || !version || !user) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the message.\n", op);
+        return kNoMemory;
+    }
+    std::array<astring*, 3> arguments{verb.get(), version.get(), user.get()};
+    sprintf_s(message.get(), kMessageSize,
+              "The Auto Update feature successfully %s the Torvo Service Module to version %s, where the server "
+              "operating system (OS) user is %s.",
+              verb.get(), version.get(), user.get());
+    if (SMAppendToOSSysLog(kOsLogType, kOsLogLevel, kOsLogEventId, "Torvo Service Module", message.get(), kMessageId, 0,
+                           nullptr) != 0)
+        __SysDbgPrint3("[AUFPI]%s: failed SMAppendToOSSysLog.\n", op);
+    exportToKsLog(op, arguments.data(), static_cast<u32>(arguments.size()));
+    return status;
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 InitOxaAutoUpdateLog(void)
+{
+    static constexpr char  op[] = "InitOxaAutoUpdateLog";
+    const qvrf::TraceScope trace(op, qvrf::kUpdateTrace);
+    return qvrf::findInstallPath(op);
+}
+
+extern "C" s32 OxaAutoUpdateLogtoOSKS(void)
+{
+    static constexpr char op[] = "OxaAutoUpdateLogtoOSKS";
+    __SysDbgPrint3("validateExecutionPath: Entry.\n");  // log readers know the operation by this line
+    const s32 status = qvrf::recordUpdate(op);
+    __SysDbgPrint4("[AUFPI]%s: exit.\n", op);
+    return status;
+}

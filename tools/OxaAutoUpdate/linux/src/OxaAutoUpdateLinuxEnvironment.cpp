@@ -1,0 +1,211 @@
+/** @file OxaAutoUpdateLinuxEnvironment.cpp  Where the process runs from and what it may do there. */
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxShell.h"
+#include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsText.h"
+#include "qvisocppsecurecompat.h"
+#include "trace.h"
+
+astring* pExecutionDirectory;
+astring* pOXAInstallPath;
+booln    standAloneAutoUpdate;
+s32      installationType = -1;
+
+namespace qvrf {
+namespace {
+
+constexpr s32 kFailure   = 1;
+constexpr s32 kNotRoot   = 4;
+constexpr s32 kForbidden = 8;
+constexpr s32 kNoMemory  = 9;
+
+constexpr u32    kPathSize      = 4096;
+constexpr u32    kProductId     = 34;
+constexpr u32    kPathType      = 2;
+constexpr mode_t kDirectoryMode = 0755;
+
+constexpr char kRegistration[] = "/opt/zelmar/kappel/Oxa/etc/qvoxareg.cfg";
+constexpr char kPrivateFile[]  = "/.qvoxareg.cfg";
+constexpr char kUpdateName[]   = ".update";
+
+constexpr TraceTexts kUnprefixedTrace{"%s: entry\n", "%s: exit\n"};
+
+s32 installPath(astring* path) noexcept
+{
+    u32       size   = kPathSize;
+    const s32 status = path == nullptr ? -1 : SMGetPathByProductIDandType(kProductId, kPathType, path, &size);
+    if (status == 0) return 0;
+    __SysDbgPrint3("[AUFPI]AutoUpdateGetOxaInstallPath: SMGetPathByProductIDandType failed with status:%d.\n", status);
+    return kFailure;
+}
+
+/**
+ * The absolute path of the directory that the program path names. Asked of the file system and not by going there: the
+ * current directory belongs to every thread of the process.
+ */
+bool directoryOf(astring* programPath, astring* directory) noexcept
+{
+    astring* const slash = programPath != nullptr ? std::strrchr(programPath, '/') : nullptr;
+    if (slash == nullptr) return false;
+    *slash = '\0';
+    if (::realpath(slash == programPath ? "/" : programPath, directory) != nullptr) return true;
+    __SysDbgPrint3("[AUFPI]SetExecutionDirectory: no directory %s.\n", programPath);
+    return false;
+}
+
+s32 findExecutionDirectory(astring* programPath) noexcept
+{
+    const SmOwned<astring> found = smText(kPathSize);
+    if (!found) {
+        __SysDbgPrint3("[AUFPI]SetExecutionDirectory:  failed to alloc memory pathSave = null.\n");
+        return kNoMemory;
+    }
+    pExecutionDirectory = smText(kPathSize).release();
+    if (pExecutionDirectory == nullptr) {
+        __SysDbgPrint3("[AUFPI]SetExecutionDirectory:  failed to alloc memory pExecutionDirectory = null.\n");
+        return kNoMemory;
+    }
+    if (directoryOf(programPath, found.get()))
+        strcpy_s(pExecutionDirectory, kPathSize, found.get());
+    else if (::getcwd(pExecutionDirectory, kPathSize) == nullptr)
+        pExecutionDirectory[0] = '\0';
+    FolderPathCorrection(pExecutionDirectory);
+    __SysDbgPrint4("SetExecutionDirectory:Absolute path to executable is: %s.\n", pExecutionDirectory);
+    return 0;
+}
+
+/** The current directory as the private file's command takes it: blanks escaped, anything odder in quotes. */
+SmOwned<astring> directoryForShell(astring* directory) noexcept
+{
+    const std::string_view text(directory);
+    const auto             harmless = [](char c) { return c == ' ' || kShellPlain.find(c) != kShellPlain.npos; };
+    if (!std::all_of(text.begin(), text.end(), harmless) || FolderPathCorrection(directory) != 0)
+        return shellQuoted(text);
+    return smCopy(directory);
+}
+
+/** Tells the platform library, in a file of its own, where a standalone copy keeps its variable data. */
+s32 writePrivateFile(astring* directory) noexcept
+{
+    const SmOwned<astring> word = directoryForShell(directory);
+    const SmOwned<astring> command =
+        !word ? nullptr : smFormat("echo suptlib.vardatapath=%s >%s%s", word.get(), word.get(), kPrivateFile);
+    if (!command) {
+        // The message carries the other operation's name; log readers know it so.
+        __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory sysCMD = null.\n");
+        return kNoMemory;
+    }
+    if (runShell(command.get()) == 0) return 0;
+    __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate: system cmd failed : %s.\n", command.get());
+    return kFailure;
+}
+
+s32 setUpStandalone() noexcept
+{
+    if (FileCheck(kRegistration) == 0) {
+        __SysDbgPrint4("[AUFPI]CheckStandaloneAutoUpdate: Oxa installed on this Machine.\n");
+        return 0;
+    }
+    const SmOwned<astring> path = smText(kPathSize);
+    if (!path) {
+        __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate:  failed to alloc memory executionPath = null.\n");
+        return kNoMemory;
+    }
+    // The execution directory carries its backslashes into the name; CleanIPCDirectory removes the same name.
+    sprintf_s(path.get(), kPathSize, "%s/ipc", orEmpty(pExecutionDirectory));
+    const s32 status = pExecutionDirectory == nullptr ? -1 : CreateDirectory(path.get(), kDirectoryMode);
+    if (status != 0) {
+        __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate:  CreateDirectory failed with status %d.\n", status);
+        return kFailure;
+    }
+    if (::getcwd(path.get(), kPathSize) == nullptr) return 0;
+    return writePrivateFile(path.get());
+}
+
+s32 undoStandalone() noexcept
+{
+    const SmOwned<astring> ipc = smText(kPathSize);
+    if (!ipc) {
+        __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory pExecutionPath = null.\n");
+        return kNoMemory;
+    }
+    const SmOwned<astring> file = smText(kPathSize);
+    if (!file) {
+        __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory pQvoxaConfigPath = null.\n");
+        return kNoMemory;
+    }
+    sprintf_s(ipc.get(), kPathSize, "%s/ipc", orEmpty(pExecutionDirectory));
+    if (pExecutionDirectory == nullptr || RemoveDirectory(ipc.get()) != 0)
+        __SysDbgPrint3("[AUFPI]CleanIPCDirectory: could not delete %s directory.\n", ipc.get());
+
+    astring current[kPathSize];
+    if (::getcwd(current, sizeof current) == nullptr) return 0;
+    sprintf_s(file.get(), kPathSize, "%s/%s", current, kPrivateFile);  // two slashes, which do no harm
+    if (const int status = std::remove(file.get()); status != 0) {
+        __SysDbgPrint3("[AUFPI]CleanIPCDirectory: remove file %s failed with status  : %d.\n", file.get(), status);
+        return kFailure;
+    }
+    return 0;
+}
+
+s32 refuseUpdateDirectory() noexcept
+{
+    const SmOwned<astring> forbidden = smFormat("%s/%s", orEmpty(pOXAInstallPath), kUpdateName);
+    if (!forbidden) {
+        __SysDbgPrint3("[AUFPI]CheckBinaryExecutionPath: failed to alloc memory pExpectedExecutionPath = null.\n");
+        return kNoMemory;
+    }
+    const astring* const running = orEmpty(pExecutionDirectory);
+    __SysDbgPrint4("[AUFPI]CheckBinaryExecutionPath: pCurrentExecutionPath path %s pExpectedExecutionPath %s.\n",
+                   running, forbidden.get());
+    if (std::strncmp(running, forbidden.get(), std::strlen(forbidden.get())) != 0) return 0;
+    __SysDbgPrint3("[AUFPI]CheckBinaryExecutionPath: Execution qvoxa-sync from invalid path.\n");
+    return kForbidden;
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 AutoUpdateGetOxaInstallPath(astring* pInstallPath)
+{
+    const qvrf::TraceScope trace("AutoUpdateGetOxaInstallPath", qvrf::kUpdateTrace);
+    return qvrf::installPath(pInstallPath);
+}
+
+extern "C" s32 AutoUpdateCheckUserPrivilege(void)
+{
+    return ::geteuid() == 0 ? 0 : qvrf::kNotRoot;
+}
+
+extern "C" s32 SetExecutionDirectory(astring* pProgramPath)
+{
+    const qvrf::TraceScope trace("SetExecutionDirectory", qvrf::kUnprefixedTrace);
+    return qvrf::findExecutionDirectory(pProgramPath);
+}
+
+extern "C" s32 CheckStandaloneAutoUpdate(void)
+{
+    const qvrf::TraceScope trace("CheckStandaloneAutoUpdate", qvrf::kUpdateTrace);
+    return qvrf::setUpStandalone();
+}
+
+extern "C" s32 CleanIPCDirectory(void)
+{
+    const qvrf::TraceScope trace("CleanIPCDirectory", qvrf::kUpdateTrace);
+    return qvrf::undoStandalone();
+}
+
+extern "C" s32 CheckBinaryExecutionPath(void)
+{
+    const qvrf::TraceScope trace("CheckBinaryExecutionPath", qvrf::kUpdateTrace);
+    return qvrf::refuseUpdateDirectory();
+}

@@ -1,0 +1,141 @@
+/** @file OxaAutoUpdateLinuxInstall.cpp  Runs the installer of a prepared update and reports how that went. */
+#include <cstdio>
+
+#include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxPrepare.h"
+#include "OxaAutoUpdateLinuxShell.h"
+#include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsText.h"
+#include "trace.h"
+
+namespace qvrf {
+namespace {
+
+constexpr s32 kFailure         = 1;
+constexpr s32 kNoUpdate        = 2;
+constexpr s32 kAnotherInstance = 6;
+constexpr s32 kNoMemory        = 9;
+
+constexpr int kNoCommand = -1;  // as system() answers when there is no process for a command
+
+/**
+ * The directory that the package is unpacked to, gone when the installation ends. What that takes is there from the
+ * start: an installation that runs out of memory leaves nothing behind.
+ */
+class Staging {
+public:
+    Staging() noexcept : path_(smFormat("%s/%s", installDirectory(), ".OXAAutoUpdate"))
+    {
+        const SmOwned<astring> file = path_ ? smFormat("%s/%s", path_.get(), "setup.sh") : nullptr;
+        const SmOwned<astring> word = file ? shellQuoted(path_.get()) : nullptr;
+        removal_                    = word ? smFormat("rm -rf %s ", word.get()) : nullptr;
+        installer_                  = removal_ ? shellQuoted(file.get()) : nullptr;
+    }
+    ~Staging()
+    {
+        if (!mine_ || IsDirExist(path_.get()) != 0 || runShell(removal_.get()) == 0) return;
+        __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: could not delete %s directory.\n", path_.get());
+    }
+    Staging(Staging&&) = delete;
+
+    explicit operator bool() const noexcept { return static_cast<bool>(installer_); }
+
+    s32 prepare(booln force) noexcept
+    {
+        const s32 status = PrepareOXAAutoUpdate(force, path_.get());
+        mine_            = status != kAnotherInstance;  // the other one may be installing from it
+        return status;
+    }
+    /** The installer as the shell takes it. */
+    const astring* installer() const noexcept { return installer_.get(); }
+
+private:
+    SmOwned<astring> path_;
+    SmOwned<astring> removal_;
+    SmOwned<astring> installer_;
+    bool             mine_ = false;
+};
+
+int run(const SmOwned<astring>& command) noexcept
+{
+    return command ? runShell(command.get()) : kNoCommand;
+}
+
+bool uninstalled(const astring* installer) noexcept
+{
+    if (runShell("rpm -qa|grep qvoxa > /dev/null 2>&1") != 0) return true;  // no agent here
+    std::puts("Uninstalling of Torvo Service Module is in progress.");
+    if (const int status = run(smFormat("%s -d ", installer)); status != 0) {
+        std::printf("Torvo Service Module Uninstallation failed with status %d.\n", status);
+        return false;
+    }
+    std::puts("Torvo Service Module Uninstalled successfully.");
+    return true;
+}
+
+int installUnattended(const astring* installer, const astring* arguments) noexcept
+{
+    if (arguments != nullptr) return run(smFormat("%s -i -a %s > /dev/null 2>&1", installer, arguments));
+    return run(smFormat("%s -i -a > /dev/null 2>&1", installer));
+}
+
+s32 reportInstallation(int status) noexcept
+{
+    if (status == 0) {
+        std::printf("Torvo Service Module updated/installed Successfully to version %s.\n", OxaUpdatedVersion);
+        OxaAutoUpdateLogtoOSKS();
+        return 0;
+    }
+    std::printf(
+        "Torvo Service Module update/install is failed with the return code %d. For troubleshooting,refer the Oxa "
+        "installation guide.\n",
+        status);
+    return kFailure;
+}
+
+s32 updateUnattended(Staging& staging, const astring* arguments, booln force) noexcept
+{
+    if (const s32 status = staging.prepare(force); status != 0) {
+        if (status == kNoUpdate) __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow:Torvo Service Module update not available.\n");
+        return status;
+    }
+    if (force != 0) {
+        if (!uninstalled(staging.installer())) return kFailure;
+        std::puts("Torvo Service Module install is in progress.");
+    } else {
+        std::puts("Torvo Service Module update/install is in progress.");
+    }
+    return reportInstallation(installUnattended(staging.installer(), arguments));
+}
+
+/** The installer itself talks to the user. */
+s32 updateInteractively(Staging& staging) noexcept
+{
+    std::puts("Torvo Service Module update/install is in progress.");
+    if (const s32 status = staging.prepare(0); status != 0) return status;
+    return reportInstallation(runShell(staging.installer()));
+}
+
+s32 updateNow(const astring* arguments, booln force, booln silent) noexcept
+{
+    if (!knowInstallPath()) {
+        __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory pOXAInstallPath = null.\n");
+        return kNoMemory;
+    }
+    Staging staging;
+    if (!staging) {
+        __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory for the staging directory.\n");
+        return kNoMemory;
+    }
+    return force != 0 || silent != 0 ? updateUnattended(staging, arguments, force) : updateInteractively(staging);
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 OXAAutoUpdateNow(astring* installArgs, booln force, booln silent)
+{
+    const qvrf::TraceScope trace("OXAAutoUpdateNow", qvrf::kUpdateTrace);
+    return qvrf::updateNow(installArgs, force, silent);
+}

@@ -1,0 +1,214 @@
+/** @file OxaAutoUpdateLinuxPrepare.cpp  Brings an update from the BMC to the point where its installer can run. */
+#include "OxaAutoUpdateLinuxPrepare.h"
+
+#include <cstdio>
+
+#include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxDecide.h"
+#include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsText.h"
+#include "trace.h"
+
+namespace qvrf {
+namespace {
+
+constexpr s32 kFailure         = 1;
+constexpr s32 kNoUpdate        = 2;
+constexpr s32 kBadSignature    = 3;
+constexpr s32 kNotLoaded       = 5;
+constexpr s32 kAnotherInstance = 6;
+constexpr s32 kNoMemory        = 9;
+constexpr s32 kTlsMismatch     = 1001;
+
+constexpr mode_t      kDirectoryMode        = 0755;
+constexpr std::size_t kInstalledVersionSize = 10;
+
+/* ---- Which update -------------------------------------------------------------------------------------------- */
+
+enum class Offer { noPackage, due, notDue, unknown };
+
+/** What the BMC's package would be to this host; sets installationType when that is known. */
+Offer checkVersions() noexcept
+{
+    static constexpr char op[] = "AutoUpdateOXAVersionCheck";
+    const TraceScope      trace(op, kUpdateTrace);
+    astring               offered[APM_VERSION_SIZE]{};
+    if (const s32 status = APMDiscoveryGetOxaPloxVersion(offered); status != 0) {
+        __SysDbgPrint3("[AUFPI]%s: APMDiscoveryGetOxaPloxVersion failed with status %d.\n", op, status);
+        return Offer::unknown;
+    }
+    if (!namesPackage(offered)) {
+        __SysDbgPrint3("[AUFPI]%s: Oxa Zelmar Update Package  not available on this server.\n", op);
+        installationType = kNoInstallation;
+        std::puts("Torvo Service Module KS package is not installed on this server.");
+        return Offer::noPackage;
+    }
+    if (*orEmpty(pOXAInstallPath) == '\0') {
+        __SysDbgPrint3("[AUFPI]%s: no installation path.\n", op);
+        return Offer::unknown;
+    }
+    const SmOwned<astring> registration = smFormat("%s/%s", pOXAInstallPath, "etc/qvoxareg.cfg");
+    const SmOwned<astring> key          = smCopy("OXA.qdilcore.version");
+    if (!registration || !key) {
+        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the registration file's path.\n", op);
+        return Offer::unknown;
+    }
+    astring    installed[kInstalledVersionSize]{};
+    const bool isInstalled = FileCheck(registration.get()) == 0;
+    if (isInstalled) ParseConfigFile(registration.get(), key.get(), installed);
+    if (isInstalled && installed[0] == '\0') {
+        __SysDbgPrint3("[AUFPI]%s: Version from OXA config file is 0.\n", op);
+        return Offer::unknown;
+    }
+    const UpdateDecision decision = decideUpdate(offered, isInstalled ? installed : nullptr);
+    if (decision.installation == kUpgrade) __SysDbgPrint4("[AUFPI]%s: upgrade Oxa.\n", op);
+    if (decision.installation == kDowngrade) __SysDbgPrint4("[AUFPI]%s: downgrade Oxa.\n", op);
+    installationType = decision.installation;
+    return decision.due ? Offer::due : Offer::notDue;
+}
+
+/** @return whether the run goes on */
+bool decide(bool force) noexcept
+{
+    const Offer offer = checkVersions();
+    if (offer == Offer::noPackage) return false;  // nothing to force
+    if (offer == Offer::due) {
+        __SysDbgPrint4("[AUFPI]PrepareOXAAutoUpdate: OXA Update required.\n");
+    } else if (!force) {
+        std::puts("Latest version of Torvo Service Module is running on the server.");
+        std::puts("Please check Torvo Service Module KS package is up-to-date.");
+        return false;
+    }
+    if (force) installationType = kInstall;  // a forced run uninstalls first, whatever was there
+    return true;
+}
+
+/* ---- The package --------------------------------------------------------------------------------------------- */
+
+/** The directory that the package's files are downloaded to, gone when the preparation ends. */
+class DownloadDirectory {
+public:
+    DownloadDirectory() noexcept : usable_(freshDirectory(path_, kDirectoryMode)) {}
+    ~DownloadDirectory()
+    {
+        if (RemoveDirectory(path_) != 0)
+            __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: could not delete %s directory.\n", path_);
+    }
+    DownloadDirectory(DownloadDirectory&&) = delete;
+
+    s32 fill() noexcept
+    {
+        std::puts("Downloading of Torvo Service Module packages is in progress.");
+        const s32 status = usable_ ? DownloadOxaAutoUpdateFile(path_, 0) : kNotLoaded;
+        if (status != 0) {
+            std::puts("Downloading of Torvo Service Module update packages failed.");
+            return status == kTlsMismatch ? status : kNotLoaded;
+        }
+        std::puts("Downloading of Torvo Service Module packages is completed.");
+        return 0;
+    }
+    const astring* path() const noexcept { return path_; }
+
+private:
+    astring path_[sizeof "/tmp/.AutoUpdate"] = "/tmp/.AutoUpdate";
+    bool    usable_;
+};
+
+struct UpdateFile {
+    SmOwned<astring> path;
+    SmOwned<astring> name;
+};
+
+/** Finds the package among the downloaded files; @p file stays empty when none is there. */
+s32 findUpdateFile(const astring* directory, UpdateFile& file) noexcept
+{
+    const TraceScope trace("AutoUpdateGetUpdateFile", kUpdateTrace);
+    Directory        entries(::opendir(directory));
+    while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+        const DownloadedFile kind = classify(entry->d_name);
+        if (kind == DownloadedFile::otherArchive)
+            __SysDbgPrint3("[AUFPI]AutoUpdateGetUpdateFile: Not able to find the linux update file.\n");
+        if (kind != DownloadedFile::package) continue;
+        file.path = smFormat("%s/%s", directory, entry->d_name);
+        file.name = smCopy(entry->d_name);
+        if (!file.path || !file.name) return kNoMemory;
+    }
+    if (entries && ::closedir(entries.release()) == 0) return 0;
+    __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: Unable to get the update files.\n");
+    return kFailure;
+}
+
+s32 verify(const astring* directory, const UpdateFile& file) noexcept
+{
+    std::puts("Signature verification is in progress.");
+    // Without a package there is nothing that a signature could vouch for.
+    const s32 status = file.path ? validateSignature(directory, file.path.get()) : kFailure;
+    if (status != 0) {
+        std::printf("Signature verification failed with status %d.\n", status);
+        return kBadSignature;
+    }
+    std::puts("Signature verification was successful.");
+    return 0;
+}
+
+s32 renewStaging(astring* staging) noexcept
+{
+    const TraceScope trace("AutoUpdateCreateTmpDir", kUpdateTrace);
+    if (IsDirExist(staging) == 0) {
+        __SysDbgPrint4("[AUFPI]AutoUpdateCreateTmpDir: Deleteing the temp dir before creating.\n");
+        if (RemoveDirectory(staging) != 0) return kFailure;
+    }
+    return CreateDirectory(staging, kDirectoryMode) == 0 ? 0 : kFailure;
+}
+
+s32 extract(const UpdateFile& file, astring* staging) noexcept
+{
+    if (const s32 status = ExtractFile(file.path.get(), staging); status != 0) {
+        __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: Extraction of linux package failed with status %d.\n", status);
+        return kFailure;
+    }
+    __SysDbgPrint4("[AUFPI]PrepareOXAAutoUpdate: Linux update package file %s Extracted successfully.\n",
+                   file.name.get());
+    return 0;
+}
+
+s32 fetchAndStage(astring* staging) noexcept
+{
+    DownloadDirectory downloads;
+    UpdateFile        file;
+    s32               status = downloads.fill();
+    if (status == 0) status = findUpdateFile(downloads.path(), file);
+    if (status == 0) status = verify(downloads.path(), file);
+    if (status == 0) status = renewStaging(staging);
+    if (status == 0) status = extract(file, staging);
+    return status;
+}
+
+s32 prepareUpdate(bool force, astring* staging) noexcept
+{
+    if (staging == nullptr) {
+        __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: no staging directory.\n");
+        return kFailure;
+    }
+    const bool             known     = knowInstallPath();
+    const SmOwned<astring> directory = known ? smCopy(installDirectory()) : nullptr;
+    const SmOwned<astring> lockFile  = directory ? smFormat("%s/%s", directory.get(), ".autoupdate") : nullptr;
+    if (!lockFile) {
+        __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: failed to alloc memory pLockFile = null.\n");
+        return kNoMemory;
+    }
+    if (IsDirExist(directory.get()) != 0) CreateDirectory(directory.get(), kDirectoryMode);
+    if (!claimHost(lockFile.get())) return kAnotherInstance;
+    if (!decide(force)) return kNoUpdate;
+    return fetchAndStage(staging);
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 PrepareOXAAutoUpdate(booln forceFlag, astring* pTempDir)
+{
+    const qvrf::TraceScope trace("PrepareOXAAutoUpdate", qvrf::kUpdateTrace);
+    return qvrf::prepareUpdate(forceFlag != 0, pTempDir);
+}

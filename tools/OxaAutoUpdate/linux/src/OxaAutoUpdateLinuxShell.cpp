@@ -1,0 +1,31 @@
+/** @file OxaAutoUpdateLinuxShell.cpp  Commands for the system's shell. */
+#include "OxaAutoUpdateLinuxShell.h"
+
+#include <cstdlib>
+
+#include "OxaAutoUpdateUtilsText.h"
+
+namespace qvrf {
+SmOwned<astring> shellQuoted(std::string_view path) noexcept
+{
+    if (!path.empty() && path.find_first_not_of(kShellPlain) == path.npos) return smCopy(path);
+    constexpr std::string_view kQuote = "'\\''";  // out of the quotes, a quote, into the quotes
+    SmOwned<astring>           quoted = smText(static_cast<u32>(path.size() * kQuote.size() + sizeof "''"));
+    if (!quoted) return nullptr;
+    astring* to = quoted.get();
+    *to++       = '\'';
+    for (const char c : path) {
+        const std::string_view piece = c == '\'' ? kQuote : std::string_view(&c, 1);
+        to += piece.copy(to, piece.size());
+    }
+    *to = '\'';
+    return quoted;
+}
+
+int runShell(const char* command) noexcept
+{
+    std::fflush(stdout);
+    return std::system(command);
+}
+
+}  // namespace qvrf
