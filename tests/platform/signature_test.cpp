@@ -33,7 +33,11 @@ public:
         file("empty", "");
         file("both.asc", contentOf(scratch / "good.asc") + contentOf(scratch / "other.asc"));
     }
-    ~Signer() { static_cast<void>(std::system(("gpgconf --homedir " + home() + " --kill all").c_str())); }
+    ~Signer()
+    {
+        if (std::system(("gpgconf --homedir " + home() + " --kill all").c_str()) != 0)
+            ADD_FAILURE() << "gpg's helpers of this test could not be ended";
+    }
 
     std::string home() const { return scratch / "home"; }
     std::string operator/(const std::string& name) const { return scratch / name; }

@@ -82,6 +82,7 @@ std::optional<Bytes> DeviceTransport::receive(const Bytes& request, Clock::time_
         if (received.recv_type != IPMI_RESPONSE_RECV_TYPE || received.msgid != messageId_) continue;
 
         Bytes reply{static_cast<std::uint8_t>(received.msg.netfn << 2 | (request[0] & 0x03)), received.msg.cmd};
+        reply.reserve(reply.size() + data.size());
         reply.insert(reply.end(), data.begin(),
                      data.begin() + std::min<std::size_t>(received.msg.data_len, data.size()));
         if (answers(request, reply)) return reply;
