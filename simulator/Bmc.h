@@ -4,11 +4,13 @@
 
 #include <array>
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "EventHub.h"
 #include "Faults.h"
 #include "KsLog.h"
+#include "Link.h"
 #include "LoginTokens.h"
 #include "RedfishTree.h"
 #include "Sessions.h"
@@ -47,18 +49,19 @@ struct Facts {
 struct Bmc {
     explicit Bmc(const Options& settings) : options(settings) {}
 
-    const Options  options;
-    Guarded<Facts> facts;
-    Trace          trace;
-    Stats          stats;
-    Faults         faults;
-    UserDatabase   users;
-    LoginTokens    tokens;
-    KsLog          ksLog;
-    Sessions       sessions;
-    RedfishTree    tree;
-    EventHub       events;
-    std::string    stateDir;
+    const Options         options;
+    std::unique_ptr<Link> link;  ///< nothing: the BMC is on the host's own network
+    Guarded<Facts>        facts;
+    Trace                 trace;
+    Stats                 stats;
+    Faults                faults;
+    UserDatabase          users;
+    LoginTokens           tokens;
+    KsLog                 ksLog;
+    Sessions              sessions;
+    RedfishTree           tree;
+    EventHub              events;
+    std::string           stateDir;
 
     std::atomic<bool> stopRequested{false};
     Descriptor        stopEvent;  ///< eventfd: readable once a stop was asked for

@@ -113,6 +113,14 @@ Json forgetTokens(Bmc& bmc, const Words&)
     return Json::object();
 }
 
+Json setLink(Bmc& bmc, const Words& words)
+{
+    if (!bmc.link) throw ControlError("there is no link: see the option --netns");
+    if (words[0] != "up" && words[0] != "down") throw ControlError("a link goes up or down");
+    bmc.link->setUp(words[0] == "up");
+    return Json::object();
+}
+
 Json users(Bmc& bmc, const Words&)
 {
     Json       list = Json::array();
@@ -192,6 +200,7 @@ const std::vector<ControlVerb>& stateVerbs()
         {"delete-body", "on|off", "DELETE of a session: 200 with a body, or 204", 1, 1, deleteBody},
         {"token-logins", "COUNT", "logins that one token is good for; 0: any number", 1, 1, tokenLogins},
         {"forget-tokens", "", "forgets every enrolled login token", 0, 0, forgetTokens},
+        {"link", "up|down", "the BMC's end of the link that --netns made", 1, 1, setLink},
         {"users", "", "user slots in use", 0, 0, users},
         {"user-check", "NAME PASSWORD", "whether that user may log in with that password", 2, 2, userCheck},
         {"refuse-users", "COUNT", "so many writes to the user database fail", 1, 1, refuseUsers},

@@ -15,6 +15,8 @@ namespace {
 constexpr std::uint16_t kLowestPort  = 1024;
 constexpr std::uint16_t kHighestPort = 9999;
 constexpr int           kPortTries   = 500;
+// At the far end of a link no port is taken.
+constexpr std::uint16_t kLinkPort = 443;
 
 bool meansNoIpv6(const std::system_error& error)
 {
@@ -31,9 +33,9 @@ HttpsService::HttpsService(Bmc& bmc, Router& router)
 
 void HttpsService::listen()
 {
-    if (bmc_.options.httpsPort != 0) {
-        if (!bindAll(bmc_.options.httpsPort))
-            throw std::runtime_error("HTTPS port " + std::to_string(bmc_.options.httpsPort) + " is in use");
+    const std::uint16_t wanted = bmc_.options.httpsPort == 0 && bmc_.link ? kLinkPort : bmc_.options.httpsPort;
+    if (wanted != 0) {
+        if (!bindAll(wanted)) throw std::runtime_error("HTTPS port " + std::to_string(wanted) + " is in use");
     } else {
         std::minstd_rand                        random(std::random_device{}());
         std::uniform_int_distribution<unsigned> candidate(kLowestPort, kHighestPort);
@@ -49,14 +51,14 @@ bool HttpsService::bindAll(std::uint16_t port)
 {
     const bool               byDefault = bmc_.options.httpsAddresses.empty();
     std::vector<std::string> wanted    = bmc_.options.httpsAddresses;
-    if (byDefault) wanted = {"127.0.0.1", "::1"};
+    if (byDefault) wanted = bmc_.link ? bmc_.link->addresses() : std::vector<std::string>{"127.0.0.1", "::1"};
 
     std::vector<std::string> bound;
     std::vector<Descriptor>  listeners;
     for (const std::string& address : wanted) {
         try {
             listeners.push_back(listenTcp(address, port));
-            bound.push_back(address);
+            bound.push_back(address.substr(0, address.find('%')));  // the zone is this end's alone
         } catch (const std::system_error& error) {
             if (error.code().value() == EADDRINUSE) return false;
             if (!byDefault || bound.empty() || !meansNoIpv6(error)) throw;

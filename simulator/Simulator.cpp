@@ -104,7 +104,12 @@ void Simulator::Impl::loadState()
 void Simulator::Impl::listen()
 {
     const Options& o = bmc.options;
-    https.listen();
+    if (o.linkName.empty()) {
+        https.listen();
+    } else {
+        bmc.link = std::make_unique<Link>(o.linkName, o.linkNamespace);
+        bmc.link->atFarEnd([this] { https.listen(); });
+    }
     certificate = bmc.stateDir + "/certificate.pem";
     writeFile(certificate, https.certificatePem());
     const std::string ipmiPath = o.ipmiUnix.empty() ? bmc.stateDir + "/ipmi.sock" : o.ipmiUnix;
@@ -162,6 +167,7 @@ void Simulator::stop() noexcept
     impl_->control.stop();
     impl_->ipmi.stop();
     impl_->https.stop();
+    if (impl_->bmc.link) impl_->bmc.link->remove();
     for (const std::string& path : {impl_->ipmiUnix, impl_->controlPath})
         if (!path.empty()) ::unlink(path.c_str());
     if (impl_->ownStateDir) {
@@ -220,9 +226,11 @@ const std::string& Simulator::certificatePath() const
 
 std::string Simulator::readyJson() const
 {
-    return Json{{"httpsPort", httpsPort()},   {"httpsAddresses", httpsAddresses()}, {"ipmiUnix", ipmiUnixPath()},
-                {"ipmiTcp", ipmiTcp()},       {"control", controlPath()},           {"stateDir", stateDir()},
-                {"tokenKey", tokenKeyPath()}, {"certificate", certificatePath()},   {"pid", ::getpid()}}
+    return Json{{"httpsPort", httpsPort()},   {"httpsAddresses", httpsAddresses()},
+                {"ipmiUnix", ipmiUnixPath()}, {"ipmiTcp", ipmiTcp()},
+                {"control", controlPath()},   {"stateDir", stateDir()},
+                {"tokenKey", tokenKeyPath()}, {"certificate", certificatePath()},
+                {"pid", ::getpid()},          {"link", impl_->bmc.options.linkName}}
         .dump();
 }
 

@@ -8,12 +8,16 @@
 #include <exception>
 
 #include "Control.h"
+#include "Link.h"
 #include "Support.h"
 #include "torvosim.h"
 
 namespace {
 
 using torvosim::Options;
+
+constexpr int  kExitNotPermitted = 3;
+constexpr char kLinkName[]       = "torvousb0";
 
 struct CommandLine {
     Options                  options;
@@ -23,13 +27,23 @@ struct CommandLine {
     std::string              ctlSocket;
     std::vector<std::string> ctlWords;
     std::vector<std::string> facts;
+    CLI::Option*             netns    = nullptr;
+    std::string              linkName = kLinkName;
 };
 
 void addRunOptions(CLI::App& app, CommandLine& line)
 {
     Options& o = line.options;
     app.add_option("--https-address", o.httpsAddresses, "Address to serve HTTPS on; repeatable [127.0.0.1 and ::1]");
-    app.add_option("--https-port", o.httpsPort, "HTTPS port; 0: a free one of four digits [0]");
+    app.add_option("--https-port", o.httpsPort, "HTTPS port; 0: a free one of four digits, 443 with --netns [0]");
+    line.netns = app.add_option("--netns", o.linkNamespace,
+                                "Put the BMC at the far end of a link, as 169.254.1.1 in a network namespace of its "
+                                "own, with this name if there is one. Needs root")
+                     ->expected(0, 1)
+                     ->excludes("--https-address");
+    app.add_option("--netns-link", line.linkName, "Name of this end of the link")
+        ->capture_default_str()
+        ->needs("--netns");
     app.add_option("--tls-min", o.tlsMin, "Oldest TLS version, 1.0 to 1.3 [1.2]");
     app.add_option("--tls-max", o.tlsMax, "Newest TLS version, 1.0 to 1.3 [1.3]");
     app.add_option("--state-dir", o.stateDir,
@@ -71,13 +85,15 @@ void addFacts(CommandLine& line)
     }
 }
 
-void printSummary(const torvosim::Simulator& simulator)
+void printSummary(const torvosim::Simulator& simulator, const CommandLine& line)
 {
     for (const std::string& address : simulator.httpsAddresses()) {
         const bool v6 = address.find(':') != std::string::npos;
         std::printf("HTTPS    https://%s%s%s:%u/redfish/v1\n", v6 ? "[" : "", address.c_str(), v6 ? "]" : "",
                     unsigned{simulator.httpsPort()});
     }
+    if (!line.options.linkName.empty())
+        std::printf("Link     %s: this end, down until it is set up\n", line.options.linkName.c_str());
     std::printf("IPMI     unix:%s\n", simulator.ipmiUnixPath().c_str());
     if (!simulator.ipmiTcp().empty()) std::printf("IPMI     tcp:%s\n", simulator.ipmiTcp().c_str());
     std::printf("Control  torvosim ctl --socket %s help\n", simulator.controlPath().c_str());
@@ -87,6 +103,7 @@ void printSummary(const torvosim::Simulator& simulator)
 int serve(CommandLine& line)
 {
     addFacts(line);
+    if (line.netns->count() > 0) line.options.linkName = line.linkName;
     line.options.newGeneration = line.generation == "new";
 
     sigset_t signals;
@@ -99,7 +116,7 @@ int serve(CommandLine& line)
     torvosim::Simulator simulator(line.options);
     simulator.start();
     if (!line.configFile.empty()) torvosim::writeFile(line.configFile, simulator.platformConfig());
-    printSummary(simulator);
+    printSummary(simulator, line);
     if (!line.readyFile.empty()) torvosim::writeFile(line.readyFile, simulator.readyJson() + '\n');
 
     pollfd ends[] = {{arrived.get(), POLLIN, 0}, {simulator.stopDescriptor(), POLLIN, 0}};
@@ -131,6 +148,9 @@ int main(int argc, char** argv)
     CLI11_PARSE(app, argc, argv);
     try {
         return ctl->parsed() ? sendControl(line) : serve(line);
+    } catch (const torvosim::NotPermitted& error) {
+        std::fprintf(stderr, "torvosim: %s\n", error.what());
+        return kExitNotPermitted;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "torvosim: %s\n", error.what());
         return 1;

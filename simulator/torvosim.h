@@ -19,8 +19,12 @@ namespace torvosim {
 struct Options {
     std::vector<std::string> httpsAddresses;  ///< empty: 127.0.0.1, and ::1 where the host has it
     std::uint16_t            httpsPort = 0;   ///< 0: a free one of at most four digits, the same on every address
-    std::string              tlsMin    = "1.2";
-    std::string              tlsMax    = "1.3";
+    /// The host's end of a link to a BMC in a network namespace of its own, which is made, and removed by stop(); HTTPS
+    /// is then served at its far end alone, on port 443 unless another is given. Empty: no link. Needs root.
+    std::string linkName;
+    std::string linkNamespace;  ///< name of that namespace, as `ip netns` knows it; empty: it has none
+    std::string tlsMin = "1.2";
+    std::string tlsMax = "1.3";
 
     std::string stateDir;       ///< empty: a directory below $TMPDIR that stop() removes
     std::string ipmiUnix;       ///< empty: ipmi.sock in the state directory

@@ -124,7 +124,7 @@ TEST(Life, RefusesWhatItCannotServe)
     EXPECT_THROW(torvosim::Simulator(options).start(), std::runtime_error) << "somebody serves that socket";
     IpmiClient host(first.ipmiUnixPath());
     EXPECT_THAT(host.exchange("18 01"), testing::StartsWith("1C 01 00")) << "and still does";
-    for (const char* line : {"set port x", "nonsense"}) {
+    for (const char* line : {"set port x", "nonsense", "link down"}) {
         options              = {};
         options.controlLines = {line};
         EXPECT_THROW(torvosim::Simulator(options).start(), std::runtime_error) << line;
