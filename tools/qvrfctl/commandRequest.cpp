@@ -1,0 +1,204 @@
+/** @file commandRequest.cpp  qvrfctl get, post, patch, delete and upload. */
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "commands.h"
+#include "download.h"
+#include "jsontext.h"
+#include "request.h"
+
+namespace qvrfctl {
+namespace {
+
+/** The words of one request on the command line. */
+struct Words {
+    QVRFUTILRequestType type;
+    std::string         path;
+    std::string         data;
+    std::string         file;
+    bool                headers = false;
+    Road                road    = Road::session;
+};
+
+bool isDownload(const Words& words)
+{
+    return words.road == Road::session && !words.file.empty();
+}
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+std::string readAll(std::FILE* file, const std::string& what, const std::string& name)
+{
+    std::string            text;
+    std::array<char, 8192> piece;
+    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file)) text.append(piece.data(), count);
+    if (std::ferror(file) != 0) throw wrongUsage("cannot read " + what + " from " + name + ": " + std::strerror(errno));
+    return text;
+}
+
+/** The JSON that a word stands for: "-" is standard input, "@FILE" a file, anything else the text itself. */
+std::string jsonOf(const std::string& data, const std::string& what)
+{
+    if (data == "-") return readAll(stdin, what, "standard input");
+    if (data.empty() || data.front() != '@') return data;
+    const std::string name = data.substr(1);
+    const File        file(std::fopen(name.c_str(), "rb"), std::fclose);
+    if (!file) throw wrongUsage("cannot read " + what + " from " + name + ": " + std::strerror(errno));
+    return readAll(file.get(), what, name);
+}
+
+/** The library tells a file that it cannot read by the status of a broken transfer. */
+void checkUpload(const std::string& name)
+{
+    const auto  cannot = [&](const char* why) { return wrongUsage("cannot upload " + name + ": " + why); };
+    struct stat about {};
+    if (::stat(name.c_str(), &about) != 0) throw cannot(std::strerror(errno));
+    if (!S_ISREG(about.st_mode)) throw cannot(S_ISDIR(about.st_mode) ? std::strerror(EISDIR) : "it is not a file");
+    if (!File(std::fopen(name.c_str(), "rb"), std::fclose)) throw cannot(std::strerror(errno));
+}
+
+Json headersOf(const std::string& raw)
+{
+    Json        headers = Json::object();
+    std::size_t from    = 0;
+    while (from < raw.size()) {
+        const auto        end   = std::min(raw.find("\r\n", from), raw.size());
+        const std::string line  = raw.substr(from, end - from);
+        const auto        colon = line.find(": ");
+        if (colon != line.npos) headers[line.substr(0, colon)] = line.substr(colon + 2);
+        from = end + 2;
+    }
+    return headers;
+}
+
+void show(Output& output, const Words& words, const Answer& answer)
+{
+    if (!output.json()) {
+        output.write(answer.headers);
+        output.body(answer.body);
+        return;
+    }
+    Json document{{"method", methodName(words.type)},
+                  {"path", words.path},
+                  {"httpStatus", answer.http},
+                  {"milliseconds", answer.elapsed.count()},
+                  {"sessionRenewed", answer.renewed}};
+    if (words.headers) document["headers"] = headersOf(answer.headers);
+    if (isDownload(words))
+        document["file"] = words.file;
+    else
+        document["body"] = isJson(answer.body) ? Json::parse(answer.body) : Json(answer.body);
+    output.document(document);
+}
+
+Answer exchange(const Context& context, const Request& request)
+{
+    if (request.road == Road::open) return send(context, OpenAccess(context), request);
+    Session session(context);
+    return send(session, request);
+}
+
+void run(const Context& context, const Words& words)
+{
+    checkPath(words.path);
+    Request    request{words.type, words.path, {}, words.headers, words.file, words.road};
+    const bool isUpload = words.road == Road::upload;
+    if (words.type == QVRFUTIL_REQUEST_POST || words.type == QVRFUTIL_REQUEST_PATCH) {
+        const std::string what = isUpload ? "the metadata" : "the body";
+        request.body           = jsonOf(words.data, what);
+        checkJsonBody(request.body, what);
+    }
+    if (isUpload) checkUpload(words.file);
+    std::optional<Download> download;
+    if (isDownload(words)) {
+        download.emplace(words.file, context.interrupts);
+        request.file = download->path();
+    }
+
+    Answer     answer = exchange(context, request);
+    const bool failed = answer.http >= 400;
+    if (download && failed) answer.body = download->content();
+    if (download && !failed) download->keep();
+    if (!failed || !download) show(context.output, words, answer);
+    context.output.flush();  // the answer stands before the failure
+    if (failed) throw httpFailure(request, answer);
+}
+
+std::shared_ptr<Words> declarePath(CLI::App& command, QVRFUTILRequestType type)
+{
+    auto words = std::make_shared<Words>(Words{type, {}, {}, {}});
+    command.add_option("PATH", words->path, "resource, such as /redfish/v1/Systems")->required();
+    return words;
+}
+
+std::shared_ptr<Words> declareRequest(CLI::App& command, QVRFUTILRequestType type)
+{
+    auto words = declarePath(command, type);
+    command.add_flag("-i,--include", words->headers, "show the response headers too");
+    return words;
+}
+
+CLI::Option* declareData(CLI::App& command, Words& words)
+{
+    return command.add_option("-d,--data", words.data, "JSON body; @FILE reads it from a file, - from standard input");
+}
+
+Action actionOf(std::shared_ptr<Words> words)
+{
+    return [words = std::move(words)](const Context& context) { run(context, *words); };
+}
+
+}  // namespace
+
+Action declareGet(CLI::App& command)
+{
+    auto words = declareRequest(command, QVRFUTIL_REQUEST_GET);
+    command.add_option("-o,--output", words->file, "write the body to this file, whatever its size")
+        ->excludes("--include");
+    command
+        .add_flag_callback(
+            "--no-auth", [words] { words->road = Road::open; }, "open no session: for what the BMC serves to everybody")
+        ->excludes("--include", "--output");
+    return actionOf(std::move(words));
+}
+
+Action declarePost(CLI::App& command)
+{
+    auto words  = declareRequest(command, QVRFUTIL_REQUEST_POST);
+    words->data = "{}";  // what actions without parameters want
+    declareData(command, *words)->capture_default_str();
+    return actionOf(std::move(words));
+}
+
+Action declarePatch(CLI::App& command)
+{
+    auto words = declareRequest(command, QVRFUTIL_REQUEST_PATCH);
+    declareData(command, *words)->required();
+    return actionOf(std::move(words));
+}
+
+Action declareDelete(CLI::App& command)
+{
+    return actionOf(declareRequest(command, QVRFUTIL_REQUEST_DELETE));
+}
+
+Action declareUpload(CLI::App& command)
+{
+    auto words  = declarePath(command, QVRFUTIL_REQUEST_POST);
+    words->road = Road::upload;
+    command.add_option("--file", words->file, "file to upload")->required();
+    command
+        .add_option("--metadata", words->data,
+                    "JSON document about it; @FILE reads it from a file, - from standard input")
+        ->required();
+    return actionOf(std::move(words));
+}
+
+}  // namespace qvrfctl

@@ -1,0 +1,35 @@
+/** @file commandSession.cpp  qvrfctl session: shows a session of its own. The token is never shown. */
+#include "commands.h"
+
+namespace qvrfctl {
+namespace {
+
+void showSession(const Context& context)
+{
+    const Session          session(context);
+    const QVRFUTILSession& record = session.record();
+    Output&                output = context.output;
+    if (output.json()) {
+        output.document({{"id", record.SessionID},
+                         {"address", record.IPAddress},
+                         {"port", record.Port},
+                         {"user", record.UserName},
+                         {"privilege", record.Privilege},
+                         {"ipVersion", record.IPVersion},
+                         {"generation", session.isNewer() ? "new" : "old"}});
+        return;
+    }
+    output.write(labelled("session", record.SessionID) + labelled("address", record.IPAddress) +
+                 labelled("port", record.Port) + labelled("user", record.UserName) +
+                 labelled("privilege", record.Privilege) + labelled("IP version", std::to_string(record.IPVersion)) +
+                 labelled("generation", session.isNewer() ? "new" : "old"));
+}
+
+}  // namespace
+
+Action declareSession(CLI::App&)
+{
+    return showSession;
+}
+
+}  // namespace qvrfctl

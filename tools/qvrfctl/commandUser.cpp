@@ -1,0 +1,161 @@
+/** @file commandUser.cpp  qvrfctl user list, add and delete. */
+#include <string.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "accounts.h"
+#include "commands.h"
+#include "oxarfutilHelper.h"
+#include "process.h"
+#include "smsupport.h"
+
+namespace qvrfctl {
+namespace {
+
+struct Words {
+    std::string name;
+    std::string privilege;
+    bool        unchecked = false;
+};
+
+struct WipedAndFreed {
+    void operator()(astring* secret) const noexcept
+    {
+        ::explicit_bzero(secret, OXA_PASSWORD_LENGTH);
+        SMFreeMem(secret);
+    }
+};
+using Password = std::unique_ptr<astring, WipedAndFreed>;
+
+void list(const Context& context)
+{
+    std::vector<Account> accounts;
+    {
+        Session session(context);
+        accounts = readAccounts(session);
+    }
+    Json        document = Json::array();
+    std::string lines;
+    for (const Account& account : accounts) {
+        document.push_back(
+            {{"id", account.id}, {"name", account.name}, {"role", account.role}, {"enabled", account.enabled}});
+        lines +=
+            labelled(account.name, account.role + (account.enabled ? "" : ", disabled") + " (slot " + account.id + ")");
+    }
+    if (context.output.json())
+        context.output.document({{"users", document}});
+    else
+        context.output.write(lines);
+}
+
+/** The slots below are the BMC's own: the library neither finds nor clears the users there. */
+void checkManageable(const std::string& name)
+{
+    checkUserName(name);
+    if (name == "root") throw wrongUsage("'root' is the BMC's own user and is not managed here");
+}
+
+/** What the BMC lists for @p name now; nothing when it could not be asked. */
+std::optional<std::vector<Account>> listed(const Context& context, const std::string& name)
+try {
+    Session session(context);
+    auto    accounts = readAccounts(session);
+    accounts.erase(std::remove_if(accounts.begin(), accounts.end(), [&](const Account& a) { return a.name != name; }),
+                   accounts.end());
+    return accounts;
+} catch (const Failure& f) {
+    context.output.warning(std::string("warning: not checked with the BMC's account service: ") + f.what());
+    return std::nullopt;
+}
+
+/** The library reports success also when a later step failed and it took the account back: the BMC has the last word.
+ */
+bool checkAdded(const Context& context, const Words& words)
+{
+    if (words.unchecked) return false;
+    const auto accounts = listed(context, words.name);
+    if (!accounts) return false;
+    const auto works = [](const Account& account) { return account.enabled; };
+    if (std::any_of(accounts->begin(), accounts->end(), works)) return true;
+    const StatusRow& row = statusRow(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED);
+    throw Failure(kExitLibrary,
+                  "cannot add the user " + words.name + ": the BMC refused a part and the account was taken back",
+                  row.advice, row.name, row.status);
+}
+
+void add(const Context& context, const Words& words)
+{
+    checkManageable(words.name);
+    Password password;
+    {
+        const Library                 library(context.target.generation);
+        const qvtools::StdoutToStderr diverted;  // the library tells there that no slot is free
+        astring*                      generated = nullptr;
+        const s32                     st = GenerateTorvoUser(words.name.c_str(), words.privilege.c_str(), &generated);
+        password.reset(generated);
+        if (st != OXA_SUCCESS) throw libraryFailure("add the user " + words.name, st);
+    }
+    const bool             checked = checkAdded(context, words);
+    const std::string_view text(password.get(), ::strnlen(password.get(), OXA_PASSWORD_LENGTH));
+    if (context.output.json()) {
+        context.output.document(
+            {{"name", words.name}, {"privilege", words.privilege}, {"password", text}, {"checked", checked}});
+    } else {
+        context.output.write(text);
+        context.output.write("\n");
+    }
+}
+
+void remove(const Context& context, const Words& words)
+{
+    checkManageable(words.name);
+    {
+        const Library library(context.target.generation);
+        std::string   name = words.name;
+        const s32     st   = OXADeleteTorvoUser(name.data());
+        if (st != OXA_SUCCESS) throw libraryFailure("delete the user " + words.name, st);
+    }
+    const auto accounts = words.unchecked ? std::nullopt : listed(context, words.name);
+    if (accounts && !accounts->empty())
+        throw Failure(kExitLibrary, "the BMC still has the user " + words.name + " (slot " + accounts->front().id + ")",
+                      "only users in slots 3 to 16 can be deleted from the host");
+    if (context.output.json())
+        context.output.document({{"name", words.name}, {"deleted", true}, {"checked", accounts.has_value()}});
+    else
+        context.output.write(words.name + " is no user of the BMC\n");
+}
+
+void declareUnchecked(CLI::App& command, Words& words)
+{
+    command.add_flag("--no-check", words.unchecked, "do not ask the BMC's account service whether it took the change");
+}
+
+}  // namespace
+
+Action declareUser(CLI::App& command)
+{
+    auto words = std::make_shared<Words>();
+    command.require_subcommand(1);
+    command.add_subcommand("list", "list the users, over Redfish");
+
+    CLI::App* adding = command.add_subcommand("add", "add a user, or give one a new password; prints the password");
+    adding->add_option("NAME", words->name, "user name")->required();
+    adding->add_option("--privilege", words->privilege, "privilege of the user: ro, op or root")
+        ->check(CLI::IsMember(privileges()))
+        ->required();
+    declareUnchecked(*adding, *words);
+
+    CLI::App* deleting = command.add_subcommand("delete", "delete a user; one that is not there is no error");
+    deleting->add_option("NAME", words->name, "user name")->required();
+    declareUnchecked(*deleting, *words);
+
+    return [words, adding, deleting](const Context& context) {
+        if (adding->parsed()) return add(context, *words);
+        if (deleting->parsed()) return remove(context, *words);
+        list(context);
+    };
+}
+
+}  // namespace qvrfctl

@@ -1,0 +1,52 @@
+/** @file interrupts.h  SIGINT, SIGTERM and SIGHUP: leave nothing behind on the BMC or on the disk, then end. */
+#ifndef QVRFCTL_INTERRUPTS_H
+#define QVRFCTL_INTERRUPTS_H
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace qvrfctl {
+
+/**
+ * A thread that waits for the signals while another one works. Requests block for up to 100 s in the library, so the
+ * work cannot be asked to stop: the waiting thread tidies up in its stead and ends the process. A second signal ends it
+ * at once.
+ */
+class Interrupts {
+public:
+    Interrupts();
+    ~Interrupts();
+    Interrupts(Interrupts&&) = delete;
+
+    /**
+     * Keeps the signals waiting while what there is to tidy up changes: while a session is opened or closed, a file
+     * made or renamed. Once a signal came, this does not return.
+     */
+    [[nodiscard]] std::unique_lock<std::mutex> hold() { return std::unique_lock<std::mutex>(turn_); }
+
+    // All under hold(); an empty value: nothing to do any more.
+    void onInterruptStop(std::function<void()> stop)
+    {
+        stop_ = std::move(stop);
+    }  ///< what runs in the background; first
+    void onInterruptClose(std::function<void()> close) { close_ = std::move(close); }
+    void onInterruptRemove(std::string path) { file_ = std::move(path); }
+
+private:
+    void              wait() noexcept;
+    [[noreturn]] void end(int signal) noexcept;
+
+    std::mutex            turn_;
+    std::function<void()> stop_;
+    std::function<void()> close_;
+    std::string           file_;
+    std::atomic<bool>     over_{false};
+    std::thread           thread_;
+};
+
+}  // namespace qvrfctl
+
+#endif

@@ -1,0 +1,110 @@
+/** @file jsontext.cpp  Indents JSON without reading its values, and finds the message in an error body. */
+#include "jsontext.h"
+
+#include <nlohmann/json.hpp>
+
+namespace qvrfctl {
+namespace {
+
+constexpr std::size_t kIndent = 2;
+
+class Indenter {
+public:
+    explicit Indenter(std::string_view json) : json_(json) {}
+
+    std::string run()
+    {
+        while (at_ < json_.size()) step(json_[at_]);
+        return std::move(text_);
+    }
+
+private:
+    static bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+    void newLine()
+    {
+        text_ += '\n';
+        text_.append(depth_ * kIndent, ' ');
+    }
+    void skipBlanks()
+    {
+        while (at_ < json_.size() && isBlank(json_[at_])) ++at_;
+    }
+    void copyString()
+    {
+        const std::size_t from = at_++;
+        while (at_ < json_.size() && json_[at_] != '"') at_ += json_[at_] == '\\' ? 2 : 1;
+        ++at_;
+        text_ += json_.substr(from, at_ - from);
+    }
+    void open(char bracket)
+    {
+        text_ += bracket;
+        ++at_;
+        skipBlanks();
+        if (at_ < json_.size() && (json_[at_] == '}' || json_[at_] == ']')) {  // empty ones stay on their line
+            text_ += json_[at_++];
+            return;
+        }
+        ++depth_;
+        newLine();
+    }
+    void close(char bracket)
+    {
+        --depth_;
+        newLine();
+        text_ += bracket;
+        ++at_;
+    }
+    void step(char c)
+    {
+        switch (c) {
+            case '"': return copyString();
+            case '{':
+            case '[': return open(c);
+            case '}':
+            case ']': return close(c);
+            case ',':
+                text_ += ',';
+                newLine();
+                break;
+            case ':': text_ += ": "; break;
+            default:
+                if (!isBlank(c)) text_ += c;
+        }
+        ++at_;
+    }
+
+    std::string_view json_;
+    std::string      text_;
+    std::size_t      at_    = 0;
+    std::size_t      depth_ = 0;
+};
+
+}  // namespace
+
+bool isJson(std::string_view text)
+{
+    return text.find('\0') == text.npos && nlohmann::json::accept(text);
+}
+
+std::string indented(std::string_view json)
+{
+    return Indenter(json).run();
+}
+
+std::string redfishMessage(std::string_view body)
+{
+    const auto json = nlohmann::json::parse(body, nullptr, false);
+    if (!json.is_object() || !json.contains("error") || !json["error"].is_object()) return {};
+    const auto& error    = json["error"];
+    const auto  extended = error.find("@Message.ExtendedInfo");
+    if (extended != error.end() && extended->is_array())
+        for (const auto& info : *extended)
+            if (info.is_object() && info.contains("Message") && info["Message"].is_string())
+                return info["Message"].get<std::string>();
+    if (error.contains("message") && error["message"].is_string()) return error["message"].get<std::string>();
+    return {};
+}
+
+}  // namespace qvrfctl

@@ -1,0 +1,38 @@
+/** @file options.h  The options that every command takes. */
+#ifndef QVRFCTL_OPTIONS_H
+#define QVRFCTL_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "endpoint.h"
+#include "output.h"
+
+namespace qvrfctl {
+
+struct Options {
+    std::string address;
+    std::string port;
+    std::string generation;
+    std::string user      = "root";
+    std::string privilege = "root";
+    OutputStyle style;
+};
+
+/** The privileges that a login and an account can have. */
+const std::vector<std::string>& privileges();
+
+void declareOptions(CLI::App& app, Options& options);
+
+/** Where the BMC is, after the options. */
+struct Target {
+    Generation              generation = Generation::older;
+    std::optional<Endpoint> endpoint;  ///< nothing: found over IPMI
+};
+/** @throws Failure when the options contradict each other */
+Target targetOf(const Options& options);
+
+}  // namespace qvrfctl
+
+#endif

@@ -1,0 +1,102 @@
+/** @file output.cpp  Lines, JSON documents and bodies on standard output; notes and failures on standard error. */
+#include "output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "jsontext.h"
+
+namespace qvrfctl {
+namespace {
+
+constexpr std::size_t kLabelWidth = 22;
+
+std::string dumped(const Json& json, bool indent)
+{
+    // A BMC's text need not be UTF-8; a document must be.
+    return json.dump(indent ? 2 : -1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+[[noreturn]] void fail(int error)
+{
+    throw Failure(kExitOutput, std::string("cannot write the result: ") + std::strerror(error),
+                  "what was asked of the BMC may have been done all the same");
+}
+
+}  // namespace
+
+Output::Output(const OutputStyle& style)
+    : style_(style), terminal_(::isatty(STDOUT_FILENO) == 1), indents_(style.pretty || terminal_)
+{
+}
+
+void Output::write(std::string_view text)
+{
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) fail(errno);
+}
+
+void Output::document(const Json& json)
+{
+    write(dumped(json, indents_));
+    hasDocument_ = true;
+}
+
+void Output::record(const Json& json)
+{
+    write(dumped(json, false));
+    flush();
+}
+
+void Output::body(std::string_view body)
+{
+    if (indents_ && isJson(body))
+        write(indented(body) + '\n');
+    else
+        write(body);
+    if (terminal_ && !body.empty() && body.back() != '\n' && !isJson(body)) write("\n");
+}
+
+void Output::flush()
+{
+    if (std::fflush(stdout) != 0) fail(errno);
+}
+
+void Output::note(std::string_view text) const
+{
+    if (style_.verbose) warning(text);
+}
+
+void Output::warning(std::string_view text) const
+{
+    std::fprintf(stderr, "qvrfctl: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+std::string labelled(std::string_view label, std::string_view value)
+{
+    std::string text(label);
+    text += ':';
+    text.append(text.size() < kLabelWidth ? kLabelWidth - text.size() : 1, ' ');
+    return text.append(value) += '\n';
+}
+
+void report(const Failure& failure, bool asDocument) noexcept
+try {
+    std::fprintf(stderr, "qvrfctl: %s\n", failure.what());
+    if (!failure.advice().empty()) std::fprintf(stderr, "qvrfctl: advice: %s\n", failure.advice().c_str());
+    if (!asDocument || failure.exit() == kExitOutput) return;
+    Json error{{"message", failure.what()}, {"advice", failure.advice()}, {"exit", static_cast<int>(failure.exit())}};
+    if (!failure.name().empty()) {
+        error["status"] = failure.status();
+        error["name"]   = failure.name();
+    }
+    const std::string text = dumped(Json{{"error", error}}, false);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+} catch (...) {
+    std::fputs("qvrfctl: out of memory\n", stderr);
+}
+
+}  // namespace qvrfctl

@@ -1,0 +1,58 @@
+# bash completion for qvrfctl(1)
+
+_qvrfctl()
+{
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+    local commands="discover services link get post patch delete upload events session user"
+    local options="--address --port --generation --user --privilege --json --pretty --verbose --version --help"
+    local command="" verb="" i
+
+    COMPREPLY=()
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${COMP_WORDS[i]} in
+            --address | --port | --generation | --user | --privilege | -d | --data | -o | --output | \
+                --file | --metadata | --count | --timeout) ((i++)) ;;
+            -*) ;;
+            *)
+                if [[ -z $command ]]; then
+                    command=${COMP_WORDS[i]}
+                elif [[ -z $verb ]]; then
+                    verb=${COMP_WORDS[i]}
+                fi
+                ;;
+        esac
+    done
+
+    case $before in
+        --generation) COMPREPLY=($(compgen -W "new old" -- "$word")) && return ;;
+        --privilege) COMPREPLY=($(compgen -W "ro op root" -- "$word")) && return ;;
+        -o | --output | --file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
+        --address | --port | --user | --count | --timeout) return ;;
+        -d | --data | --metadata)
+            [[ $word == @* ]] && COMPREPLY=($(compgen -P @ -f -- "${word#@}"))
+            return
+            ;;
+    esac
+
+    case $command in
+        get) options+=" --include --output --no-auth" ;;
+        post | patch) options+=" --include --data" ;;
+        delete) options+=" --include" ;;
+        upload) options+=" --file --metadata" ;;
+        events) options+=" --count --timeout" ;;
+        user) [[ $verb == add || $verb == delete ]] && options+=" --no-check" ;;
+    esac
+    if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W "$options" -- "$word"))
+    elif [[ -z $command ]]; then
+        COMPREPLY=($(compgen -W "$commands" -- "$word"))
+    elif [[ $command == user && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "list add delete" -- "$word"))
+    elif [[ $command == link && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "status setup" -- "$word"))
+    elif [[ $command =~ ^(get|post|patch|delete|upload|events)$ && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "/redfish/v1/" -- "$word"))
+        compopt -o nospace 2> /dev/null || true
+    fi
+} &&
+    complete -F _qvrfctl qvrfctl
