@@ -1,0 +1,8 @@
+cmake_minimum_required(VERSION 3.20)
+project(agent LANGUAGES C)
+find_package(qvrfutil 1.0 REQUIRED)
+add_executable(agent agent.c)
+target_link_libraries(agent PRIVATE qvrfutil::qvrfutil)
+if(NOT qvrfutil_PLATFORM STREQUAL "reference")
+  target_link_options(agent PRIVATE -Wl,--unresolved-symbols=ignore-all)
+endif()
