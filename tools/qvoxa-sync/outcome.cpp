@@ -1,0 +1,75 @@
+/** @file outcome.cpp  The tables of statuses. */
+#include "outcome.h"
+
+namespace qvoxasync {
+namespace {
+
+constexpr char kSeeLog[] = "set suptlib.loglevel=error in the platform's configuration and look into its debug log";
+
+// clang-format off
+constexpr StatusRow kOfUpdate[] = {
+    {1, kExitFailed, "the update failed", "the line before says at which step; set suptlib.loglevel=error in the platform's configuration for the reason"},
+    {2, kExitNothingToDo, "there is nothing to update", "use --force to install the BMC's package all the same"},
+    {3, kExitBadSignature, "the package on the BMC is not signed by the key that came with it", "nothing was installed; put a genuine package on the BMC"},
+};
+constexpr StatusRow kOfDownload[] = {
+    {1, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it, and the directory's path"},
+    {2, kExitNothingToDo, "the BMC holds no package", "put a package on the BMC"},
+};
+constexpr StatusRow kOfReport[] = {
+    {1, kExitFailed, "the BMC tells neither version", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it"},
+};
+constexpr StatusRow kOfLink[] = {
+    {1, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that the BMC is not in lockdown mode"},
+};
+constexpr StatusRow kOfEach[] = {
+    {4, kExitNotRoot, "this needs root", "start it as root, with sudo for instance"},
+    {5, kExitNotDownloaded, "the package could not be downloaded", "check the link to the BMC (qvoxa-sync --setup-link), its HTTPS service, and the free space in the download directory"},
+    {6, kExitAnotherInstance, "another qvoxa-sync is at work", "wait until it is done"},
+    {8, kExitForbiddenPath, "it must not run from the installation's .update directory", "start the installed qvoxa-sync, or a copy elsewhere"},
+    {9, kExitNoMemory, "memory is out", "free some memory and try again"},
+    {1001, kExitTlsMismatch, "this host and the BMC have no TLS version in common", "allow a version that the BMC speaks in the host's TLS policy (MinProtocol), or raise the BMC's"},
+};
+// clang-format on
+constexpr StatusRow kUnlisted{0, kExitFailed, "the platform reported a failure of its own", kSeeLog};
+
+template <std::size_t N>
+const StatusRow* find(const StatusRow (&rows)[N], s32 status) noexcept
+{
+    for (const StatusRow& row : rows)
+        if (row.status == status) return &row;
+    return nullptr;
+}
+
+const StatusRow* findOwn(Action action, s32 status) noexcept
+{
+    switch (action) {
+        case Action::update: return find(kOfUpdate, status);
+        case Action::download: return find(kOfDownload, status);
+        case Action::versionReport: return find(kOfReport, status);
+        case Action::setupLink: return find(kOfLink, status);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+const StatusRow& statusRow(Action action, s32 status) noexcept
+{
+    const StatusRow* row = findOwn(action, status);
+    if (row == nullptr) row = find(kOfEach, status);
+    return row != nullptr ? *row : kUnlisted;
+}
+
+Failure wrongUsage(const std::string& what, std::string advice)
+{
+    return Failure(kExitUsage, what, std::move(advice));
+}
+
+Failure libraryFailure(Action action, s32 status)
+{
+    const StatusRow& row = statusRow(action, status);
+    return Failure(row.exit, row.meaning, row.advice, status);
+}
+
+}  // namespace qvoxasync

@@ -1,0 +1,69 @@
+/** @file outcome.h  How a run can end: the library's statuses, what they mean, what to do, and the exit status. */
+#ifndef QVOXASYNC_OUTCOME_H
+#define QVOXASYNC_OUTCOME_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "qvtypes.h"
+
+namespace qvoxasync {
+
+/** Exit statuses; timers and scripts rely on them. A signal ends the program with 128 and its number. */
+enum ExitStatus : int {
+    kExitOk              = 0,  ///< done, or nothing to do
+    kExitFailed          = 1,
+    kExitNothingToDo     = 2,  ///< with --exit-code
+    kExitBadSignature    = 3,
+    kExitNotRoot         = 4,
+    kExitNotDownloaded   = 5,
+    kExitAnotherInstance = 6,
+    kExitUnsafe          = 7,  ///< somebody else may have laid out a file or directory that root would write
+    kExitForbiddenPath   = 8,
+    kExitNoMemory        = 9,
+    kExitTlsMismatch     = 10,  ///< the library's 1001 does not fit into an exit status
+    kExitOutput          = 11,  ///< the result could not be written
+    kExitUsage           = 64,
+};
+
+enum class Action { update, download, versionReport, setupLink };
+
+/** The statuses that the tool itself looks at. */
+inline constexpr s32 kStatusNothingToDo = 2;
+inline constexpr s32 kStatusNoMemory    = 9;
+
+struct StatusRow {
+    s32         status;
+    ExitStatus  exit;
+    const char* meaning;
+    const char* advice;
+};
+
+/** What @p status of the library's means after @p action; a general row for one that is not listed. */
+const StatusRow& statusRow(Action action, s32 status) noexcept;
+
+/** Ends the run; main() reports it. */
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitStatus exit, const std::string& what, std::string advice, std::optional<s32> status = std::nullopt)
+        : std::runtime_error(what), exit_(exit), advice_(std::move(advice)), status_(status)
+    {
+    }
+    ExitStatus                exit() const noexcept { return exit_; }
+    const std::string&        advice() const noexcept { return advice_; }
+    const std::optional<s32>& status() const noexcept { return status_; }  ///< of the library; nothing: it had no part
+
+private:
+    ExitStatus         exit_;
+    std::string        advice_;
+    std::optional<s32> status_;
+};
+
+Failure wrongUsage(const std::string& what, std::string advice = "see 'qvoxa-sync --help'");
+/** The library ended @p action with @p status. */
+Failure libraryFailure(Action action, s32 status);
+
+}  // namespace qvoxasync
+
+#endif
