@@ -1,0 +1,107 @@
+/** @file rawcurl.cpp  The same exchanges by libcurl alone. */
+#include "rawcurl.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+namespace bench {
+
+namespace {
+
+using MimeForm = std::unique_ptr<curl_mime, qvrf::GivenBackBy<&curl_mime_free>>;
+
+extern "C" std::size_t accumulate(char* piece, std::size_t size, std::size_t count, void* data)
+{
+    auto&             to   = *static_cast<Accumulator*>(data);
+    const std::size_t more = size * count;
+    auto* const       all  = static_cast<char*>(std::realloc(to.bytes, to.size + more + 1));
+    if (all == nullptr) return 0;
+    to.bytes = all;
+    std::memcpy(to.bytes + to.size, piece, more);
+    to.size += more;
+    to.bytes[to.size] = '\0';
+    return more;
+}
+
+EasyHandle newHandle()
+{
+    EasyHandle easy(curl_easy_init());
+    if (!easy) throw std::bad_alloc();
+    return easy;
+}
+
+/** The server's certificate is its own, and headers and body go to two accumulators. */
+void receiveInto(CURL* easy, RawAnswer& answer)
+{
+    set(easy, CURLOPT_HEADERDATA, &answer.header);
+    set(easy, CURLOPT_WRITEFUNCTION, &accumulate);
+    set(easy, CURLOPT_WRITEDATA, &answer.body);
+}
+
+void perform(CURL* easy, const Resource& resource, const HeaderList& headers, RawAnswer& answer)
+{
+    set(easy, CURLOPT_HTTPHEADER, headers.get());
+    set(easy, CURLOPT_URL, resource.url.c_str());
+    expect(curl_easy_perform(easy));
+    expect(curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &answer.http));
+}
+
+}  // namespace
+
+void expect(CURLcode code)
+{
+    if (code != CURLE_OK) throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
+}
+
+HeaderList requestHeaders(const Resource& resource, bool contentType)
+{
+    HeaderList headers;
+    for (const char* line : {"Accept: */*", resource.tokenLine.c_str(), "Content-type: application/json"}) {
+        if (!contentType && std::strncmp(line, "Content", 7) == 0) continue;
+        curl_slist* const longer = curl_slist_append(headers.get(), line);
+        if (longer == nullptr) throw std::bad_alloc();
+        headers.release();
+        headers.reset(longer);
+    }
+    return headers;
+}
+
+void setCommonOptions(CURL* easy, long timeout)
+{
+    set(easy, CURLOPT_SSLVERSION, 0L);
+    set(easy, CURLOPT_TIMEOUT, timeout);
+    set(easy, CURLOPT_SSL_VERIFYPEER, 0L);
+    set(easy, CURLOPT_SSL_VERIFYHOST, 0L);
+}
+
+void rawGet(const Resource& resource, RawAnswer& answer)
+{
+    const HeaderList headers = requestHeaders(resource, true);
+    const EasyHandle easy    = newHandle();
+    setCommonOptions(easy.get(), 100L);
+    receiveInto(easy.get(), answer);
+    set(easy.get(), CURLOPT_HTTPGET, 1L);
+    perform(easy.get(), resource, headers, answer);
+}
+
+void rawUpload(const Resource& resource, const char* metadata, const char* file, RawAnswer& answer)
+{
+    const HeaderList headers = requestHeaders(resource, false);
+    const EasyHandle easy    = newHandle();
+    setCommonOptions(easy.get(), 100L);
+    receiveInto(easy.get(), answer);
+    const MimeForm       form(curl_mime_init(easy.get()));
+    curl_mimepart* const text = curl_mime_addpart(form.get());
+    expect(curl_mime_name(text, "metadata"));
+    expect(curl_mime_data(text, metadata, CURL_ZERO_TERMINATED));
+    expect(curl_mime_type(text, "application/json"));
+    curl_mimepart* const content = curl_mime_addpart(form.get());
+    expect(curl_mime_name(content, "LogZip"));
+    expect(curl_mime_filedata(content, file));
+    set(easy.get(), CURLOPT_MIMEPOST, form.get());
+    perform(easy.get(), resource, headers, answer);
+}
+
+}  // namespace bench
