@@ -39,15 +39,19 @@ qvrf::Descriptor connectTo(const std::string& path)
 
 }  // namespace
 
-Bmc::Bmc()
+Bmc::Bmc(const Words& options)
 {
     const std::string      config = scratch_.path() + "/platform.cfg";
     const qvrf::Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-    process_ = start(sibling("torvosim"),
-                     {"--https-address", "127.0.0.1", "--state-dir", stateDir(), "--ipmi-unix",
-                      scratch_.path() + "/ipmi.sock", "--control-socket", controlPath(), "--session-limit", "64",
-                      "--ready-file", scratch_.path() + "/ready.json", "--write-config", config},
-                     nowhere.get());
+    Words                  words{"--https-address",  "127.0.0.1",
+                "--state-dir",      stateDir(),
+                "--ipmi-unix",      scratch_.path() + "/ipmi.sock",
+                "--control-socket", controlPath(),
+                "--session-limit",  "64",
+                "--ready-file",     scratch_.path() + "/ready.json",
+                "--write-config",   config};
+    words.insert(words.end(), options.begin(), options.end());
+    process_ = start(sibling("torvosim"), words, nowhere.get());
     awaitReady();
     ::setenv("QVPLATFORM_CONFIG", config.c_str(), 1);
 }

@@ -12,7 +12,7 @@ namespace bench {
 class Bmc {
 public:
     /** Starts it, waits until it listens, and points this process's reference platform at it. @throws */
-    Bmc();
+    explicit Bmc(const Words& options = {});
     ~Bmc();
     Bmc(const Bmc&)            = delete;
     Bmc& operator=(const Bmc&) = delete;
