@@ -133,9 +133,7 @@ int sendControl(const CommandLine& line)
     return answer.find("\"ok\":true") != std::string::npos ? 0 : 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CommandLine line;
     CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.");
@@ -146,8 +144,15 @@ int main(int argc, char** argv)
     ctl->add_option("words", line.ctlWords, "Control words; help lists them")->required();
     ctl->positionals_at_end();
     CLI11_PARSE(app, argc, argv);
+    return ctl->parsed() ? sendControl(line) : serve(line);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
     try {
-        return ctl->parsed() ? sendControl(line) : serve(line);
+        return run(argc, argv);
     } catch (const torvosim::NotPermitted& error) {
         std::fprintf(stderr, "torvosim: %s\n", error.what());
         return kExitNotPermitted;

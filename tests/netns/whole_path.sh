@@ -170,6 +170,7 @@ inside_terminated() {
 
 # torvosim alone, in namespaces without a BMC.
 alone_named_namespace() {
+    mount -t tmpfs none /run  # names of this machine are no business of the test
     export TORVOSIM_LINK=usb7
     torvosim --netns whole-path --netns-link usb7 --ready-file "$scratch/ready" >/dev/null &
     local bmc=$!
@@ -185,8 +186,8 @@ alone_named_namespace() {
     run 3 setpriv --bounding-set=-sys_admin --inh-caps=-all torvosim --netns
     says "needs root"
     ip link show usb7 >/dev/null || wrong "a refused one took the link of another away"
-    kill -TERM $bmc
-    wait $bmc || wrong "it ended with $?"
+    kill -TERM "$bmc"
+    wait "$bmc" || wrong "it ended with $?"
     ! ip link show usb7 >/dev/null 2>&1 || wrong "the link is still there"
     want "" "$(ip netns list)" "the list of namespaces"
 }
@@ -196,10 +197,12 @@ alone_named_namespace() {
 # What this machine must look like again.
 traces() {
     ip -o link show | awk -F': ' '{ print $2 }' | grep -E '^(torvousb|bmc0|usb7|probe)' || true
-    ls /run/netns 2>/dev/null | grep whole-path || true
+    find /run/netns -name 'whole-path*' 2>/dev/null || true
     grep -cE ' /sys tmpfs' /proc/self/mounts || true
-    grep -lsF -f - /proc/[0-9]*/cmdline <<<"$scratch/" || true  # not on its own command line
+    grep -lsF --file=- /proc/[0-9]*/cmdline <<<"$scratch/" || true  # not on its own command line
 }
+
+nothing_left() { [[ $(traces) == "$before" ]]; }
 
 case_name=$1
 if [[ ${2:-} == inside ]]; then
@@ -240,7 +243,7 @@ case $case_name in
         wait $! || status=$?
         want 143 $status "the exit status"
         # The kernel ends them in its own time.
-        eventually eval '[[ $(traces) == "$before" ]]'
+        eventually nothing_left
         ;;
     named_namespace)
         unshare --mount --net --propagation private bash "$0" "$case_name" alone "$scratch/mine" "$bin" ||
