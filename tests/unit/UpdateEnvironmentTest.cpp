@@ -1,10 +1,12 @@
 /** @file UpdateEnvironmentTest.cpp  Where the update tool runs from and what it may do there. */
+#include <fcntl.h>
 #include <sys/wait.h>
 
 #include <functional>
 
 #include "OxaAutoUpdateLinux.h"
 #include "UpdateBench.h"
+#include "owners.h"
 
 namespace {
 
@@ -25,13 +27,16 @@ protected:
     {
         HostBench::SetUp();
         if (IsSkipped()) return;
-        before = update::fs::current_path().string();
+        before = qvrf::Descriptor(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
         update::fs::remove_all("/opt/zelmar");
         goTo("run");
     }
     void TearDown() override
     {
-        if (!before.empty()) update::fs::current_path(before);
+        // By descriptor: the private mounts may lie over the path that this checkout has.
+        if (before) {
+            EXPECT_EQ(::fchdir(before.get()), 0);
+        }
         HostBench::TearDown();
     }
     void goTo(const std::string& name)
@@ -43,7 +48,7 @@ protected:
 
     update::TempDir  directory;
     update::fs::path here;
-    std::string      before;
+    qvrf::Descriptor before;
 };
 
 TEST_F(Environment, KnowsTheInstallPathFromThePlatform)

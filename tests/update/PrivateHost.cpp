@@ -88,10 +88,8 @@ void build()
     must(::prctl(PR_SET_CHILD_SUBREAPER, 1) == 0, "no care for orphans");
     must(::unshare(CLONE_NEWNS) == 0, "no mount namespace");
     must(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "no private mounts");
-    const Kept kept[] = {Kept(SOURCE_DIRECTORY), Kept(BUILD_DIRECTORY)};
     mountSmall("/tmp", "64m");
     mountSmall("/opt", "256m");
-    for (const Kept& directory : kept) directory.putBack();
     fs::create_directories(kBench);
     fs::create_directories("/opt/zelmar/kappel");
     makeDevices();
@@ -124,9 +122,11 @@ const std::string& enter()
 
 void mountSmall(const std::string& directory, const std::string& size)
 {
+    const Kept kept[] = {Kept(SOURCE_DIRECTORY), Kept(BUILD_DIRECTORY)};  // a checkout may lie below it
     fs::create_directories(directory);
     must(::mount("none", directory.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, ("mode=1777,size=" + size).c_str()) == 0,
          "mount " + directory);
+    for (const Kept& place : kept) place.putBack();
 }
 
 void placeProgram(const std::string& program, const std::string& file)
