@@ -150,7 +150,8 @@ TEST_F(DeskBmc, AccountsComeAndGo)
     SMFreeMem(password);
     std::string name = "guest";
     EXPECT_EQ(OXADeleteTorvoUser(name.data()), 0);
-    for (const auto& user : control("users").at("users")) EXPECT_NE(user.at("username"), "guest");
+    const json users = control("users");
+    for (const auto& user : users.at("users")) EXPECT_NE(user.at("username"), "guest");
 }
 
 TEST_F(DeskBmc, AnUploadArrivesWhole)
