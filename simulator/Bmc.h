@@ -39,6 +39,8 @@ struct Facts {
     std::string webServer = "Enabled";
     std::string redfish   = "Enabled";
 
+    std::uint8_t globalEnables = 0;  ///< as the host's driver has set them; bit 0: interrupts for replies
+
     std::uint8_t passThroughMode = 0;  ///< 0 off, 21 on
     std::string  passThroughBmcAddress;
     std::string  passThroughHostAddress;

@@ -16,10 +16,11 @@ namespace torvosim {
 
 namespace {
 
-constexpr std::uint8_t kApp      = 0x06;
-constexpr std::uint8_t kOemGroup = 0x2E;
-constexpr std::uint8_t kOem      = 0x30;
-constexpr std::uint8_t kMaker[]  = {0xC7, 0x03, 0x00};
+constexpr std::uint8_t kApp              = 0x06;
+constexpr std::uint8_t kSetGlobalEnables = 0x2E;
+constexpr std::uint8_t kOemGroup         = 0x2E;
+constexpr std::uint8_t kOem              = 0x30;
+constexpr std::uint8_t kMaker[]          = {0xC7, 0x03, 0x00};
 
 Bytes refused(std::uint8_t completion)
 {
@@ -63,6 +64,11 @@ Bytes getDeviceId(const Facts& facts, const Bytes&)
             static_cast<std::uint8_t>(facts.firmwareBuild >> 8),
             0x00,
             0x00};
+}
+
+Bytes getGlobalEnables(const Facts& facts, const Bytes&)
+{
+    return {vmwire::kCompletionOk, facts.globalEnables};
 }
 
 /** What kernel drivers ask or set when they attach; there is nothing behind it. */
@@ -276,18 +282,33 @@ Bytes networkAttributes(Facts& facts, const Bytes& data)
     return refused(vmwire::kCompletionInvalidField);
 }
 
+/**
+ * The driver decides whether replies are announced by an interrupt, and the device of a virtual machine raises none
+ * until it is told: a driver that waits for one in vain finds its replies by polling, many times slower.
+ */
+IpmiReply setGlobalEnables(Facts& facts, const Bytes& data)
+{
+    constexpr std::uint8_t replyInterrupt = 0x01;
+    IpmiReply              reply{refused(vmwire::kCompletionLengthInvalid), "Set BMC Global Enables"};
+    if (data.size() != 1) return reply;
+    facts.globalEnables = data[0];
+    reply.data          = okReply(1);
+    reply.deviceCommand = {(data[0] & replyInterrupt) != 0 ? vmwire::kDeviceInterruptOn : vmwire::kDeviceInterruptOff};
+    return reply;
+}
+
 struct ReadRow {
     std::uint8_t netFn;
     std::uint8_t command;
     const char*  name;
     Bytes (*answer)(const Facts&, const Bytes& data);
 };
+// clang-format off
 constexpr ReadRow kReads[] = {
     {kApp, 0x01, "Get Device ID", getDeviceId},
     {kApp, 0x04, "Get Self Test Results", getSelfTest},
     {kApp, 0x08, "Get Device GUID", getDeviceGuid},
-    {kApp, 0x2E, "Set BMC Global Enables", acknowledge},
-    {kApp, 0x2F, "Get BMC Global Enables", oneZero},
+    {kApp, 0x2F, "Get BMC Global Enables", getGlobalEnables},
     {kApp, 0x30, "Clear Message Flags", acknowledge},
     {kApp, 0x31, "Get Message Flags", oneZero},
     {kApp, 0x42, "Get Channel Info", getChannelInfo},
@@ -296,6 +317,7 @@ constexpr ReadRow kReads[] = {
     {kOem, 0xBF, "Firmware version", getFirmwareVersion},
     {kOem, 0xD6, "Text attribute", getTextAttribute},
 };
+// clang-format on
 
 struct TextRow {
     std::uint8_t command;
@@ -320,6 +342,8 @@ IpmiReply IpmiCommands::answer(const IpmiMessage& request)
     }
     if (request.netFn == kOem && request.command == 0xCF)
         return {bmc_.facts.with([&](Facts& f) { return networkAttributes(f, request.data); }), "Network attributes"};
+    if (request.netFn == kApp && request.command == kSetGlobalEnables)
+        return bmc_.facts.with([&](Facts& f) { return setGlobalEnables(f, request.data); });
     for (const ReadRow& row : kReads)
         if (row.netFn == request.netFn && row.command == request.command)
             return {bmc_.facts.with([&](Facts& f) { return row.answer(f, request.data); }), row.name};

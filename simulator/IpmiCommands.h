@@ -11,9 +11,10 @@
 namespace torvosim {
 
 struct IpmiReply {
-    Bytes       data;            ///< completion code first
-    std::string name;            ///< for the trace
-    bool        secret = false;  ///< the bytes of request and reply may hold a token or a password
+    Bytes       data;             ///< completion code first
+    std::string name;             ///< for the trace
+    bool        secret = false;   ///< the bytes of request and reply may hold a token or a password
+    Bytes       deviceCommand{};  ///< for the device of the host that asked, ahead of the reply; empty: none
 };
 
 class IpmiCommands {

@@ -94,6 +94,7 @@ bool IpmiService::answerMessage(int fd, const IpmiMessage& request)
 
     if (faults.silent) return true;
     if (faults.garbage) return sendAll(fd, *faults.garbage);
+    if (!reply.deviceCommand.empty() && !sendAll(fd, encodeDeviceCommand(reply.deviceCommand))) return false;
     return sendAll(fd, encodeMessage({request.seq, static_cast<std::uint8_t>(request.netFn | 1), request.lun,
                                       request.command, std::move(reply.data)}));
 }

@@ -111,6 +111,21 @@ TEST_F(Ipmi, AnswersDeviceCommandsAndSurvivesGarbage)
     EXPECT_EQ(control("stats")["ipmiFramesDropped"], 3);
 }
 
+/** A driver turns the interrupts of its interface on and off; the interface is told ahead of the reply. */
+TEST_F(Ipmi, TellsTheInterfaceWhetherRepliesInterrupt)
+{
+    IpmiClient host(sim().ipmiUnixPath());
+    const auto next = [&] { return hexOf(host.receiveRaw(10000).value_or(IpmiClient::Bytes{})); };
+    host.sendRaw(bytesOf("07 18 2E 09 AA BA A0"));
+    EXPECT_EQ(next(), "05 A1");
+    EXPECT_EQ(next(), "07 1C 2E 00 AF A0");
+    EXPECT_EQ(host.exchange("18 2F"), "1C 2F 00 09");
+    host.sendRaw(bytesOf("07 18 2E 08 AB A0"));
+    EXPECT_EQ(next(), "06 A1");
+    EXPECT_EQ(next(), "07 1C 2E 00 AF A0");
+    EXPECT_EQ(host.exchange("18 2E"), "1C 2E C7");
+}
+
 struct Fault {
     const char* name;
     const char* line;

@@ -32,6 +32,8 @@ constexpr std::uint8_t kEscapeBit  = 0x10;
 
 constexpr std::uint8_t kDeviceVersion      = 0xFF;
 constexpr std::uint8_t kDeviceCapabilities = 0x08;
+constexpr std::uint8_t kDeviceInterruptOn  = 0x05;  ///< from the BMC: replies raise the host's interrupt, or do not
+constexpr std::uint8_t kDeviceInterruptOff = 0x06;
 
 constexpr std::uint8_t kOemNetFn = 0x32;
 constexpr std::uint8_t kOemWrite = 0x01;
