@@ -7,6 +7,7 @@
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilLX.h"
 #include "qvrfutilLXSession.h"
+#include "qvrfutilLXWatch.h"
 #include "trace.h"
 
 namespace {
@@ -109,6 +110,7 @@ extern "C" size_t curlSseCallback(void* ptr, size_t size, size_t nmemb, void* us
 {
     const TraceScope  trace(kCallback, kEventTrace);
     const std::size_t count = size * nmemb;
+    if (count <= kKeepAliveSize) tellLeftOut(userdata, ptr, count);
     if (ptr == nullptr || userdata == nullptr)
         __SysDbgPrint3("[QVRFUTIL] : %s Invalid input.\n", kCallback);
     else if (count <= kKeepAliveSize)
@@ -162,6 +164,7 @@ extern "C" void* readCurlMultiEvents(void* argument)
     const PipeSignalHeld held;
     auto* const          handle = static_cast<QVRFUTILCurlSSEHandle*>(argument);
     if (handle != nullptr && readStream(*handle)) judgeEnd(*handle);
+    if (handle != nullptr) tellOver(handle->pQVRFUTILHttpCallbackContext, handle->pCurlHandle);
     return nullptr;
 }
 
