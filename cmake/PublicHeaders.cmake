@@ -3,6 +3,12 @@
 
 set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutil.h
+  sharedlibrary/qvrfutil/common/src/qvrfutilWatch.h
+  sharedlibrary/qvrfutil/common/src/qvrfutil.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_core.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_events.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_status.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_stream.hpp
   sharedlibrary/qvrfutil/linux/qvrfutilLX.h
   tools/OxaAutoUpdate/common/src/oxarfutilHelper.h
   tools/OxaAutoUpdate/common/src/OxaAutoUpdateUtils.h

@@ -1,0 +1,171 @@
+/**
+ * @file qvrfutil_status.hpp
+ * How operations of namespace qvrfutil tell their outcome: a Result holds a value or an Error, and an Error says what
+ * failed, by which status of the library or of HTTP, what that means and what to do about it.
+ *
+ * @code
+ *     qvrfutil::Result<qvrfutil::Response> answer = session.get("/redfish/v1/Systems");
+ *     if (!answer) return complain(answer.error().text(), answer.error().remedy);   // without exceptions
+ *
+ *     puts(session.get("/redfish/v1/Systems").orThrow().body.c_str());              // with them: throws Failure
+ * @endcode
+ */
+#ifndef QVRFUTIL_STATUS_HPP
+#define QVRFUTIL_STATUS_HPP
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "qvstatus.h"
+#include "qvtypes.h"
+
+namespace qvrfutil {
+
+/** What a status of the library is called and stands for. */
+struct StatusText {
+    s32         status;
+    const char* name;
+    const char* meaning;
+    const char* remedy;
+};
+
+namespace detail {
+inline constexpr char kCheckIpmi[] =
+    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and can be opened";
+inline constexpr char kCheckLink[] = "check that the USB NIC is up, and the BMC's address and port";
+inline constexpr char kCheckUser[] = "check user name and privilege, and that the BMC takes changes (no lockdown mode)";
+inline constexpr char kPassThru[]  = "switch the OS-to-BMC pass-through on in the BMC's settings";
+inline constexpr char kSeeLog[]    = "the platform's debug log says more";
+inline constexpr char kCaller[]    = "this is a fault of the calling program";
+inline constexpr char kAgain[]     = "send it again";
+
+#define QVRFUTIL_STATUS(code) code, #code
+// clang-format off
+inline constexpr StatusText kStatusTexts[] = {
+    {QVRFUTIL_STATUS(OXA_SUCCESS), "success", ""},
+    {QVRFUTIL_STATUS(QVRFUTIL_FAILURE), "the operation failed", kSeeLog},
+    {QVRFUTIL_STATUS(QVRFUTIL_BUFFER_TOO_SMALL), "the answer is longer than the room for it", "give more room"},
+    {QVRFUTIL_STATUS(QVRFUTIL_NO_SESSION_DETAILS), "there is no Redfish session", kAgain},
+    {QVRFUTIL_STATUS(QVRFUTIL_INVALID_ARGUMENTS), "a required argument is missing", kCaller},
+    {QVRFUTIL_STATUS(QVRFUTIL_CURL_FAILED), "the HTTPS exchange with the BMC failed", kCheckLink},
+    {QVRFUTIL_STATUS(QVRFUTIL_SESSION_FAILURE), "the Redfish session is not valid", kAgain},
+    {QVRFUTIL_STATUS(QVRFUTIL_INVALID_PARAMETER), "an argument is missing or invalid", kCaller},
+    {QVRFUTIL_STATUS(QVRFUTIL_OUT_OF_MEMORY), "memory is out", "free some memory and try again"},
+    {QVRFUTIL_STATUS(QVRFUTIL_EVENT_STREAM_BROKEN), "the event stream broke", "begin it again; what happened in between is in the BMC's log"},
+    {QVRFUTIL_STATUS(OXA_INVALID_PARAM), "a required argument is missing", kCaller},
+    {QVRFUTIL_STATUS(OXA_INVALID_USER_PRIVILEGE), "the privilege is not an accepted one", "use ro, op or root"},
+    {QVRFUTIL_STATUS(OXA_INTERNAL_ERROR), "the library failed inside (memory, formatting)", kSeeLog},
+    {QVRFUTIL_STATUS(OXA_INVALID_ARG_VALUE), "an argument is out of range", kCaller},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT), "the BMC has no free user slot", "delete a user that is no longer needed"},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_NO_IPPORT), "the BMC's HTTPS port could not be discovered", kCheckIpmi},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_IPMI_ACCESS_FAILED), "the IPMI channel to the BMC could not be used", kCheckIpmi},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_IPMI_RESPONSE_ERROR), "the BMC answered the IPMI command with an error", "check that this BMC knows the command"},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_GET_FW_ERROR), "the BMC's firmware version could not be read over IPMI", kCheckIpmi},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_NO_IPADDRESS), "the BMC's USB NIC address could not be discovered over IPMI", kPassThru},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_SET_USER_NAME_FAILED), "the BMC did not take the user's name", kCheckUser},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_SET_USER_PASSWORD_FAILED), "the BMC did not take the user's password", kCheckUser},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_SET_USER_PRIVILEGE_FAILED), "the BMC did not take the user's privilege", kCheckUser},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED), "the BMC did not take a user's attribute", kCheckUser},
+    {QVRFUTIL_STATUS(OXA_USBNIC_ENABLE_FAILED), "the USB NIC could not be enabled", kPassThru},
+    {QVRFUTIL_STATUS(OXA_BMC_SESSION_CREATION_FAILED), "the BMC did not open a session: it refused the login, has no session left or cannot be reached over HTTPS", "check address, port and generation; close sessions that are no longer needed"},
+    {QVRFUTIL_STATUS(OXA_BMC_SESSION_DELETION_FAILED), "the session could not be deleted", "it ends by itself when its idle time is over"},
+    {QVRFUTIL_STATUS(OXA_REDFISH_IP_NOT_ASSIGNED), "the BMC's Redfish address is not assigned", kPassThru},
+    {QVRFUTIL_STATUS(OXA_REDFISH_DISABLED), "Redfish is disabled on the BMC", "switch it on in the BMC's settings"},
+    {QVRFUTIL_STATUS(OXA_REDFISH_TOKEN_GENERATION_FAILED), "no login token could be made for this user", "check the platform's token key and that the BMC answers over IPMI"},
+    {QVRFUTIL_STATUS(OXA_INVALID_LOCATION_HEADER), "the session service's answer has no usable Location header", kSeeLog},
+    {QVRFUTIL_STATUS(OXA_BMC_FW_VERSION_OLD), "the BMC's firmware is too old", "update the BMC's firmware"},
+    {QVRFUTIL_STATUS(OXA_BMC_LOCKDOWN_MODE_ENABLED), "the BMC is in lockdown mode", "end the lockdown in the BMC's settings"},
+    {QVRFUTIL_STATUS(OXA_BMC_LOCKDOWN_MODE_DISABLED), "the BMC is not in lockdown mode", ""},
+    {QVRFUTIL_STATUS(OXA_BMC_USBNIC_ENABLED), "the BMC's USB NIC is enabled", ""},
+    {QVRFUTIL_STATUS(OXA_BMC_USBNIC_DISABLED), "the BMC's USB NIC is disabled", kPassThru},
+};
+// clang-format on
+#undef QVRFUTIL_STATUS
+inline constexpr StatusText kForeignStatus{0, "UNLISTED", "the platform reported a failure of its own", kSeeLog};
+}  // namespace detail
+
+/** The row of @p status; a general one for a status of the platform's own. */
+inline const StatusText& statusText(s32 status) noexcept
+{
+    for (const StatusText& row : detail::kStatusTexts)
+        if (row.status == status) return row;
+    return detail::kForeignStatus;
+}
+
+/** A failure, told for a log line and for a program. */
+struct Error {
+    std::string doing;       ///< "GET /redfish/v1/Systems"
+    s32         status = 0;  ///< the library's; 0: the library did its part
+    u16         http   = 0;  ///< HTTP status of the BMC's answer; 0: none came, or none was asked for
+    std::string meaning;
+    std::string remedy;
+
+    Error() = default;
+    Error(std::string what, s32 code, u16 httpStatus = 0)
+        : doing(std::move(what)),
+          status(code),
+          http(httpStatus),
+          meaning(statusText(code).meaning),
+          remedy(statusText(code).remedy)
+    {
+    }
+    Error(std::string what, s32 code, std::string means, std::string advice, u16 httpStatus = 0)
+        : doing(std::move(what)), status(code), http(httpStatus), meaning(std::move(means)), remedy(std::move(advice))
+    {
+    }
+
+    const char* name() const noexcept { return status == 0 ? "" : statusText(status).name; }
+    std::string text() const
+    {
+        std::string says = doing;
+        if (status != 0) says += ": status " + std::to_string(status) + " (" + name() + ')';
+        if (http != 0) says += ": HTTP " + std::to_string(http);
+        return says + ": " + meaning;
+    }
+};
+
+/** The exception of what orThrow() finds. */
+class Failure : public std::runtime_error {
+public:
+    explicit Failure(Error error) : std::runtime_error(error.text()), error_(std::move(error)) {}
+    const Error& error() const noexcept { return error_; }
+
+private:
+    Error error_;
+};
+
+/** A value, or why there is none. */
+template <class Value>
+class [[nodiscard]] Result {
+public:
+    Result(Value value) : content_(std::move(value)) {}
+    Result(Error error) : content_(std::move(error)) {}
+
+    explicit     operator bool() const noexcept { return content_.index() == 0; }
+    Value&       operator*() noexcept { return *std::get_if<0>(&content_); }
+    const Value& operator*() const noexcept { return *std::get_if<0>(&content_); }
+    Value*       operator->() noexcept { return std::get_if<0>(&content_); }
+    const Value* operator->() const noexcept { return std::get_if<0>(&content_); }
+    /** Of a result without a value. */
+    const Error& error() const noexcept { return *std::get_if<1>(&content_); }
+
+    /** @throws Failure */
+    Value orThrow() &&
+    {
+        if (!*this) throw Failure(std::move(*std::get_if<1>(&content_)));
+        return std::move(**this);
+    }
+
+private:
+    std::variant<Value, Error> content_;
+};
+
+struct Nothing {};
+/** Of an operation that only succeeds or fails. */
+using Done = Result<Nothing>;
+
+}  // namespace qvrfutil
+
+#endif

@@ -1,0 +1,198 @@
+/** @file SessionTest.cpp  Client and Session against a simulator. */
+#include <atomic>
+#include <filesystem>
+
+#include "LayerBench.h"
+
+namespace layertest {
+namespace {
+
+constexpr char kChassis[] = "/redfish/v1/Chassis";
+constexpr char kSystem[]  = "/redfish/v1/Systems/System.Embedded.1";
+constexpr char kReset[]   = "/redfish/v1/Systems/System.Embedded.1/Actions/ComputerSystem.Reset";
+
+class Layer : public EachGeneration {};
+INSTANTIATE_TEST_SUITE_P(Generations, Layer, testing::Values("new", "old"),
+                         [](const auto& row) { return std::string(row.param); });
+
+TEST_P(Layer, FindsTheBmcAndItsGeneration)
+{
+    Client client;
+    EXPECT_EQ(client.generation(), isNewer() ? Generation::newer : Generation::older);
+    EXPECT_EQ(client.endpoint()->port, bmc.port());
+    EXPECT_EQ(client.getOpen("/redfish/v1").orThrow().http, 200);
+    EXPECT_TRUE(client.discover().firmware.value);
+    ClientOptions atOnce;
+    atOnce.settle = Duration(0);
+    EXPECT_THROW(Client{atOnce}, Failure) << "a second one at a time";
+}
+
+TEST_P(Layer, CarriesOutEveryMethodAndClosesItsSession)
+{
+    Client client;
+    {
+        Session session(client);
+        EXPECT_EQ(session.patch(kSystem, R"({"AssetTag":"rack 7"})").orThrow().http, 200);
+        EXPECT_EQ(session.json(kSystem).orThrow()["AssetTag"], "rack 7");
+        const Response made = session.post(kChassis, R"({"Id":"new"})").orThrow();
+        EXPECT_EQ(made.http, 201);
+        EXPECT_EQ(session.remove(made.header("lOCATION")).orThrow().http, 204);
+        EXPECT_EQ(session.get("/test/bytes/300000").orThrow().body.size(), 300000u);
+        EXPECT_EQ(session.json("/redfish/v1/nope").error().http, 404);
+        EXPECT_FALSE(Session::open(client)) << "a second one at a time";
+        EXPECT_EQ(openSessions(), 1u);
+    }
+    EXPECT_EQ(openSessions(), 0u);
+    Session again(client);  // after the end of the first, which ended the library's frame too
+    EXPECT_TRUE(again.get(kSystem));
+}
+
+TEST_P(Layer, IsClosedByAnException)
+{
+    Client client;
+    EXPECT_THROW(
+        {
+            Session session(client);
+            static_cast<void>(session.json("/redfish/v1/nope").orThrow());
+        },
+        Failure);
+}
+
+TEST_P(Layer, SendsOnceMoreWhatAnEndedSessionRefused)
+{
+    std::vector<std::string> told;
+    ClientOptions            options;
+    options.onRenewal = [&](const std::string& what) { told.push_back(what); };
+    Client  client(options);
+    Session session(client);
+    for (const Method method : {Method::get, Method::post, Method::patch, Method::remove}) {
+        tell("expire");
+        tell(std::string("status 401 ") + methodName(method) + " /test 1");  // where the BMC asks for no session
+        const Response answer = session.request(method, "/test/echo", "{}").orThrow();
+        EXPECT_TRUE(answer.renewed);
+        EXPECT_EQ(answer.json()["method"], methodName(method));
+        const auto kind = std::string(methodName(method)) + " /test/echo 200";
+        EXPECT_TRUE(comesTrue([&] { return answered(kind) == 1; }));
+        EXPECT_EQ(told.back(), std::string(methodName(method)) + " /test/echo");
+    }
+    tell("expire");
+    const std::string file = bmc.directory() + "/file";
+    std::ofstream(file) << "abc";
+    EXPECT_EQ(session.upload("/redfish/v1/UpdateService/MultipartUpload", file, "{}").orThrow().json()["Size"], 3);
+    tell("status 401 POST /test 2");
+    const Result<Response> refused = session.post("/test/echo");
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().status, QVRFUTIL_SESSION_FAILURE);
+    EXPECT_EQ(refused.error().http, 401);
+    EXPECT_TRUE(comesTrue([] { return answered("POST /test/echo 401") == 3; })) << "one before, and these two";
+    tell("expire");  // those that the BMC only pretended to have ended
+    EXPECT_TRUE(session.get("/test/echo"));
+}
+
+TEST_P(Layer, TellsThatWhatItChangedHadNoRoomForItsAnswer)
+{
+    Client                 client;
+    Session                session(client);
+    const Result<Response> tooLong = session.post("/test/echo", '"' + std::string(300000, 'x') + '"');
+    ASSERT_FALSE(tooLong);
+    EXPECT_EQ(tooLong.error().status, QVRFUTIL_BUFFER_TOO_SMALL);
+    EXPECT_EQ(tooLong.error().http, 200);
+    EXPECT_TRUE(comesTrue([] { return answered("POST /test/echo 200") == 1; }));
+    EXPECT_TRUE(session.request(Method::post, "/test/echo", '"' + std::string(300000, 'x') + '"', {1u << 20, true}));
+}
+
+TEST_P(Layer, WalksTheMembersOverAllPages)
+{
+    Client     client;
+    Session    session(client);
+    const auto pages = [&](const std::string& next) {
+        const std::string members = R"([{\"@odata.id\":\"/a\"},{\"@odata.id\":\"no path\"},{\"@odata.id\":\"/b\"}])";
+        const std::string page = R"({\"Members\":)" + members + R"(,\"Members@odata.nextLink\":\")" + next + R"(\"})";
+        tell(R"(raw "HTTP/1.1 200 OK\\r\\nConnection: close\\r\\n\\r\\n)" + page + R"(" GET /redfish/v1/Systems 1)");
+        return session.members("/redfish/v1/Systems");
+    };
+    auto expected = session.members(kChassis).orThrow();
+    expected.insert(expected.begin(), {"/a", "/b"});
+    EXPECT_EQ(pages(kChassis).orThrow(), expected);
+    EXPECT_FALSE(pages("/redfish/v1/Systems")) << "pages in a circle";
+    EXPECT_FALSE(pages("elsewhere"));
+    EXPECT_EQ(session.accounts().orThrow().at(0).name, "root");
+}
+
+TEST_P(Layer, ReplacesAFileWhenItsDownloadIsComplete)
+{
+    const std::string place = bmc.directory() + "/downloads";
+    std::filesystem::create_directories(place);
+    const std::string file = place + "/body";
+    std::ofstream(file) << "old";
+    Client  client;
+    Session session(client);
+    EXPECT_EQ(session.download("/redfish/v1/nope", file).orThrow().http, 404);
+    tell("cut 5000 GET /test/bytes 1");
+    EXPECT_FALSE(session.download("/test/bytes/100000", file));
+    EXPECT_EQ(readFile(file), "old");
+    tell("expire");
+    std::string part;
+    EXPECT_TRUE(session.download("/test/bytes/100000", file, [&](const std::string& at) { part += at; }));
+    EXPECT_EQ(readFile(file).size(), 100000u);
+    EXPECT_EQ(part.rfind(file + '.', 0), 0u) << "beside the file";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 1);
+    EXPECT_FALSE(session.download("/redfish/v1", "/nowhere/file"));
+}
+
+TEST_P(Layer, LeavesASessionToABmcThatDoesNotAnswer)
+{
+    Client  client;
+    Session session(client);
+    tell("delay 2000 DELETE * 1");
+    const Done closed = session.close(Duration(50));
+    ASSERT_FALSE(closed);
+    EXPECT_EQ(closed.error().status, OXA_BMC_SESSION_DELETION_FAILED);
+    EXPECT_TRUE(session.close()) << "closed once";
+    EXPECT_TRUE(comesTrue([] { return openSessions() == 0; })) << "the BMC answered in the end";
+}
+
+TEST_P(Layer, SurvivesAStormOfExpiries)
+{
+    const char* const wanted   = std::getenv("LAYER_EXPIRIES");  // 1000 for a long run
+    const int         expiries = wanted != nullptr ? std::atoi(wanted) : 40;
+    Client            client;
+    {
+        Session                  session(client);
+        std::atomic<bool>        over{false};
+        std::atomic<int>         accepted{0}, refused{0}, others{0}, renewed{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 8; ++i)
+            threads.emplace_back([&] {
+                while (!over) {
+                    const Result<Response> answer = session.post(kReset);
+                    if (answer && answer->http == 204) {
+                        ++accepted;
+                        if (answer->renewed) ++renewed;
+                    } else if (!answer && answer.error().status == QVRFUTIL_SESSION_FAILURE) {
+                        ++refused;  // it met two ends in a row
+                    } else {
+                        ++others;
+                    }
+                }
+            });
+        for (int i = 0; i < expiries; ++i) {
+            const int before = renewed;
+            tell("expire");
+            EXPECT_TRUE(comesTrue([&] { return renewed > before; }));
+        }
+        over = true;
+        for (std::thread& thread : threads) thread.join();
+        EXPECT_EQ(others, 0);
+        const auto kind = std::string("POST ") + kReset + " 204";
+        EXPECT_TRUE(comesTrue([&] { return answered(kind) >= accepted; }));
+        EXPECT_EQ(answered(kind), accepted) << "what was accepted was sent once";
+        EXPECT_EQ(openSessions(), 1u);
+        std::printf("%d expiries: %d accepted, %d refused, %d sent again\n", expiries, accepted.load(), refused.load(),
+                    renewed.load());
+    }
+    EXPECT_EQ(openSessions(), 0u);
+}
+
+}  // namespace
+}  // namespace layertest
