@@ -1,6 +1,8 @@
 /** @file oxarfutilHelper.cpp  Writes single attributes of a BMC account. */
 #include "oxarfutilHelper.h"
 
+#include <cstring>
+
 #include "oxarfutilHelperParts.h"
 #include "qvhipm.h"
 #include "qvisocppsecurecompat.h"
@@ -13,11 +15,12 @@ namespace {
 struct TextAttribute {
     const char* op;
     const char* name;
+    bool        secret;
     const char* noMemoryEnd;  // how its line about memory ends
     s32         refused;
 };
-constexpr TextAttribute kUserName{"OXASetBMCUsername", "username", "", OXA_BMC_CMD_SET_USER_NAME_FAILED};
-constexpr TextAttribute kPassword{"OXASetBMCUserPassword", "password", ".", OXA_BMC_CMD_SET_USER_PASSWORD_FAILED};
+constexpr TextAttribute kUserName{"OXASetBMCUsername", "username", false, "", OXA_BMC_CMD_SET_USER_NAME_FAILED};
+constexpr TextAttribute kPassword{"OXASetBMCUserPassword", "password", true, ".", OXA_BMC_CMD_SET_USER_PASSWORD_FAILED};
 
 s32 setText(const TextAttribute& attribute, u32 slot, const astring* value) noexcept
 {
@@ -41,6 +44,8 @@ s32 setText(const TextAttribute& attribute, u32 slot, const astring* value) noex
     // The whole command, a password in clear among it: support works with this line.
     __SysDbgPrint4("%s: pCommand %s\n", op, command.get());
     if (BMCUserSetValueInUserDB(command.get()) != 0) {
+        // Errors are read by more people than details: the value of a secret is not for them.
+        if (attribute.secret) command.get()[static_cast<std::size_t>(length) - std::strlen(value) - 1] = '\0';
         __SysDbgPrint3("%s: vorsk command failed %s \n", op, command.get());
         return attribute.refused;
     }
