@@ -3,6 +3,7 @@
 #define OWNERS_H
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -60,15 +61,25 @@ inline void wipe(void* secret, std::size_t size) noexcept
     ::explicit_bzero(secret, size);
 }
 
-/** A heap text that is wiped before it is given back. */
+/**
+ * A heap text from somebody else that is wiped before it is given back, as far as it is known to be filled: what a
+ * call handed out and then failed may hold no text at all.
+ */
 struct WipedAndFreed {
-    void operator()(astring* secret) const noexcept
+    std::size_t filled = 0;
+    void        operator()(astring* secret) const noexcept
     {
-        wipe(secret, std::strlen(secret));
+        wipe(secret, filled);
         SMFreeMem(secret);
     }
 };
 using SecretText = std::unique_ptr<astring, WipedAndFreed>;
+
+/** Notes that @p secret holds @p length characters now. */
+inline void markFilled(SecretText& secret, std::size_t length) noexcept
+{
+    secret.get_deleter().filled = secret ? length : 0;
+}
 
 /** A zeroed buffer for a secret, wiped over its whole size before it is given back. */
 class SecretBuffer {
@@ -104,10 +115,24 @@ public:
     }
     explicit operator bool() const noexcept { return fd_ >= 0; }
     int      get() const noexcept { return fd_; }
+    int      release() noexcept { return std::exchange(fd_, -1); }
 
 private:
     int fd_;
 };
+
+/**
+ * A file for writing, created or truncated. Readable to its owner alone whatever the process's umask, and not to the
+ * programs that the process starts. Empty when it cannot be opened.
+ */
+inline File newPrivateFile(const char* path) noexcept
+{
+    Descriptor file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file) return nullptr;
+    File stream(::fdopen(file.get(), "wb"));
+    if (stream) file.release();
+    return stream;
+}
 
 }  // namespace qvrf
 

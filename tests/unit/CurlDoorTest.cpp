@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <memory>
 
 #include "BmcOnTheBench.h"
 #include "curlLx.h"
@@ -45,6 +46,43 @@ TEST(CurlDoorDeathTest, NewerLibcurlGetsNoOptionsOnTop)
             _exit(silent ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST_F(CurlDoor, NoProxyGetsTheBmcsTokens)
+{
+    for (const char* variable : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+        bmc.restart();
+        EXPECT_TRUE(qvrf::newEasyHandle("none"));
+        setenv(variable, "http://127.0.0.1:9", 1);
+        EXPECT_TRUE(qvrf::newEasyHandle("op"));
+        unsetenv(variable);
+        expectTrace("op: The curl API set CURLOPT_NOPROXY succeeded.\n");
+        EXPECT_FALSE(bmc.logged(bench::Level::trace, "none: The curl API set CURLOPT_NOPROXY succeeded.\n"));
+    }
+}
+
+TEST_F(CurlDoor, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
+{
+    for (const char* address : {"fe80::1", "[fe80::1234]", "[febf:ffff:ffff:ffff:ffff:ffff:ffff:ffff]"})
+        EXPECT_TRUE(qvrf::needsScope(address)) << address;
+    for (const char* address : {"", "[", "[]", "169.254.1.1", "::1", "[fe80::1%usb0]", "[fec0::1]", "fe80::1]"})
+        EXPECT_FALSE(qvrf::needsScope(address)) << address;
+}
+
+TEST_F(CurlDoor, TheHostsSignalHandlerOutlivesOverlappingTransfers)
+{
+    const auto handler = [](int) {};
+    signal(SIGPIPE, handler);
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    auto first  = std::make_unique<qvrf::PipeSignalHeld>();
+    auto second = std::make_unique<qvrf::PipeSignalHeld>();
+    first.reset();  // before the second, as on two threads; this one thread has its mask back for that
+    const auto during = signal(SIGPIPE, SIG_IGN);  // as libcurl does, once more
+    second.reset();
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    EXPECT_EQ(during, SIG_IGN);
+    EXPECT_EQ(signal(SIGPIPE, SIG_DFL), static_cast<void (*)(int)>(handler));
 }
 
 TEST_F(CurlDoor, ABrokenPipeDoesNotEndTheProcess)

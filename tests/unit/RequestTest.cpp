@@ -298,22 +298,38 @@ TEST_F(Request, HandsOutTheHeadersOnRequest)
 
 struct Odd {
     const char* name;
-    const char* bytes;
+    std::string bytes;
     s32         status;
 };
+
+/** 1.4 MB of trailers, which no answer has. */
+std::string endlessTrailers()
+{
+    std::string bytes = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n";
+    for (int i = 0; i < 20000; ++i) bytes += "X: " + std::string(64, 'x') + "\r\n";
+    return bytes + "\r\n";
+}
+
 class OddAnswers : public Request, public testing::WithParamInterface<Odd> {};
 
 TEST_P(OddAnswers, GetTheirStatus)
 {
-    server.answer({GetParam().bytes, false});
-    Call call;
-    EXPECT_EQ(call.send(QVRFUTIL_REQUEST_GET), GetParam().status);
+    for (const char* file : {static_cast<const char*>(nullptr), "/dev/null"}) {
+        server.answer({GetParam().bytes, false});
+        Call call;
+        call.file = file;
+        EXPECT_EQ(call.send(QVRFUTIL_REQUEST_GET), GetParam().status) << (file != nullptr ? "into a file" : "");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, OddAnswers,
                          testing::Values(Odd{"None", "", 103},
                                          Odd{"CutInTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", 103},
-                                         Odd{"NotHttp", "SSH-2.0-x\r\n", 103},
+                                         Odd{"CutInTheHead", "HTTP/1.1 200 OK\r\nX: y", -1},
+                                         Odd{"CutBehindALine", "HTTP/1.1 200 OK\r\nX: y\r\n", -1},
+                                         Odd{"CutBehindContinue",
+                                             "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\n", -1},
+                                         Odd{"EndlessTrailers", endlessTrailers(), 103}, Odd{"NotHttp", "SSH-2.0-x\r\n", 103},
                                          Odd{"NoContent", "HTTP/1.1 204 No Content\r\n\r\n", 0}),
                          NameOfCase());
 
@@ -373,15 +389,19 @@ TEST_F(Download, WritesTheBodyToTheFile)
 {
     const std::string body = std::string(70000, 'x') + std::string(1, '\0') + "end";
     server.answer(200, body);
-    std::ofstream(file) << "what was there before";
-    Call call;
+    const mode_t mask = umask(0);
+    Call         call;
     call.file   = file.c_str();
     call.wanted = 1;
     EXPECT_EQ(call.send(QVRFUTIL_REQUEST_GET), 0);
+    umask(mask);
     EXPECT_EQ(call.length, 0U);
     EXPECT_EQ(call.http, 200);
     EXPECT_EQ(call.buffer[0], '#');
     EXPECT_EQ(call.headers, nullptr);
+    struct stat about {};
+    EXPECT_EQ(stat(file.c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode & 07777U, 0600U) << "whatever the umask";
     std::ifstream in(file);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), body);
 }

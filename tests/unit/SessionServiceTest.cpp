@@ -110,11 +110,11 @@ TEST_F(SessionService, ReadsNoFurtherThanTheHeaderText)
 {
     std::string header = "X-Auth-Token: ab";
     Login       login;
-    EXPECT_EQ(qvrf::tokenAndSessionId(header.data(), &login.token, &login.id), -1);
+    EXPECT_EQ(qvrf::GetTokenSSID(header.data(), &login.token, &login.id), -1);
     EXPECT_STREQ(login.token, "ab");
     std::string endless = "X-Auth-Token: " + std::string(kToken) + "\r\nLocation: /s/1";
     Login       other;
-    EXPECT_EQ(qvrf::tokenAndSessionId(endless.data(), &other.token, &other.id), -1);
+    EXPECT_EQ(qvrf::GetTokenSSID(endless.data(), &other.token, &other.id), -1);
     expectError("GetTokenSSID: pTemp2 is NULL.\n");
 }
 

@@ -12,7 +12,8 @@ target_sources(qvrfutil_objects PRIVATE
   ${oxa}/common/src/oxarfutilHelperService.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxInterface.cpp)
 target_sources(qvrfutil_objects PRIVATE
-  ${oxa}/linux/src/curlLx.cpp
+  ${oxa}/linux/src/curlLx.cpp ${oxa}/linux/src/curlLxKept.cpp ${oxa}/linux/src/curlLxReceived.cpp
+  ${oxa}/linux/src/curlLxScope.cpp ${oxa}/linux/src/curlLxSignal.cpp
   ${oxa}/linux/src/oxarfutilHelperLx.cpp ${oxa}/linux/src/oxarfutilHelperLxHeader.cpp)
 target_sources(qvrfutil_objects PRIVATE
   ${oxa}/common/src/OxaAutoUpdateUtilsLog.cpp

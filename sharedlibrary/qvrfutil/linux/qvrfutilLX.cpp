@@ -31,6 +31,7 @@ struct Method {
     s32             whenLoggedOut = QVRFUTIL_SESSION_FAILURE;  ///< newer generation, no session
     const char*     loggedOut     = nullptr;                   ///< the text to that
     const char*     copyFailed    = kNoSessionInfo;            ///< the session record could not be copied
+    bool            wholeStatus = false;                       ///< compares the status with 401 before it is cut to u16
     RenewalRefusals refusals{};                                ///< after a 401
     const char*     urlLine  = nullptr;                        ///< takes a second %s, the URL
     const char*     bodyLine = nullptr;                        ///< takes only the body
@@ -42,6 +43,7 @@ constexpr Method kGet = [] {
     get.usesOldCopy   = false;
     get.whenLoggedOut = QVRFUTIL_NO_SESSION_DETAILS;  // only GET says so; callers rely on it
     get.loggedOut     = kNoSessionInfo;
+    get.wholeStatus   = true;
     get.refusals      = {"[QVRFUTIL]" QVRF_FAILED_TO_SEND("GET"), QVRF_FAILED_TO_SEND("GET")};
     get.urlLine       = "%s: pGETUrl = %s.\n";
     return get;
@@ -77,9 +79,10 @@ constexpr Method kDelete = [] {
     remove.customVerb = "DELETE";
     remove.customName = "CURLOPT_CUSTOMREQUEST-DELETE";
     remove.speaksJson = false;
-    remove.loggedOut  = QVRF_FAILED_TO_SEND("delete");
+    remove.loggedOut   = QVRF_FAILED_TO_SEND("delete");
+    remove.wholeStatus = true;
     remove.refusals   = {"[QVRFUTIL]" QVRF_FAILED_TO_SEND("delete"), QVRF_FAILED_TO_SEND("POST")};  // POST: known so
-    remove.urlLine    = "%s: pDELETEUrl = %s.\n";
+    remove.urlLine    = "%s: pGETUrl = %s.\n";  // as GET: it never had a line of its own
     return remove;
 }();
 
@@ -132,7 +135,7 @@ s32 obtainSession(const Method& method, QVRFUTILSession& session) noexcept
     __SysDbgPrint3("%s: Failed to get Session Details.\n", method.op);
     __SysDbgPrint3("%s:Creating new RF session now\n", method.op);
     // A lock that cannot be had in time does not keep the first session from being made; only a thread at work does.
-    if (claimRenewal(kRequestTexts) == Claim::taken)
+    if (QVRFUTILAcquireSessionCreationLock(kRequestTexts) == Claim::taken)
         return method.usesOldCopy ? s32{OXA_SUCCESS} : s32{QVRFUTIL_SESSION_FAILURE};
     const s32 status = renewSession(method.op, kRequestTexts, session);
     if (status == OXA_SUCCESS)
@@ -144,16 +147,17 @@ s32 obtainSession(const Method& method, QVRFUTILSession& session) noexcept
 
 /** The body's way out of libcurl: into memory, or into a file. */
 struct Sink {
-    Received header;
-    Received body;
-    File     file;
+    Received  header{Received::Content::head};
+    Received  body;
+    File      file;
+    HeadWatch watch;  ///< on the header lines of an answer that goes into the file
 };
 
 bool receiveIntoSink(const char* op, CURL* easy, Sink& sink) noexcept
 {
     if (sink.file)
         return setOption(op, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &SACopyFileCBCurl) &&
-               setOption(op, easy, QVRF_OPT(CURLOPT_WRITEDATA), sink.file.get());
+               setOption(op, easy, QVRF_OPT(CURLOPT_WRITEDATA), sink.file.get()) && watchHead(easy, sink.watch);
     return receiveInto(op, easy, sink.header, sink.body);
 }
 
@@ -168,7 +172,7 @@ bool setMethod(const Method& method, CURL* easy) noexcept
 s32 openSink(const char* op, const astring* path, Sink& sink) noexcept
 {
     if (path == nullptr) return OXA_SUCCESS;
-    sink.file.reset(std::fopen(path, "wb"));
+    sink.file = newPrivateFile(path);
     if (sink.file) return OXA_SUCCESS;
     __SysDbgPrint3("%s: Error in opening the file %s.\n", op, path);
     return QVRFUTIL_FAILURE;
@@ -211,6 +215,7 @@ s32 address(const Method& method, CURL* easy, const QVRFUTILSession& session, co
         __SysDbgPrint3("%s: Malloc for pGETUrl failed.\n", method.op);
         return QVRFUTIL_FAILURE;
     }
+    scopeLinkLocal(method.op, easy, session.IPAddress);
     setOption(method.op, easy, QVRF_OPT(CURLOPT_URL), url.get());  // libcurl copies it; without one the transfer fails
     __SysDbgPrint4(method.urlLine, method.op, url.get());
     if (method.bodyLine == nullptr) return OXA_SUCCESS;
@@ -224,6 +229,7 @@ s32 handOver(const Method& method, const Request& request, Sink& sink) noexcept
     const char* const op = method.op;
     if (request.file != nullptr) {
         *request.answer.length = 0;
+        if (!sink.watch.whole()) return badAnswer(op);
         // The last bytes reach the disk only here: a full one must not look like a complete file.
         if (std::fclose(sink.file.release()) == 0) return OXA_SUCCESS;
         __SysDbgPrint3("%s: Error in writing the file %s.\n", op, request.file);
@@ -237,10 +243,22 @@ s32 handOver(const Method& method, const Request& request, Sink& sink) noexcept
     return status;
 }
 
+/** What changes something on the BMC gets a connection of its own: libcurl resends what a dead one did not take. */
+EasyHandle handleFor(const Method& method) noexcept
+{
+    return &method == &kGet ? easyHandleForGet(method.op, keptForSession()) : newEasyHandle(method.op);
+}
+
+/** Whether the answer says that the session is over. */
+bool sessionIsOver(const Method& method, const Request& request, long code) noexcept
+{
+    return (method.wholeStatus ? code : long{*request.answer.http}) == 401;
+}
+
 s32 exchange(const Method& method, const Request& request) noexcept
 {
     const char* const op   = method.op;
-    const EasyHandle  easy = newEasyHandle(op);
+    const EasyHandle  easy = handleFor(method);
     if (!easy) {
         __SysDbgPrint3("%s: curl_easy_init() failed.\n", op);
         return QVRFUTIL_CURL_FAILED;
@@ -253,12 +271,12 @@ s32 exchange(const Method& method, const Request& request) noexcept
     if (s32 st = buildHeaders(method, session, headers); st != OXA_SUCCESS) return st;
     if (!setOption(op, easy.get(), QVRF_OPT(CURLOPT_HTTPHEADER), headers.get())) return QVRFUTIL_CURL_FAILED;
     if (s32 st = address(method, easy.get(), session, request); st != OXA_SUCCESS) return st;
-    if (perform(op, easy.get(), "Easy Perform") != CURLE_OK) return QVRFUTIL_CURL_FAILED;
+    if (perform(op, easy, "Easy Perform") != CURLE_OK) return QVRFUTIL_CURL_FAILED;
 
     long code = 0;
     if (s32 st = takeHttpCode(op, easy.get(), *request.answer.http, code); st != OXA_SUCCESS) return st;
     if (&method == &kDelete) __SysDbgPrint4("%s: HTTP response: %lld\n", op, static_cast<long long>(code));
-    if (code == 401)
+    if (sessionIsOver(method, request, code))
         if (s32 st = renewAfter401(method.op, method.refusals, session); st != OXA_SUCCESS) return st;
     return handOver(method, request, sink);
 }

@@ -57,8 +57,18 @@ s32 QVRFUTILOSRegisterSSE(const astring* pWebResourceUrl, QVRFUTILHttpCallbackCo
 s32 QVRFUTILOSUnregisterSSE(void** pQVRFUTILSSEhandle);
 
 /**
+ * What a subscription's thread runs: reads the stream until it ends or the subscription is unregistered. A component
+ * that brings threads of its own calls it with the handle of QVRFUTILRegisterSSE, which has a thread already: two must
+ * not read one stream.
+ * @param pQVRFUTILSSEhandle  the subscription; NULL is allowed and ends at once
+ * @return always NULL
+ */
+void* QVRFUTILReadCurlMultiEvents(void* pQVRFUTILSSEhandle);
+
+/**
  * The libcurl write callback of the requests: appends to a QVRFUTIL_REDFISH_RESPONSE_RECEIVED.
- * @return size * nmemb; (size_t)-1 when memory is out, which makes libcurl end the transfer
+ * @return size * nmemb; (size_t)-1 when memory is out or the answer is longer than the library takes (1 MiB of head,
+ *         4 GiB - 2 of body), which makes libcurl end the transfer
  */
 size_t QVRFUTILCurlRedfishGETResponseCallback(astring* ptr, size_t size, size_t nmemb, void* pUserdata);
 

@@ -33,9 +33,11 @@ struct QVRFUTILCurlSSEHandle {
     std::atomic<booln>           pBreakCurlMultiEvents        = FALSE;  // written by unregister, read by the worker
     QVRFUTILHttpCallbackContext* pQVRFUTILHttpCallbackContext = nullptr;
     HeaderList                   headers;  // libcurl reads it for as long as the transfer lives: goes after it
+    HeadWatch                    watch;
 
     ~QVRFUTILCurlSSEHandle()
     {
+        const PipeSignalHeld held;
         if (pCurlMultiHandle != nullptr && pCurlHandle != nullptr)
             curl_multi_remove_handle(pCurlMultiHandle, pCurlHandle);
         curl_easy_cleanup(pCurlHandle);
@@ -67,7 +69,12 @@ bool multiSucceeded(const char* op, const char* name, CURLMcode rc) noexcept
 SmOwned<SSEEventData> newEvent(const QVRFUTILHttpCallbackContext& context, s32 status, s32 size) noexcept
 {
     SmOwned<SSEEventData> event(static_cast<SSEEventData*>(SMAllocMem(sizeof(SSEEventData))));
-    if (event) *event = SSEEventData{status, size, size, context.pCallerContext, nullptr};
+    if (!event) return event;
+    OXAmemset_s(event.get(), sizeof *event, 0, sizeof *event);  // its padding too: callers compare and store it whole
+    event->StatusCode                 = status;
+    event->EventPayloadSize           = size;
+    event->ReceivedEventAvailableSize = size;
+    event->pCallerContext             = context.pCallerContext;
     return event;
 }
 
@@ -106,7 +113,7 @@ void deliver(const QVRFUTILHttpCallbackContext& to, const void* bytes, std::size
 }
 
 /** libcurl's write function. It never ends the transfer: a piece that cannot be delivered is dropped. */
-extern "C" size_t curlSseCallback(void* ptr, size_t size, size_t nmemb, void* userdata)
+extern "C" size_t QVRFUTILCurlSSECallback(void* ptr, size_t size, size_t nmemb, void* userdata)
 {
     const TraceScope  trace(kCallback, kEventTrace);
     const std::size_t count = size * nmemb;
@@ -129,15 +136,23 @@ void tellBroken(const QVRFUTILCurlSSEHandle& handle, CURLcode rc) noexcept
         to->pCallerCallBackFunction(event.release());
 }
 
+/** Lets libcurl read and write what it can. The host has its SIGPIPE back in between: a stream lives for hours. */
+CURLMcode moveOn(QVRFUTILCurlSSEHandle& handle) noexcept
+{
+    const PipeSignalHeld held;
+    return curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning);
+}
+
 /** Moves the transfer on until it ends, libcurl fails or unregister says stop. @return whether to look at its end */
 bool readStream(QVRFUTILCurlSSEHandle& handle) noexcept
 {
+    bool hidden = false;
     while (!handle.pBreakCurlMultiEvents && handle.pStillRunning != 0) {
         if (!multiSucceeded(kWorker, "Multi Wait",
                             curl_multi_wait(handle.pCurlMultiHandle, nullptr, 0, kWaitMs, nullptr)) ||
-            !multiSucceeded(kWorker, "Multi Perform",
-                            curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning)))
+            !multiSucceeded(kWorker, "Multi Perform", moveOn(handle)))
             return false;
+        if (!hidden) hidden = closeOnExec(handle.pCurlHandle);  // a child would keep the stream open
     }
     return true;
 }
@@ -157,26 +172,16 @@ void judgeEnd(QVRFUTILCurlSSEHandle& handle) noexcept
     }
 }
 
-/** The subscription's thread (QVRFUTILReadCurlMultiEvents in the log). */
-extern "C" void* readCurlMultiEvents(void* argument)
+s32 setStreamOptions(QVRFUTILCurlSSEHandle& handle, QVRFUTILHttpCallbackContext* context) noexcept
 {
-    const TraceScope     trace(kWorker, kEventTrace);
-    const PipeSignalHeld held;
-    auto* const          handle = static_cast<QVRFUTILCurlSSEHandle*>(argument);
-    if (handle != nullptr && readStream(*handle)) judgeEnd(*handle);
-    if (handle != nullptr) tellOver(handle->pQVRFUTILHttpCallbackContext, handle->pCurlHandle);
-    return nullptr;
-}
-
-s32 setStreamOptions(CURL* easy, QVRFUTILHttpCallbackContext* context) noexcept
-{
+    CURL* const easy = handle.pCurlHandle;
     const bool set = setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &curlSseCallback) &&
+                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &QVRFUTILCurlSSECallback) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEDATA), context) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L);
+                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch);
     return set ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
 }
 
@@ -197,6 +202,7 @@ s32 setStreamUrl(CURL* easy, const QVRFUTILSession& session, const astring* path
         return QVRFUTIL_FAILURE;
     }
     __SysDbgPrint4("[QVRFUTIL] %s: pUrl = %s.\n", kRegister, url.get());
+    scopeLinkLocal(kRegister, easy, session.IPAddress);
     // Logged under this name since the first release; log readers know it so.
     setOption(kRegister, easy, CURLOPT_URL, "CURLOPT_HTTPHEADER", url.get());
     return OXA_SUCCESS;
@@ -209,11 +215,9 @@ s32 startTransfer(QVRFUTILCurlSSEHandle& handle) noexcept
         __SysDbgPrint3("[QVRFUTIL] %s: curl_multi_init() failed.\n", kRegister);
         return QVRFUTIL_CURL_FAILED;
     }
-    const PipeSignalHeld held;
-    const bool           started =
-        multiSucceeded(kRegister, "Multi Add Handle",
-                       curl_multi_add_handle(handle.pCurlMultiHandle, handle.pCurlHandle)) &&
-        multiSucceeded(kRegister, "Multi Perform", curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning));
+    const bool started = multiSucceeded(kRegister, "Multi Add Handle",
+                                        curl_multi_add_handle(handle.pCurlMultiHandle, handle.pCurlHandle)) &&
+                         multiSucceeded(kRegister, "Multi Perform", moveOn(handle));
     return started ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
 }
 
@@ -235,7 +239,7 @@ s32 checkNotFailedAlready(const QVRFUTILCurlSSEHandle& handle) noexcept
 s32 startWorker(QVRFUTILCurlSSEHandle& handle) noexcept
 {
     const int running                 = handle.pStillRunning;  // the worker's from here on
-    handle.pCURLMULTI_SSEThreadHandle = SMThreadStart(&readCurlMultiEvents, &handle);
+    handle.pCURLMULTI_SSEThreadHandle = SMThreadStart(&QVRFUTILReadCurlMultiEvents, &handle);
     if (handle.pCURLMULTI_SSEThreadHandle == nullptr) {
         __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Failed to start thread.\n", kRegister);
         return QVRFUTIL_FAILURE;
@@ -254,7 +258,7 @@ s32 subscribe(QVRFUTILCurlSSEHandle& handle, const astring* path, QVRFUTILHttpCa
     }
     QVRFUTILSession session;
     if (s32 st = obtainTransferSession(kRegister, kLoggedOut, session); st != OXA_SUCCESS) return st;
-    if (s32 st = setStreamOptions(handle.pCurlHandle, context); st != OXA_SUCCESS) return st;
+    if (s32 st = setStreamOptions(handle, context); st != OXA_SUCCESS) return st;
     if (s32 st = setStreamHeaders(handle, session); st != OXA_SUCCESS) return st;
     if (s32 st = setStreamUrl(handle.pCurlHandle, session, path); st != OXA_SUCCESS) return st;
     handle.pQVRFUTILHttpCallbackContext = context;
@@ -272,6 +276,16 @@ void waitForWorkerToSee() noexcept
 }
 
 }  // namespace
+
+extern "C" void* QVRFUTILReadCurlMultiEvents(void* pQVRFUTILSSEhandle)
+{
+    const TraceScope trace(kWorker, kEventTrace);
+    auto* const      handle = static_cast<QVRFUTILCurlSSEHandle*>(pQVRFUTILSSEhandle);
+    if (handle == nullptr || handle->pCurlHandle == nullptr || handle->pCurlMultiHandle == nullptr) return nullptr;
+    if (readStream(*handle)) judgeEnd(*handle);
+    tellOver(handle->pQVRFUTILHttpCallbackContext, handle->pCurlHandle);
+    return nullptr;
+}
 
 extern "C" s32 QVRFUTILOSRegisterSSE(const astring*               pWebResourceUrl,
                                      QVRFUTILHttpCallbackContext* pQVRFUTILHttpCallbackContext,

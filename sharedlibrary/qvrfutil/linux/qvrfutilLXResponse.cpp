@@ -43,8 +43,8 @@ bool verifyNothing(const char* op, CURL* easy) noexcept
 
 s32 takeHttpCode(const char* op, CURL* easy, u16& http, long& code) noexcept
 {
-    if (!responseCode(easy, code)) {
-        logOption(op, "CURLINFO_RESPONSE_CODE", CURLE_BAD_FUNCTION_ARGUMENT);
+    if (const CURLcode rc = responseCode(easy, code); rc != CURLE_OK) {
+        logOption(op, "CURLINFO_RESPONSE_CODE", rc);
         return QVRFUTIL_CURL_FAILED;
     }
     http = static_cast<u16>(code);
@@ -52,12 +52,15 @@ s32 takeHttpCode(const char* op, CURL* easy, u16& http, long& code) noexcept
     return OXA_SUCCESS;
 }
 
+s32 badAnswer(const char* op) noexcept
+{
+    __SysDbgPrint3("%s: No header data, bad response.\n", op);
+    return QVRFUTIL_FAILURE;
+}
+
 s32 checkReceived(const char* op, const Received& header, const Received& body) noexcept
 {
-    if (header.empty()) {
-        __SysDbgPrint3("%s: No header data, bad response.\n", op);
-        return QVRFUTIL_FAILURE;
-    }
+    if (header.empty() || !headIsWhole(header)) return badAnswer(op);
     if (body.empty()) __SysDbgPrint4("%s: No response data.\n", op);
     return OXA_SUCCESS;
 }

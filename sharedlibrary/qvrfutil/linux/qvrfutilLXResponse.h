@@ -30,7 +30,10 @@ bool verifyNothing(const char* op, CURL* easy) noexcept;
  */
 s32 takeHttpCode(const char* op, CURL* easy, u16& http, long& code) noexcept;
 
-/** A response without header bytes is none. @return 0 or -1 */
+/** Says that what came is no answer. @return -1 */
+s32 badAnswer(const char* op) noexcept;
+
+/** A response without header lines, or one that ends among them, is none. @return 0 or -1 */
 s32 checkReceived(const char* op, const Received& header, const Received& body) noexcept;
 
 /**

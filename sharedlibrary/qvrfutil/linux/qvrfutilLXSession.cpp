@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "qvisocppsecurecompat.h"
+#include "qvrfutilSession.h"
 #include "trace.h"
 
 // The formats are the words of SessionTexts, each with one %s.
@@ -34,22 +35,12 @@ private:
     bool held_;
 };
 
-/**
- * Gives the right to renew back. After three failures the flag stays set and later renewals are refused until some
- * thread clears it: accepted, because a mutex that cannot be had for 1.5 s means that the process is in worse trouble.
- */
-void releaseRenewal(const SessionTexts& texts) noexcept
+/** Whether the record holds a session, and another one than the copy. */
+bool renewedSince(const QVRFUTILSession& copy) noexcept
 {
-    static constexpr char op[] = "QVRFUTILReleaseSessionCreationLock";
-    const TraceScope      trace(op);
-    for (int attempt = 0; attempt < kReleaseAttempts; ++attempt) {
-        if (SessionLock lock; lock) {
-            g_isRedfishSessionRequested = FALSE;
-            __SysDbgPrint4("%s : setting g_isRedfishSessionRequested to FALSE success .\n", op);
-            return;
-        }
-        __SysDbgPrint3(texts.retryingLock, op);
-    }
+    const QVRFUTILSession& record = g_RedfishSession;
+    return !sessionMissing(record) && (std::strncmp(record.SessionID, copy.SessionID, sizeof copy.SessionID) != 0 ||
+                                       std::strncmp(record.pb64Text, copy.pb64Text, sizeof copy.pb64Text) != 0);
 }
 
 }  // namespace
@@ -70,7 +61,21 @@ const SessionTexts kTransferTexts{
     "[QVRFUTIL] %s: Failed request! Should I retry? or throw error??. Throwing error for now..\n",
 };
 
-Claim claimRenewal(const SessionTexts& texts) noexcept
+void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
+{
+    static constexpr char op[] = "QVRFUTILReleaseSessionCreationLock";
+    const TraceScope      trace(op);
+    for (int attempt = 0; attempt < kReleaseAttempts; ++attempt) {
+        if (SessionLock lock; lock) {
+            g_isRedfishSessionRequested = FALSE;
+            __SysDbgPrint4("%s : setting g_isRedfishSessionRequested to FALSE success .\n", op);
+            return;
+        }
+        __SysDbgPrint3(texts.retryingLock, op);
+    }
+}
+
+Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept
 {
     static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
     const TraceScope      trace(op);
@@ -85,9 +90,10 @@ Claim claimRenewal(const SessionTexts& texts) noexcept
 
 s32 renewSession(const char* op, const SessionTexts& texts, QVRFUTILSession& session) noexcept
 {
-    __SysDbgPrint4(texts.creating, op);
-    const s32 status = QVRFUTILGetRFSessionInfo(&session, TRUE);
-    releaseRenewal(texts);
+    const booln anew = renewedSince(session) ? FALSE : TRUE;
+    if (anew == TRUE) __SysDbgPrint4(texts.creating, op);
+    const s32 status = QVRFUTILGetRFSessionInfo(&session, anew);
+    QVRFUTILReleaseSessionCreationLock(texts);
     return status;
 }
 
@@ -97,7 +103,7 @@ s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSessi
         __SysDbgPrint3(refusals.newerGeneration, op);
         return QVRFUTIL_SESSION_FAILURE;
     }
-    if (claimRenewal(kRequestTexts) != Claim::ours) {
+    if (QVRFUTILAcquireSessionCreationLock(kRequestTexts) != Claim::ours) {
         __SysDbgPrint3(refusals.notOurs, op);
         return QVRFUTIL_SESSION_FAILURE;
     }
@@ -121,8 +127,9 @@ s32 Token::decrypt(const QVRFUTILSession& session) noexcept
 bool appendTokenHeader(HeaderList& headers, const Token& token, const char* logFormat) noexcept
 {
     astring           line[200] = {};
-    const std::size_t bound     = sizeof kTokenHeader - 1 + strnlen(token.get(), SMSECURE_PLAIN_SIZE) + 2;
-    sprintf_s(line, bound, "%s%s", kTokenHeader, token.get());
+    const std::size_t length    = token.length();
+    sprintf_s(line, sizeof kTokenHeader - 1 + length + 2, "%s%.*s", kTokenHeader, static_cast<int>(length),
+              token.get());
     if (logFormat != nullptr) __SysDbgPrint4(logFormat, line);
     const bool appended = headers.append(line);
     wipe(line, sizeof line);
@@ -134,8 +141,30 @@ SmOwned<astring> requestUrl(const astring* address, const astring* port, const a
     const std::size_t size = strnlen(address, sizeof QVRFUTILSession::IPAddress) +
                              strnlen(port, sizeof QVRFUTILSession::Port) + strnlen(path, kMaxPath) + sizeof "https://:";
     SmOwned<astring> url = smText(static_cast<u32>(size));
-    if (url) sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path);
+    if (url && sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path) < 0)
+        __SysDbgPrint3("The path is longer than %zu characters: nothing can be sent.\n", kMaxPath);
     return url;
+}
+
+void keepConnections(bool keep) noexcept
+{
+    keepHandles(keep);
+}
+
+void dropKeptConnections() noexcept
+{
+    dropKeptHandles();
+}
+
+KeptFor keptForSession() noexcept
+{
+    const QVRFUTILSession& session = g_RedfishSession;
+    KeptFor                whom{};
+    OXAmemcpy_s(whom.address, sizeof whom.address, session.IPAddress, sizeof session.IPAddress);
+    OXAmemcpy_s(whom.port, sizeof whom.port, session.Port, sizeof session.Port);
+    OXAmemcpy_s(whom.session, sizeof whom.session, session.SessionID, sizeof session.SessionID);
+    whom.newerGeneration = giSServerNewGenAndAbove;
+    return whom;
 }
 
 s32 obtainTransferSession(const char* op, const LoggedOut& loggedOut, QVRFUTILSession& session) noexcept
@@ -149,7 +178,7 @@ s32 obtainTransferSession(const char* op, const LoggedOut& loggedOut, QVRFUTILSe
         __SysDbgPrint3(loggedOut.text, op);
         return loggedOut.status;
     }
-    if (claimRenewal(kTransferTexts) == Claim::taken) return OXA_SUCCESS;
+    if (QVRFUTILAcquireSessionCreationLock(kTransferTexts) == Claim::taken) return OXA_SUCCESS;
     const s32 status = renewSession(op, kTransferTexts, session);
     if (status == OXA_SUCCESS)
         __SysDbgPrint4(kTransferTexts.created, op);

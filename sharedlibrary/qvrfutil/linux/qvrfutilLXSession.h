@@ -28,9 +28,20 @@ enum class Claim {
 };
 
 /** Takes the right to renew, unless another thread has it. */
-Claim claimRenewal(const SessionTexts& texts) noexcept;
+Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept;
 
-/** Opens a new session into @p session and gives the right to renew back. @return 0 or the status of the creation */
+/**
+ * Gives the right to renew back. After three failures the flag stays set and later renewals are refused until some
+ * thread clears it: accepted, because a mutex that cannot be had for 1.5 s means that the process is in worse trouble.
+ */
+void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept;
+
+/**
+ * Opens a new session in the place of @p session and gives the right to renew back. Where another thread was faster
+ * there is one already: it is taken as it is, or each of the threads that one expiry hits would open a session of its
+ * own, until the BMC has none left.
+ * @return 0 or the status of the creation
+ */
 s32 renewSession(const char* op, const SessionTexts& texts, QVRFUTILSession& session) noexcept;
 
 /** An empty identifier, "-" and "-1" all say that there is no session; "-12" is one. */
@@ -67,9 +78,11 @@ s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSessi
 /** The session token in the clear, wiped when it goes. */
 class Token {
 public:
-    explicit Token() noexcept : text_(SMSECURE_PLAIN_SIZE + 1) {}  // one more than the platform may fill: terminated
+    explicit Token() noexcept : text_(SMSECURE_PLAIN_SIZE) {}
     explicit       operator bool() const noexcept { return static_cast<bool>(text_); }
     const astring* get() const noexcept { return text_.get(); }
+    /** Its characters: a platform that fills the buffer leaves no room for a NUL. */
+    std::size_t length() const noexcept { return strnlen(text_.get(), text_.size()); }
     /** @return the platform's status */
     s32 decrypt(const QVRFUTILSession& session) noexcept;
 
@@ -80,7 +93,10 @@ private:
 /** Appends "X-Auth-Token: " and the token. @return false when memory is out */
 bool appendTokenHeader(HeaderList& headers, const Token& token, const char* logFormat) noexcept;
 
-/** "https://address:port/path"; empty text when the path is longer than 400 characters, no text when memory is out. */
+/** What a kept connection of now is good for. */
+KeptFor keptForSession() noexcept;
+
+/** "https://address:port/path"; logged and empty when the path is longer than 400 characters; none out of memory. */
 SmOwned<astring> requestUrl(const astring* address, const astring* port, const astring* path) noexcept;
 
 }  // namespace qvrf

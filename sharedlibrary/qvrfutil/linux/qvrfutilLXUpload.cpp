@@ -61,6 +61,7 @@ s32 setUploadUrl(CURL* easy, const QVRFUTILSession& session, const astring* path
         __SysDbgPrint3("[QVRFUTIL] %s: SMAllocMem for pUrl failed.\n", kUpload);
         return QVRFUTIL_OUT_OF_MEMORY;
     }
+    scopeLinkLocal(kUpload, easy, session.IPAddress);
     setOption(kUpload, easy, QVRF_OPT(CURLOPT_URL), url.get());
     return OXA_SUCCESS;
 }
@@ -110,7 +111,7 @@ s32 sendUpload(const Upload& upload) noexcept
         __SysDbgPrint3("%s: curl_easy_init() failed.\n", kUpload);
         return QVRFUTIL_CURL_FAILED;
     }
-    Received       header, body;
+    Received       header(Received::Content::head), body;
     HeaderList     headers;
     const MimeForm form(curl_mime_init(easy.get()));
     if (!form) {
@@ -126,7 +127,7 @@ s32 sendUpload(const Upload& upload) noexcept
     if (s32 st = setUploadHeaders(easy.get(), session, headers); st != OXA_SUCCESS) return st;
     if (s32 st = setUploadUrl(easy.get(), session, upload.path); st != OXA_SUCCESS) return st;
     if (s32 st = fillForm(easy.get(), form.get(), upload); st != OXA_SUCCESS) return st;
-    if (perform(kUpload, easy.get(), "Easy Perform") != CURLE_OK) return QVRFUTIL_CURL_FAILED;
+    if (perform(kUpload, easy, "Easy Perform") != CURLE_OK) return QVRFUTIL_CURL_FAILED;
     long code = 0;
     if (s32 st = takeHttpCode(kUpload, easy.get(), *upload.answer.http, code); st != OXA_SUCCESS) return st;
     if (code == 401)
@@ -156,12 +157,13 @@ s32 setNoAuthUrl(CURL* easy, const astring* path) noexcept
         __SysDbgPrint3("%s: Malloc for pGETUrl failed.\n", kNoAuth);
         return QVRFUTIL_FAILURE;
     }
+    scopeLinkLocal(kNoAuth, easy, g_RedfishSession.IPAddress);
     setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_URL), url.get());
     __SysDbgPrint4("%s: pGETUrl = %s.\n", kNoAuth, url.get());
     return OXA_SUCCESS;
 }
 
-s32 performNoAuth(CURL* easy) noexcept
+s32 performNoAuth(const EasyHandle& easy) noexcept
 {
     const CURLcode rc = performQuietly(easy);
     if (rc == CURLE_OK) return OXA_SUCCESS;
@@ -186,16 +188,16 @@ s32 getWithoutSession(const astring* path, const Answer& answer) noexcept
         __SysDbgPrint3("%s: %s is NULL.\n", kNoAuth, missing);
         return QVRFUTIL_INVALID_ARGUMENTS;
     }
-    const EasyHandle easy = newEasyHandle(kNoAuth);
+    const EasyHandle easy = easyHandleForGet(kNoAuth, keptForSession());
     if (!easy) {
         __SysDbgPrint3("%s: curl_easy_init() failed.\n", kNoAuth);
         return QVRFUTIL_CURL_FAILED;
     }
-    Received   header, body;
+    Received   header(Received::Content::head), body;
     HeaderList headers;
     if (s32 st = setNoAuthOptions(easy.get(), header, body, headers); st != OXA_SUCCESS) return st;
     if (s32 st = setNoAuthUrl(easy.get(), path); st != OXA_SUCCESS) return st;
-    if (s32 st = performNoAuth(easy.get()); st != OXA_SUCCESS) return st;
+    if (s32 st = performNoAuth(easy); st != OXA_SUCCESS) return st;
     long code = 0;
     if (s32 st = takeHttpCode(kNoAuth, easy.get(), *answer.http, code); st != OXA_SUCCESS) return st;
     return handOver(kNoAuth, header, body, answer);

@@ -1,4 +1,8 @@
 /** @file RoadTest.cpp  The whole road to the BMC and back: discovery, login, requests, renewal, faults, logout. */
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+
 #include "DeskBmc.h"
 #include "OxaAutoUpdateUtils.h"
 #include "oxarfutilHelper.h"
@@ -170,6 +174,91 @@ TEST_F(DeskBmc, AnUploadArrivesWhole)
     EXPECT_EQ(http, 202) << buffer.data();
     EXPECT_NE(std::string(buffer.data()).find("3000003"), std::string::npos) << buffer.data();
     EXPECT_EQ(logOut(), 0);
+}
+
+class Kept : public DeskBmc {
+protected:
+    void SetUp() override
+    {
+        start(true);
+        ASSERT_EQ(logIn(), 0);
+        QVRFUTILKeepConnections(TRUE);
+    }
+    void TearDown() override
+    {
+        QVRFUTILKeepConnections(FALSE);
+        EXPECT_EQ(logOut(), 0);
+        DeskBmc::TearDown();
+    }
+    /** The connections that one request, expected to succeed, opens. */
+    int opens(QVRFUTILRequestType type = QVRFUTIL_REQUEST_GET)
+    {
+        const int  before = control("stats").at("connections");
+        const bool reads  = type == QVRFUTIL_REQUEST_GET;
+        EXPECT_EQ(send(type, "/redfish/v1/Systems/System.Embedded.1", reads ? "" : "{}").http, 200);
+        return control("stats").at("connections").get<int>() - before;
+    }
+    /** Descriptors of this process that lead to the BMC's port and would reach a program that it starts. */
+    int inherited()
+    {
+        int count = 0;
+        for (int fd = 3; fd < 1024; ++fd) {
+            sockaddr_in peer{};
+            socklen_t   size = sizeof peer;
+            if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+                ntohs(peer.sin_port) == bmc.httpsPort() && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0)
+                ++count;
+        }
+        return count;
+    }
+};
+
+TEST_F(Kept, ConnectionsServeGetsAndNothingElse)
+{
+    EXPECT_EQ(opens(), 1);
+    EXPECT_EQ(opens(), 0);
+    EXPECT_EQ(inherited(), 0);
+    EXPECT_EQ(opens(QVRFUTIL_REQUEST_PATCH), 1);
+    EXPECT_EQ(opens(), 0);
+    QVRFUTILKeepConnections(FALSE);
+    EXPECT_EQ(opens(), 1);
+    EXPECT_EQ(opens(), 1);
+}
+
+TEST_F(Kept, ConnectionsThatTheBmcClosesCostNoRequest)
+{
+    const std::string path = bmc.stateDir() + "/answer";
+    for (const char* extra : {"", "Connection: close\r\n"}) {
+        std::ofstream(path) << "HTTP/1.1 200 OK\r\n" << extra << "Content-Length: 2\r\n\r\n{}";
+        EXPECT_EQ(opens(), 1);
+        control("raw @" + path + " GET /redfish/v1/Systems/System.Embedded.1 1");  // and closes
+        EXPECT_EQ(opens(), 0);
+    }
+    EXPECT_EQ(opens(), 1);
+    control("cut 0 GET /redfish/v1/Systems/System.Embedded.1 1");  // takes the request and dies
+    EXPECT_EQ(opens(), 1);
+}
+
+TEST_F(Kept, ConnectionsAreTheirSessionsAndTheirProcesss)
+{
+    EXPECT_EQ(opens(), 1);
+    const int before = control("stats").at("connections");
+    if (const pid_t child = fork(); child == 0) {
+        const bool answered = send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems").http == 200;
+        QVRFUTILKeepConnections(FALSE);
+        _exit(answered ? 0 : 1);
+    } else {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(control("stats").at("connections").get<int>() - before, 1) << "the child has its own";
+    EXPECT_EQ(opens(), 0) << "and left the parent's alone";
+    QVRFUTILDeleteSessionNewGenAndAbove();
+    std::string address = "127.0.0.1", port = std::to_string(bmc.httpsPort());
+    QVRFUTILSetIPAddress(address.data(), port.data(), FALSE);
+    ASSERT_EQ(logIn(), 0);
+    EXPECT_EQ(opens(), 1);
 }
 
 TEST_F(DeskBmc, WhatNeedsNoSessionIsServedWithoutOne)

@@ -67,6 +67,8 @@ TEST_F(Stress, RequestsGoOnWhileTheSessionExpiresUnderThem)
 
     EXPECT_EQ(givenUp, 0);
     EXPECT_GE(creations, kExpiries / 2);
+    EXPECT_LE(creations, kExpiries) << "one expiry costs one session, however many threads it hits";
+    EXPECT_EQ(sessions(), 1U);
     EXPECT_EQ(mostCreating, 1) << "one re-creation at a time";
     EXPECT_FALSE(g_isRedfishSessionRequested);
     EXPECT_EQ(logOut(), 0);

@@ -93,6 +93,23 @@ s32 QVRFUTILInit(booln IPv6Stack);
 void QVRFUTILCleanUp(void);
 
 /**
+ * Lets GETs keep their connection to the BMC, so that an inventory pays for one TLS handshake instead of one a
+ * resource. Off until it is called; off, every request has a connection of its own.
+ *
+ * On, QVRFUTILSendRequest with QVRFUTIL_REQUEST_GET (into the buffer or into a file) and QVRFUTILSendRequestNoAuth use
+ * a connection that an earlier one left, where there is one for the same endpoint, session and generation. POST, PATCH,
+ * DELETE, uploads, logins and event streams go on having their own: nothing that changes the BMC is ever sent twice. A
+ * BMC that closed, restarted or refuses to keep a connection is asked on a new one; results, HTTP statuses and the
+ * debug print are the same as before. At most 4 idle connections are kept. One that was idle for 20 s is not used any
+ * more, and closed by the next GET; all of them are closed by QVRFUTILSetIPAddress, when a session is opened or
+ * forgotten, and by QVRFUTILCleanUp. A forked child makes connections of its own and leaves the parent's alone.
+ * @param keep  TRUE: keep connections; FALSE: close those that are idle and keep none
+ * @return always 0
+ * The setting is the process's and outlives QVRFUTILCleanUp. Any thread may call it, while requests run too.
+ */
+s32 QVRFUTILKeepConnections(booln keep);
+
+/**
  * Copies the session record, first replacing the session by a new one when @p isNewSessionRequested is exactly 1.
  * The new session is opened for the user and privilege of the previous one, starting with IP version 4.
  * @param[out] pRedfishSession  the caller's record; not checked for NULL; untouched on failure

@@ -16,6 +16,8 @@ using namespace qvrf;
 constexpr char kCreate[] = "QVRFUTILCreateSession";
 constexpr char kDelete[] = "QVRFUTILDeleteSession";
 
+constexpr std::size_t kMostTokenCounted = 100;
+
 constexpr s32 kSessionLimit = 503;  // OXACreateRedfishSession: the BMC has no session left to give
 
 const astring* shown(const astring* text) noexcept
@@ -114,6 +116,7 @@ s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noex
         __SysDbgPrint3("Redfish token generation failed.\n");
         return OXA_REDFISH_TOKEN_GENERATION_FAILED;
     }
+    markFilled(loginToken, loginTokenLength);
     __SysDbgPrint4("%s: jWT token : %s\n", kCreate, shown(loginToken.get()));
     session.isOAuth = TRUE;
     __SysDbgPrint4("%s : Success midway.\n", kCreate);
@@ -122,8 +125,11 @@ s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noex
     assign(session.Privilege, privilege);
     session.IPVersion = ipVersion;
     __SysDbgPrint4("%s: g_RedfishSession.IPVersion %d.\n", kCreate, session.IPVersion);
-    return OXACreateRedfishSession(session.IPAddress, session.Port, ipVersion == 6 ? '6' : '4', loginToken.get(), user,
-                                   nullptr, 1, Receive(login.token), Receive(login.id));
+    const s32 status = OXACreateRedfishSession(session.IPAddress, session.Port, ipVersion == 6 ? '6' : '4',
+                                               loginToken.get(), user, nullptr, 1, Receive(login.token),
+                                               Receive(login.id));
+    if (login.token) markFilled(login.token, std::strlen(login.token.get()));  // ours: always terminated
+    return status;
 }
 
 /** Turns to the other IP version, which only the older generation has an address for. */
@@ -179,10 +185,12 @@ s32 storeLogin(const Login& login) noexcept
         __SysDbgPrint3("%s: Encryption failed with status: %d\n", kCreate, st);
         return st;
     }
+    dropKeptConnections();
     QVRFUTILSession& session = g_RedfishSession;
+    markFilled(key, std::strlen(key.get()));
     assign(session.pb64Text, text.get());
     assign(session.pb64Key, key.get());
-    assign(session.EncryptedSessionToken, output.get());
+    assign(session.EncryptedSessionToken, output.get(), SMSECURE_OUTPUT_SIZE);  // a full one has no NUL
     assign(session.SessionID, login.id.get());
     return OXA_SUCCESS;
 }
@@ -250,6 +258,17 @@ s32 deleteTemporaryUser(astring* user) noexcept
     return status;
 }
 
+/** The decrypted token with a NUL behind it: a platform that fills its buffer writes none. */
+bool copyToken(const SecretBuffer& buffer, SecretBuffer& copy) noexcept
+{
+    if (!copy) {
+        __SysDbgPrint3("%s: Unable to allocate memory.\n", kDelete);
+        return false;
+    }
+    if (copy.size() > 1) strncpy_s(copy.get(), copy.size(), buffer.get(), copy.size() - 1);
+    return true;
+}
+
 s32 deleteSession(astring* user, s32 ipVersion) noexcept
 {
     if (user == nullptr) {
@@ -260,11 +279,13 @@ s32 deleteSession(astring* user, s32 ipVersion) noexcept
         __SysDbgPrint3("%s: Invalid ipversion.\n", kDelete);
         return QVRFUTIL_FAILURE;
     }
-    SecretBuffer token(SMSECURE_PLAIN_SIZE + 1);  // one more than the platform may fill: always terminated
-    if (s32 st = decryptToken(token); st != 0) return st;
+    SecretBuffer decrypted(SMSECURE_PLAIN_SIZE);
+    if (s32 st = decryptToken(decrypted); st != 0) return st;
+    SecretBuffer token(strnlen(decrypted.get(), decrypted.size()) + 1);
+    if (!copyToken(decrypted, token)) return QVRFUTIL_FAILURE;
 
     const QVRFUTILSession& session = g_RedfishSession;
-    const u32              length  = static_cast<u32>(strnlen(token.get(), token.size()));
+    const u32              length  = static_cast<u32>(strnlen(token.get(), kMostTokenCounted));
     __SysDbgPrint4("%s: Decrypted session token = %s.\n", kDelete, token.get());
     __SysDbgPrint4("session id = %s\n", session.SessionID);
     if (s32 st = OXADeleteRedfishSession(session.IPAddress, session.Port, static_cast<u8>(ipVersion), token.get(),
@@ -308,6 +329,7 @@ extern "C" s32 QVRFUTILDeleteSession(astring* pUserName, s32 ipVersion)
 extern "C" s32 QVRFUTILDeleteSessionNewGenAndAbove()
 {
     const TraceScope trace("QVRFUTILDeleteSessionNewGenAndAbove");
+    dropKeptConnections();
     forgetToken();
     return OXA_SUCCESS;
 }

@@ -1,7 +1,7 @@
 /** @file qvrfutilSessionFrame.cpp  Start and stop of the library, the session record and its endpoint. */
-#include <cstdlib>
 #include <initializer_list>
 
+#include "OxaAutoUpdateLinuxShell.h"
 #include "qvhipm.h"
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilSession.h"
@@ -42,7 +42,7 @@ extern "C" s32 QVRFUTILInit(booln IPv6Stack)
 {
     static constexpr char op[] = "QVRFUTILInit";
     const TraceScope      trace(op);
-    if (std::system("modprobe ipmi_devintf > /dev/null 2>&1") != 0)
+    if (qvrf::runShell("modprobe ipmi_devintf > /dev/null 2>&1") != 0)
         __SysDbgPrint3("%s: ipmi_devintf loading failed.\n", op);
 
     giSServerNewGenAndAbove  = TRUE;
@@ -64,9 +64,16 @@ extern "C" s32 QVRFUTILInit(booln IPv6Stack)
 extern "C" void QVRFUTILCleanUp()
 {
     const TraceScope trace("QVRFUTILCleanUp");
+    qvrf::dropKeptConnections();
     if (g_SessionCreationLock == nullptr) return;
     SMMutexDestroy(g_SessionCreationLock);
     g_SessionCreationLock = nullptr;
+}
+
+extern "C" s32 QVRFUTILKeepConnections(booln keep)
+{
+    qvrf::keepConnections(keep != FALSE);
+    return OXA_SUCCESS;
 }
 
 extern "C" s32 QVRFUTILGetRFSessionInfo(QVRFUTILSession* pRedfishSession, booln isNewSessionRequested)
@@ -91,6 +98,7 @@ extern "C" s32 QVRFUTILSetIPAddress(astring* IPAddress, astring* PortNum, booln 
         __SysDbgPrint3("%s : PortNum is NULL.\n", op);
         return QVRFUTIL_INVALID_PARAMETER;
     }
+    qvrf::dropKeptConnections();
     QVRFUTILSession& session = g_RedfishSession;
     if (IsIPV6 == TRUE) {
         session.IPVersion = 6;

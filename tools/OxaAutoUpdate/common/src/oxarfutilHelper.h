@@ -100,7 +100,8 @@ s32 OXAGetTorvoRedfish(astring* pTorvoRedfish);
 
 /**
  * Opens a session on the BMC's session service, with one HTTPS exchange of 100 s at most.
- * @param IpAddr       the BMC's address; on the newer generation IPv6 comes in its brackets
+ * @param IpAddr       the BMC's address, 33 characters at most (a full IPv6 address in brackets does not fit: -1); on
+ *                     the newer generation IPv6 comes in its brackets. Link-local IPv6 leads out of the USB NIC
  * @param port         its HTTPS port as text
  * @param v4           the character '6' puts the address of an older generation into brackets
  * @param pJWT         the login token; at most 500 characters
@@ -131,9 +132,18 @@ s32 OXACreateRedfishSession(const astring* IpAddr, const astring* port, astring 
 s32 OXADeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken, u32 rfTokenLen,
                             const astring* sessionID);
 
+/** OXACreateRedfishSession without its own log lines. */
+s32 OSCreateRedfishSession(const astring* IpAddr, const astring* port, astring v4, const astring* pJWT,
+                           const astring* username, const astring* password, u8 oAuth, astring** pRFSsnToken,
+                           astring** pRFSsnID);
+
+/** OXADeleteRedfishSession without its own log lines. */
+s32 OSDeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken, u32 rfTokenLen,
+                           const astring* sessionID);
+
 /**
  * The libcurl write callback of the session service's answers: appends to a QVRFUTIL_REDFISH_RESPONSE_RECEIVED.
- * @return size * nmemb; 0 when memory is out, which makes libcurl end the transfer
+ * @return size * nmemb; 0 when memory is out or the answer's head is over 1 MiB, which makes libcurl end the transfer
  */
 size_t curlRedfishResponseCallback(void* ptr, size_t size, size_t nmemb, void* userdata);
 

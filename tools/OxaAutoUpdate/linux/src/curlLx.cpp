@@ -1,8 +1,9 @@
 /** @file curlLx.cpp  The one door to libcurl. */
 #include "curlLx.h"
 
-#include <cerrno>
-#include <ctime>
+#include <fcntl.h>
+
+#include <cstdlib>
 
 namespace qvrf {
 namespace {
@@ -15,7 +16,48 @@ bool parsesBundleInVain() noexcept
     return slow;
 }
 
+/**
+ * The environment of whoever runs this process must not send tokens through a proxy: the BMC stands on a link of this
+ * server. These are the variables that libcurl looks at for HTTPS.
+ */
+bool proxyIsSet() noexcept
+{
+    for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+        if (const char* const value = std::getenv(name); value != nullptr && *value != '\0') return true;
+    return false;
+}
+
+/** What the machine asks for on top of what the exchange does. */
+EasyHandle prepared(const char* op, EasyHandle easy) noexcept
+{
+    if (!easy) return easy;
+    if (proxyIsSet() && !setOption(op, easy.get(), QVRF_OPT(CURLOPT_NOPROXY), "*")) return nullptr;
+    if (parsesBundleInVain()) {
+        constexpr const char* kNone = nullptr;
+        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAINFO), kNone);
+        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAPATH), kNone);
+    }
+    return easy;
+}
+
+/** Whether what was kept can be what kept the answer from coming: a connection used again, or a TLS session. */
+bool keepingFailed(CURL* easy, CURLcode rc) noexcept
+{
+    if (rc == CURLE_SSL_CONNECT_ERROR) return true;
+    long connections = 0, head = 0;
+    return rc != CURLE_OK && rc != CURLE_OPERATION_TIMEDOUT &&
+           curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections) == CURLE_OK && connections == 0 &&
+           curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &head) == CURLE_OK && head == 0;
+}
+
 }  // namespace
+
+void EasyHandleEnd::operator()(CURL* easy) const noexcept
+{
+    if (kept != nullptr) return giveKeptHandleBack(kept);
+    const PipeSignalHeld held;
+    curl_easy_cleanup(easy);
+}
 
 HeaderList::~HeaderList()
 {
@@ -31,23 +73,6 @@ bool HeaderList::append(const char* line) noexcept
     return true;
 }
 
-Received::~Received()
-{
-    if (secret_ && pResponse != nullptr) wipe(pResponse, responseSize);
-    std::free(pResponse);
-}
-
-bool append(QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept
-{
-    if (n > SIZE_MAX - 1 - to.responseSize) return false;
-    void* larger = std::realloc(to.pResponse, to.responseSize + n + 1);
-    if (larger == nullptr) return false;
-    to.pResponse = static_cast<astring*>(larger);
-    if (n != 0) std::memcpy(to.pResponse + to.responseSize, bytes, n);
-    to.responseSize += n;
-    return true;
-}
-
 bool holdGlobalState() noexcept
 {
     static const CURLcode rc = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -56,13 +81,14 @@ bool holdGlobalState() noexcept
 
 EasyHandle newEasyHandle(const char* op) noexcept
 {
-    EasyHandle easy(holdGlobalState() ? curl_easy_init() : nullptr);
-    if (easy && parsesBundleInVain()) {
-        constexpr const char* kNone = nullptr;
-        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAINFO), kNone);
-        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAPATH), kNone);
-    }
-    return easy;
+    return prepared(op, EasyHandle(holdGlobalState() ? curl_easy_init() : nullptr));
+}
+
+EasyHandle easyHandleForGet(const char* op, const KeptFor& whom) noexcept
+{
+    KeptHandle* const kept = holdGlobalState() ? takeKeptHandle(whom) : nullptr;
+    if (kept == nullptr) return newEasyHandle(op);
+    return prepared(op, EasyHandle(kept->easy, EasyHandleEnd{kept}));
 }
 
 void logOption(const char* op, const char* name, CURLcode rc) noexcept
@@ -73,9 +99,22 @@ void logOption(const char* op, const char* name, CURLcode rc) noexcept
         __SysDbgPrint3("%s: The curl API set %s failed with %d.\n", op, name, rc);
 }
 
-bool responseCode(CURL* easy, long& code) noexcept
+CURLcode responseCode(CURL* easy, long& code) noexcept
 {
-    return curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &code) == CURLE_OK;
+    return curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &code);
+}
+
+bool watchHead(CURL* easy, HeadWatch& watch) noexcept
+{
+    return setQuietly(easy, CURLOPT_HEADERFUNCTION, &HeadWatch::line) == CURLE_OK &&
+           setQuietly(easy, CURLOPT_HEADERDATA, &watch) == CURLE_OK;
+}
+
+bool closeOnExec(CURL* easy) noexcept
+{
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) return false;
+    return fcntl(socket, F_SETFD, FD_CLOEXEC) == 0;
 }
 
 CURLcode performQuietly(CURL* easy) noexcept
@@ -84,31 +123,22 @@ CURLcode performQuietly(CURL* easy) noexcept
     return curl_easy_perform(easy);
 }
 
-CURLcode perform(const char* op, CURL* easy, const char* name) noexcept
+CURLcode performQuietly(const EasyHandle& easy) noexcept
+{
+    const KeptHandle* const kept = easy.get_deleter().kept;
+    const CURLcode          rc   = performQuietly(easy.get());
+    if (kept == nullptr || !kept->used || !keepingFailed(easy.get(), rc)) return rc;
+    if (setQuietly(easy.get(), CURLOPT_FRESH_CONNECT, 1L) != CURLE_OK ||
+        setQuietly(easy.get(), CURLOPT_SSL_SESSIONID_CACHE, 0L) != CURLE_OK)
+        return rc;
+    return performQuietly(easy.get());
+}
+
+CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept
 {
     const CURLcode rc = performQuietly(easy);
     logOption(op, name, rc);
     return rc;
-}
-
-PipeSignalHeld::PipeSignalHeld() noexcept
-{
-    sigset_t pending;
-    sigpending(&pending);
-    pendingBefore_ = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-}
-
-PipeSignalHeld::~PipeSignalHeld()
-{
-    if (!pendingBefore_) {
-        const timespec noWait{};
-        while (sigtimedwait(&pipe_, nullptr, &noWait) == -1 && errno == EINTR) {
-        }
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 }  // namespace qvrf

@@ -4,18 +4,24 @@
 
 #include <curl/curl.h>
 
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <type_traits>
 
+#include "curlLxKept.h"
+#include "curlLxReceived.h"
+#include "curlLxSignal.h"
 #include "owners.h"
-#include "qvresponse.h"
 #include "smsupport.h"
 
 namespace qvrf {
 
-using EasyHandle = std::unique_ptr<CURL, GivenBackBy<&curl_easy_cleanup>>;
+/** Ends a handle, or gives it back to those that are kept. Either may write to its socket. */
+struct EasyHandleEnd {
+    KeptHandle* kept = nullptr;
+    void        operator()(CURL* easy) const noexcept;
+};
+using EasyHandle = std::unique_ptr<CURL, EasyHandleEnd>;
 
 /** Request headers. The lines are wiped when the list goes: one of them carries the token. */
 class HeaderList {
@@ -34,25 +40,6 @@ private:
     curl_slist* list_ = nullptr;
 };
 
-/** A response accumulator that frees its bytes; they are wiped first when they carry a secret. */
-class Received : public QVRFUTIL_REDFISH_RESPONSE_RECEIVED {
-public:
-    enum class Content { plain, secret };
-    explicit Received(Content content = Content::plain) noexcept
-        : QVRFUTIL_REDFISH_RESPONSE_RECEIVED{nullptr, 0}, secret_(content == Content::secret)
-    {
-    }
-    Received(Received&&) = delete;
-    ~Received();
-    bool empty() const noexcept { return pResponse == nullptr || responseSize == 0; }
-
-private:
-    bool secret_;
-};
-
-/** Appends @p n bytes, growing by just that much (and the spare byte). @return false when memory is out */
-bool append(QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept;
-
 /**
  * Takes the reference to libcurl's global state that the process never gives back; see newEasyHandle.
  * @return false when libcurl cannot be initialised
@@ -66,46 +53,60 @@ bool holdGlobalState() noexcept;
  */
 EasyHandle newEasyHandle(const char* op) noexcept;
 
+/** A handle for a GET: where the process keeps connections, one that may bring its connection along. */
+EasyHandle easyHandleForGet(const char* op, const KeptFor& whom) noexcept;
+
 void logOption(const char* op, const char* name, CURLcode rc) noexcept;
 
 #define QVRF_OPT(option) option, #option  // the value and its name cannot drift apart
+
+/** Sets one option; how it went is the caller's to say. */
+template <class V>
+CURLcode setQuietly(CURL* easy, CURLoption option, V value) noexcept
+{
+    // libcurl takes numbers from the varargs as long: an int would bring four bytes of noise along.
+    static_assert(std::is_same_v<V, long> || std::is_pointer_v<V>, "write 0L, not 0");
+    return curl_easy_setopt(easy, option, value);
+}
 
 /** Sets one option and logs how that went, under @p name. */
 template <class V>
 bool setOption(const char* op, CURL* easy, CURLoption option, const char* name, V value) noexcept
 {
-    // libcurl takes numbers from the varargs as long: an int would bring four bytes of noise along.
-    static_assert(std::is_same_v<V, long> || std::is_pointer_v<V>, "write 0L, not 0");
-    const CURLcode rc = curl_easy_setopt(easy, option, value);
+    const CURLcode rc = setQuietly(easy, option, value);
     logOption(op, name, rc);
     return rc == CURLE_OK;
 }
 
-/** A response's HTTP status. @return false when libcurl does not tell it */
-bool responseCode(CURL* easy, long& code) noexcept;
+/**
+ * Lets @p watch see the header lines of a transfer that stores them nowhere: libcurl itself bounds neither their number
+ * nor that of the trailers, and tells an answer that ends among them for a complete one.
+ */
+bool watchHead(CURL* easy, HeadWatch& watch) noexcept;
+
+/** Whether @p address, with or without brackets, is link-local IPv6 without a zone: it leads nowhere by itself. */
+bool needsScope(const char* address) noexcept;
+
+/** Leads such an address out of the USB NIC; any other one, and a host without that NIC, is left alone. */
+void scopeLinkLocal(const char* op, CURL* easy, const char* address) noexcept;
+
+/** A response's HTTP status. @return libcurl's word */
+CURLcode responseCode(CURL* easy, long& code) noexcept;
 
 /** Runs the transfer. */
 CURLcode performQuietly(CURL* easy) noexcept;
 
-/** Runs the transfer and logs its outcome under @p name. */
-CURLcode perform(const char* op, CURL* easy, const char* name) noexcept;
-
 /**
- * Keeps SIGPIPE from this thread while it writes to a socket. libcurl ignores the signal for the whole process during
- * a transfer and then puts back what it found: with transfers on several threads one of them can find itself without
- * that protection, and a BMC that cuts the connection would end the process.
+ * The same for a GET, which is sent once more on a connection of its own when the kept one brought no answer at all:
+ * the BMC may have restarted in between.
  */
-class PipeSignalHeld {
-public:
-    PipeSignalHeld() noexcept;
-    ~PipeSignalHeld();
-    PipeSignalHeld(PipeSignalHeld&&) = delete;
+CURLcode performQuietly(const EasyHandle& easy) noexcept;
 
-private:
-    sigset_t pipe_;
-    sigset_t before_;
-    bool     pendingBefore_;
-};
+/** Runs the transfer and logs its outcome under @p name. */
+CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept;
+
+/** Hides a transfer's connection from programs that the process starts. @return false: not connected yet */
+bool closeOnExec(CURL* easy) noexcept;
 
 }  // namespace qvrf
 

@@ -96,12 +96,36 @@ s32 appendBearer(HeaderList& headers, const astring* loginToken) noexcept
     return headers.append(line.get()) ? s32{OXA_SUCCESS} : s32{QVRFUTIL_OUT_OF_MEMORY};
 }
 
-bool setTransferOptions(const char* op, CURL* easy, Received& header, Received& body) noexcept
+/** Where an answer of the session service goes. */
+struct Reply {
+    OwnedReceived header;
+    OwnedReceived body;
+};
+
+/** The body is asked for no more than whether there is one. @return 0 or 272 */
+s32 allocateReply(const char* op, Received::Content head, Reply& reply) noexcept
 {
-    QVRFUTIL_REDFISH_RESPONSE_RECEIVED* const headerData = &header;
-    QVRFUTIL_REDFISH_RESPONSE_RECEIVED* const bodyData   = &body;
-    return setOption(op, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &curlRedfishResponseCallback) &&
-           setOption(op, easy, QVRF_OPT(CURLOPT_HEADERDATA), headerData) &&
+    reply.header = newReceived(head);
+    if (!reply.header) {
+        __SysDbgPrint3("%s: malloc failed for response header.\n", op);
+        return QVRFUTIL_OUT_OF_MEMORY;
+    }
+    reply.body = newReceived(Received::Content::unread);
+    if (reply.body) return OXA_SUCCESS;
+    __SysDbgPrint3("%s: malloc failed for response body.\n", op);
+    return QVRFUTIL_OUT_OF_MEMORY;
+}
+
+bool setWriteFunction(const char* op, CURL* easy) noexcept
+{
+    return setOption(op, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &curlRedfishResponseCallback);
+}
+
+bool setTransferOptions(const char* op, CURL* easy, const Reply& reply) noexcept
+{
+    QVRFUTIL_REDFISH_RESPONSE_RECEIVED* const headerData = reply.header.get();
+    QVRFUTIL_REDFISH_RESPONSE_RECEIVED* const bodyData   = reply.body.get();
+    return setOption(op, easy, QVRF_OPT(CURLOPT_HEADERDATA), headerData) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_WRITEDATA), bodyData) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_TIMEOUT), 100L) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
@@ -110,25 +134,52 @@ bool setTransferOptions(const char* op, CURL* easy, Received& header, Received& 
 
 bool readResponseCode(const char* op, CURL* easy, long& code) noexcept
 {
-    const bool read = responseCode(easy, code);
-    logOption(op, "CURLINFO_RESPONSE_CODE", read ? CURLE_OK : CURLE_BAD_FUNCTION_ARGUMENT);
-    return read;
+    const CURLcode rc = responseCode(easy, code);
+    logOption(op, "CURLINFO_RESPONSE_CODE", rc);
+    return rc == CURLE_OK;
 }
 
 /** Posts the login: an empty body, said to libcurl in so many words, or it would take one from standard input. */
-bool postLogin(CURL* easy, const astring* url, HeaderList& headers, long& code) noexcept
+bool setPost(CURL* easy, const astring* url) noexcept
 {
     return setOption(kCreate, easy, QVRF_OPT(CURLOPT_URL), url) &&
            setOption(kCreate, easy, QVRF_OPT(CURLOPT_POST), 1L) &&
            setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDS), "") &&
-           setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDSIZE), 0L) &&
-           setOption(kCreate, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) &&
-           perform(kCreate, easy, "Easy Perform") == CURLE_OK && readResponseCode(kCreate, easy, code);
+           setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDSIZE), 0L);
+}
+
+/** A header text that is made and not sent: a login of the BMC has no body, so it must not say what the body is. */
+SmOwned<astring> contentHeader() noexcept
+{
+    constexpr std::size_t kSize = sizeof "Content-Type: application/json";
+    SmOwned<astring>      text  = smText(kSize);
+    if (text)
+        sprintf_s(text.get(), kSize, "%s", "Content-Type: application/json");
+    else
+        __SysDbgPrint3("%s: malloc failed for pContentHdr.\n", kCreate);
+    return text;
+}
+
+s32 setLoginHeaders(CURL* easy, HeaderList& headers) noexcept
+{
+    // The empty ones keep libcurl from adding its own.
+    for (const char* line : {"Accept: application/json", "Content-Type:", "Transfer-Encoding:"})
+        if (!headers.append(line)) return QVRFUTIL_OUT_OF_MEMORY;
+    return setOption(kCreate, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) ? s32{OXA_SUCCESS}
+                                                                                 : s32{QVRFUTIL_FAILURE};
+}
+
+/** The session service's handle (InitializeCurl in the log, whoever the caller is). */
+EasyHandle InitializeCurl(const char* op) noexcept
+{
+    EasyHandle easy = newEasyHandle(op);
+    if (!easy) __SysDbgPrint3("InitializeCurl: curl_easy_init() failed.\n");
+    return easy;
 }
 
 s32 judgeLogin(Received& header, const Received& body, long code, astring** token, astring** id) noexcept
 {
-    if (header.empty()) {
+    if (header.empty() || !headIsWhole(header)) {
         __SysDbgPrint3("OSCreateRedfishSession: No header data, bad response.\n");
         return QVRFUTIL_FAILURE;
     }
@@ -142,7 +193,7 @@ s32 judgeLogin(Received& header, const Received& body, long code, astring** toke
     }
     __SysDbgPrint4("OSCreateRedfishSession: HTTP Response code = %ld.\n", code);
     __SysDbgPrint4("%s:Calling GetTokenSSID \n", kCreate);
-    const s32 status = tokenAndSessionId(header.pResponse, token, id);
+    const s32 status = GetTokenSSID(header.pResponse, token, id);
     if (status != OXA_SUCCESS) {
         __SysDbgPrint3("%s : GetTokenSSID failed with status = %d.\n", kCreate, status);
         return QVRFUTIL_FAILURE;
@@ -160,11 +211,8 @@ s32 createSession(const astring* address, const astring* port, astring v4, const
     const SmOwned<astring> url = createUrl(address, port, v4);
     if (!url) return QVRFUTIL_OUT_OF_MEMORY;
 
-    const EasyHandle easy = newEasyHandle(kCreate);
-    if (!easy) {
-        __SysDbgPrint3("InitializeCurl: curl_easy_init() failed.\n");
-        return QVRFUTIL_FAILURE;
-    }
+    const EasyHandle easy = InitializeCurl(kCreate);
+    if (!easy) return QVRFUTIL_FAILURE;
     if (!setOption(kCreate, easy.get(), QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_FAILURE;
 
     __SysDbgPrint4("OSCreateRedfishSession: userName=%s, password=%s.\n", shown(username), shown(password));
@@ -176,16 +224,20 @@ s32 createSession(const astring* address, const astring* port, astring v4, const
     }
     HeaderList headers;
     if (s32 st = appendBearer(headers, loginToken); st != OXA_SUCCESS) return st;
-    // The empty ones keep libcurl from adding its own.
-    for (const char* line : {"Accept: application/json", "Content-Type:", "Transfer-Encoding:"})
-        if (!headers.append(line)) return QVRFUTIL_OUT_OF_MEMORY;
+    if (!setWriteFunction(kCreate, easy.get())) return QVRFUTIL_FAILURE;
+    Reply reply;
+    if (s32 st = allocateReply(kCreate, Received::Content::secretHead, reply); st != OXA_SUCCESS) return st;
+    if (!setTransferOptions(kCreate, easy.get(), reply)) return QVRFUTIL_FAILURE;
+    scopeLinkLocal(kCreate, easy.get(), address);
+    if (!setPost(easy.get(), url.get())) return QVRFUTIL_FAILURE;
+    const SmOwned<astring> content = contentHeader();
+    if (!content) return QVRFUTIL_OUT_OF_MEMORY;
+    if (s32 st = setLoginHeaders(easy.get(), headers); st != OXA_SUCCESS) return st;
 
-    Received header(Received::Content::secret);
-    Received body;
-    long     code = 0;
-    if (!setTransferOptions(kCreate, easy.get(), header, body) || !postLogin(easy.get(), url.get(), headers, code))
+    long code = 0;
+    if (perform(kCreate, easy, "Easy Perform") != CURLE_OK || !readResponseCode(kCreate, easy.get(), code))
         return QVRFUTIL_FAILURE;
-    if (s32 st = judgeLogin(header, body, code, token, id); st != OXA_SUCCESS) return st;
+    if (s32 st = judgeLogin(*reply.header, *reply.body, code, token, id); st != OXA_SUCCESS) return st;
     if (token != nullptr && id != nullptr) {
         __SysDbgPrint4("The Session ID is: %s\n", *id);
         __SysDbgPrint4("The Token is: %s\n", *token);
@@ -205,12 +257,13 @@ bool deleteUrl(astring* url, const astring* address, const astring* port, u8 v4,
     return length > 0;
 }
 
-bool sendDelete(CURL* easy, const astring* url, const HeaderList& headers, long& code) noexcept
+bool sendDelete(const EasyHandle& handle, const astring* url, const HeaderList& headers, long& code) noexcept
 {
+    CURL* const easy = handle.get();
     return setOption(kDelete, easy, QVRF_OPT(CURLOPT_URL), url) &&
            setOption(kDelete, easy, CURLOPT_CUSTOMREQUEST, "CURLOPT_CUSTOMREQUEST-DELETE", "DELETE") &&
            setOption(kDelete, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) &&
-           perform(kDelete, easy, "PERFORM") == CURLE_OK && readResponseCode(kDelete, easy, code);
+           perform(kDelete, handle, "PERFORM") == CURLE_OK && readResponseCode(kDelete, easy, code);
 }
 
 s32 deleteSession(const astring* address, const astring* port, u8 v4, const astring* token, const astring* sessionId)
@@ -223,6 +276,8 @@ s32 deleteSession(const astring* address, const astring* port, u8 v4, const astr
     astring id[kIdSize] = {};
     strncpy_s(id, sizeof id, sessionId, strnlen(sessionId, sizeof id - 1));
 
+    Reply reply;
+    if (s32 st = allocateReply(kDelete, Received::Content::head, reply); st != OXA_SUCCESS) return st;
     const EasyHandle easy = newEasyHandle(kDelete);
     if (!easy) {
         __SysDbgPrint3("OSDeleteRedfishSession: curl_easy_init() failed.\n");
@@ -241,24 +296,25 @@ s32 deleteSession(const astring* address, const astring* port, u8 v4, const astr
     if (!headers.append(line.get())) return QVRFUTIL_OUT_OF_MEMORY;
     __SysDbgPrint4("pAuthHeader: %s\n", line.get());
 
-    Received header, body;
-    if (!setTransferOptions(kDelete, easy.get(), header, body)) return QVRFUTIL_FAILURE;
+    if (!setWriteFunction(kDelete, easy.get()) || !setTransferOptions(kDelete, easy.get(), reply))
+        return QVRFUTIL_FAILURE;
     const SmOwned<astring> url = smText(kDeleteUrlBound);
     if (!url) {
         __SysDbgPrint3("OSDeleteRedfishSession: malloc failed for pdelReq.\n");
         return QVRFUTIL_OUT_OF_MEMORY;
     }
     long code = 0;
-    if (!deleteUrl(url.get(), address, port, v4, id) || !sendDelete(easy.get(), url.get(), headers, code))
-        return QVRFUTIL_FAILURE;
+    if (!deleteUrl(url.get(), address, port, v4, id)) return QVRFUTIL_FAILURE;
+    scopeLinkLocal(kDelete, easy.get(), address);
+    if (!sendDelete(easy, url.get(), headers, code)) return QVRFUTIL_FAILURE;
 
     // A reply without headers or without a body, such as 204, counts as success whatever its code: the session is
     // gone or was never there, and callers rely on being able to forget it.
-    if (header.empty()) {
+    if (reply.header->empty()) {
         __SysDbgPrint4("OSDeleteRedfishSession: No response header.\n");
         return OXA_SUCCESS;
     }
-    if (body.empty()) {
+    if (reply.body->empty()) {
         __SysDbgPrint4("OSDeleteRedfishSession: No response body.\n");
         return OXA_SUCCESS;
     }

@@ -49,7 +49,7 @@ const astring* lastSegment(astring* value) noexcept
 
 }  // namespace
 
-s32 tokenAndSessionId(astring* header, astring** token, astring** id) noexcept
+s32 GetTokenSSID(astring* header, astring** token, astring** id) noexcept
 {
     const astring* tokenText = valueOf(header, "X-Auth-Token: ", "x-auth-token: ");
     if (tokenText == nullptr) {

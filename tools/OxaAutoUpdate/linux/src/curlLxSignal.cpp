@@ -1,0 +1,110 @@
+/** @file curlLxSignal.cpp  One owner of SIGPIPE for the process, while transfers run. */
+#include "curlLxSignal.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <ctime>
+#include <mutex>
+
+namespace qvrf {
+namespace {
+
+std::mutex       g_guard;
+unsigned         g_holds = 0;
+struct sigaction g_hosts;  // what the host had set before the first hold
+
+bool isIgnored(const struct sigaction& action) noexcept
+{
+    return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_IGN;
+}
+
+/** A handler that the host set while transfers ran is newer than the one put aside, and stays. */
+void putBack() noexcept
+{
+    struct sigaction now {};
+    sigaction(SIGPIPE, nullptr, &now);
+    if (isIgnored(now)) sigaction(SIGPIPE, &g_hosts, nullptr);
+}
+
+void putAside() noexcept
+{
+    struct sigaction ignored {};
+    ignored.sa_handler = SIG_IGN;
+    sigemptyset(&ignored.sa_mask);
+    sigaction(SIGPIPE, &ignored, &g_hosts);
+}
+
+void lockForFork() noexcept
+{
+    g_guard.lock();
+}
+
+void unlockInParent() noexcept
+{
+    g_guard.unlock();
+}
+
+/** The threads that transferred stayed in the parent. */
+void startAnewInChild() noexcept
+{
+    if (g_holds != 0) putBack();
+    g_holds = 0;
+    g_guard.unlock();
+}
+
+bool isPending() noexcept
+{
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGPIPE) == 1;
+}
+
+/** A signal that waited for the host's thread before is the host's still; ignoring it made the kernel forget it. */
+void raiseAgain() noexcept
+{
+    if (!isPending()) pthread_kill(pthread_self(), SIGPIPE);
+}
+
+void takeBack(const sigset_t& pipe) noexcept
+{
+    const timespec noWait{};
+    while (sigtimedwait(&pipe, nullptr, &noWait) == -1 && errno == EINTR) {
+    }
+}
+
+void hold() noexcept
+{
+    static const int asked = pthread_atfork(lockForFork, unlockInParent, startAnewInChild);
+    static_cast<void>(asked);
+    const std::lock_guard<std::mutex> lock(g_guard);
+    if (g_holds++ == 0) putAside();
+}
+
+void letGo() noexcept
+{
+    const std::lock_guard<std::mutex> lock(g_guard);
+    if (g_holds != 0 && --g_holds == 0) putBack();  // none: forked inside a transfer's callback
+}
+
+}  // namespace
+
+PipeSignalHeld::PipeSignalHeld() noexcept : pendingBefore_(isPending())
+{
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    hold();
+}
+
+PipeSignalHeld::~PipeSignalHeld()
+{
+    letGo();
+    if (pendingBefore_)
+        raiseAgain();
+    else
+        takeBack(pipe_);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+}  // namespace qvrf
