@@ -86,6 +86,21 @@ void rawGet(const Resource& resource, RawAnswer& answer)
     perform(easy.get(), resource, headers, answer);
 }
 
+RawKept::RawKept(const Resource& resource) : headers_(requestHeaders(resource, true)), easy_(newHandle())
+{
+    setCommonOptions(easy_.get(), 100L);
+    set(easy_.get(), CURLOPT_HTTPGET, 1L);
+    set(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
+    set(easy_.get(), CURLOPT_URL, resource.url.c_str());
+}
+
+void RawKept::get(RawAnswer& answer)
+{
+    receiveInto(easy_.get(), answer);
+    expect(curl_easy_perform(easy_.get()));
+    expect(curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &answer.http));
+}
+
 void rawUpload(const Resource& resource, const char* metadata, const char* file, RawAnswer& answer)
 {
     const HeaderList headers = requestHeaders(resource, false);

@@ -55,6 +55,18 @@ void setCommonOptions(CURL* easy, long timeout);
 /** GET into @p answer on a handle of its own. @throws std::runtime_error when it fails */
 void rawGet(const Resource& resource, RawAnswer& answer);
 
+/** GETs of one resource on one handle, set up once: its connection lives on. */
+class RawKept {
+public:
+    explicit RawKept(const Resource& resource);
+    /** @throws std::runtime_error when it fails */
+    void get(RawAnswer& answer);
+
+private:
+    HeaderList headers_;
+    EasyHandle easy_;
+};
+
 /** Uploads @p file with @p metadata as the library does. */
 void rawUpload(const Resource& resource, const char* metadata, const char* file, RawAnswer& answer);
 
