@@ -10,9 +10,10 @@
  * - FALSE, written by the process after QVRFUTILInit: requests find the BMC over IPMI and open a session on demand.
  *
  * @code
+ *     char address[] = "169.254.1.1", port[] = "443", user[] = "root";
  *     QVRFUTILInit(FALSE);
- *     QVRFUTILSetIPAddress("169.254.1.1", "443", FALSE);
- *     if (QVRFUTILCreateSession("root", "root", 4) == 0) {
+ *     QVRFUTILSetIPAddress(address, port, FALSE);
+ *     if (QVRFUTILCreateSession(user, user, 4) == 0) {
  *         static astring body[65536];
  *         astring*       pBody = body;
  *         u32            length = 0;
@@ -20,11 +21,19 @@
  *         s32 status = QVRFUTILSendRequest("/redfish/v1/Systems", NULL, &pBody, sizeof body, &length,
  *                                          QVRFUTIL_REQUEST_GET, &http, FALSE, NULL, NULL);
  *         if (status == 0 && http == 200) puts(body);
- *         QVRFUTILDeleteSession("root", 4);   // ends with QVRFUTILCleanUp
+ *         QVRFUTILDeleteSession(user, 4);   // ends with QVRFUTILCleanUp
  *     }
  * @endcode
  *
- * Every operation reports failures as a status (qvstatus.h) and writes them to the platform's debug print. Requests,
+ * Every operation reports failures as a status (qvstatus.h) and writes them to the platform's debug print. Its trace
+ * level holds secrets in the clear: session and login tokens, request and response bodies, passwords of accounts. The
+ * error level holds none. Read a trace log as you would a password file.
+ *
+ * An answer of the BMC may have 1 MiB of header lines and trailers and a body of 4 GiB - 2; one that is longer, or ends
+ * among its header lines, fails the operation. A link-local IPv6 address without a zone leads out of the USB NIC. Proxy
+ * variables of the environment are passed over.
+ *
+ * Requests,
  * uploads and subscriptions may run on any number of threads at once; QVRFUTILInit, QVRFUTILCleanUp, opening and
  * closing the session and setting the endpoint belong to one thread, before and after the others.
  */
@@ -82,7 +91,9 @@ extern booln g_isRedfishSessionRequested;
  * A second call resets the record again and keeps the lock.
  * @param IPv6Stack  non-zero: sessions start with IP version 6, else 4
  * @return always 0
- * Call it from one thread, before any other operation here. Blocks for the modprobe command.
+ * Call it from one thread, before any other operation here. Blocks for the modprobe command, which the library starts
+ * through the shell: a process that ignores SIGCHLD never learns how that ended, and gets the error line although the
+ * interface may be there.
  */
 s32 QVRFUTILInit(booln IPv6Stack);
 
@@ -114,6 +125,9 @@ s32 QVRFUTILKeepConnections(booln keep);
  * The new session is opened for the user and privilege of the previous one, starting with IP version 4.
  * @param[out] pRedfishSession  the caller's record; not checked for NULL; untouched on failure
  * @return 0, or the status of QVRFUTILCreateSession
+ * On the newer generation a replacement finds no endpoint: the record's address and port are given up before the new
+ * session is tried, so the attempt fails. Forget the session instead (QVRFUTILDeleteSessionNewGenAndAbove), set the
+ * endpoint and open a session.
  * Copies without a lock. With @p isNewSessionRequested 1 it blocks for the BMC, and callers see to it that only one
  * thread does so at a time.
  */
@@ -124,6 +138,7 @@ s32 QVRFUTILGetRFSessionInfo(QVRFUTILSession* pRedfishSession, booln isNewSessio
  * @param IPAddress  dotted IPv4, or IPv6 without brackets; at most 46 characters (44 for IPv6) fit, a longer one
  *                   leaves the address empty
  * @param PortNum    decimal text of at most four digits; a longer one leaves the port empty
+ * QVRFUTILCreateSession cannot log in at an IPv6 address of more than 32 characters: leave out what :: can stand for.
  * @param IsIPV6     1: the address is IPv6, stored in brackets, and the session's IP version becomes 6; otherwise the
  *                   version stays as it is
  * @return 0; 271 when an argument is NULL, with the record untouched
@@ -171,12 +186,14 @@ s32 QVRFUTILDeleteSession(astring* pUserName, s32 ipVersion);
 s32 QVRFUTILDeleteSessionNewGenAndAbove(void);
 
 /**
- * Sends one authenticated request and waits for the answer, 100 s at most.
+ * Sends one authenticated request and waits for the answer: 100 s at most for the exchange itself. Where a session has
+ * to be made first, or anew after a 401 (older generation), IPMI and one or two logins of up to 100 s each come on top.
  *
  * An answer of 401 re-creates the session (older generation) for the next request; this one is not sent again: the
  * result is 0 with *pHttpRetCode 401. Any HTTP status counts as success of the operation.
  *
- * @param pWebResourceUrl     path on the BMC with its leading slash; at most 400 characters
+ * @param pWebResourceUrl     path on the BMC with its leading slash; one of more than 400 characters is logged as such
+ *                            and gives 103
  * @param pPostData           body of POST and PATCH, JSON text with its NUL; NULL for the others
  * @param ppRFResponse        address of a pointer to the caller's buffer, which receives the body with a NUL
  * @param pRFResponseINLen    bytes in that buffer
@@ -188,8 +205,9 @@ s32 QVRFUTILDeleteSessionNewGenAndAbove(void);
  *                            SMFreeMem (also when the result is 100); otherwise a non-NULL *ppResponseHeaderBuff is set
  *                            to NULL without being freed
  * @param ppResponseHeaderBuff  see above; may be NULL when no headers are requested
- * @param pFileNameWithPath   GET only: write the body to this file (created or truncated) instead of the buffer;
- * neither body nor headers are handed out then. NULL otherwise
+ * @param pFileNameWithPath   GET only: write the body to this file (created for its owner alone, or truncated) instead
+ *                            of the buffer; neither body nor headers are handed out then. What came before a failure
+ *                            stays in it. NULL otherwise
  * @return 0; 100 buffer too small; 101 no session details (GET without a session on the newer generation too);
  *         102 NULL argument; 103 a libcurl call failed; 104 no valid session, or another thread is re-creating it: send
  *         again; 272 or -1 out of memory; -1 bad answer or the file could not be opened; else the status of the token's
@@ -218,7 +236,7 @@ s32 QVRFUTILSendFileUploadRequest(const astring* pWebResourceUrl, const astring*
 /**
  * GET without session or token, 5 s at most, for what the BMC serves to everybody. The endpoint is the session
  * record's, read without a lock: do not call it while a session is being opened.
- * @param pURL  path on the BMC with its leading slash
+ * @param pURL  path on the BMC with its leading slash; one of more than 400 characters is logged as such and gives -1
  * @param ppResponseBuffer, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode  as in QVRFUTILSendRequest
  * @return 0 with any HTTP status; 100 buffer too small; 102 NULL argument; 103 an option failed; -1 the transfer
  * failed, the answer has no headers, or out of memory
@@ -242,11 +260,14 @@ typedef struct _QVRFUTILHttpCallbackContext {
 } QVRFUTILHttpCallbackContext;
 
 /**
- * Subscribes to an event stream of the BMC. Each piece of the stream that arrives is handed to the callback as it came,
- * pieces of 3 bytes and less (keep-alive) left out: events are neither split nor joined nor parsed. A broken stream
+ * Subscribes to an event stream of the BMC. Each piece of the stream that arrives, 16 KiB at most, is handed to the
+ * callback as it came, pieces of 3 bytes and less (keep-alive, and whatever else is as short) left out: the library
+ * neither joins the pieces of an event, nor parts the events in a piece, nor parses them. Whatever the HTTP status, the
+ * body is the stream: the page of a 401 or 404 arrives as a piece with StatusCode 0. A broken stream
  * is told once, with status 273; one that ends cleanly is not. Either way it stays registered until it is unregistered.
  * The session token is taken once, now: a stream that the BMC ends because the session expired is registered again.
- * @param pWebResourceUrl  path on the BMC with its leading slash
+ * @param pWebResourceUrl  path on the BMC with its leading slash; a path of more than 400 characters is logged as such
+ *                         and gives -1
  * @param[out] pQVRFUTILSSEhandle  receives the subscription; NULL after a failure
  * @return 0; 101 no session details; 102 NULL argument; 103 a libcurl call failed; 104 no session (newer generation);
  *         -1 out of memory, the stream failed at once, or its thread did not start; else the status of the token's

@@ -31,7 +31,8 @@ extern "C" {
 s32 OXASetBMCUsername(u32 slot, const astring* username);
 
 /**
- * Writes the password of the account in a user slot of the BMC. The whole command goes to the detail log.
+ * Writes the password of the account in a user slot of the BMC. The whole command, password included, goes to the
+ * trace level of the debug print; the error line of a refused one leaves the password out.
  * @return OXA_SUCCESS; OXA_INTERNAL_ERROR when the password is NULL or too long, or memory is out;
  *         OXA_BMC_CMD_SET_USER_PASSWORD_FAILED when the BMC refused.
  */
@@ -56,7 +57,10 @@ s32 OXAConfigureBMCUser(u32 slot, const astring* username, const astring* passwo
                         u8 enable);
 
 /**
- * A random password of OXA_PASSWORD_LENGTH characters. Two calls within one second give the same one.
+ * A password of OXA_PASSWORD_LENGTH characters, drawn from rand() with the time of day as its seed: whoever knows the
+ * second in which it was made can make it too, and two calls within one second give the same one. Good for an account
+ * that lives for minutes on a BMC whose link ends in this server, and for nothing else: where a password is to last,
+ * hand one of your own to OXAConfigureBMCUser.
  * @param[out] pPassword  receives the text; the caller wipes it and gives it back with SMFreeMem
  * @return OXA_SUCCESS; OXA_INTERNAL_ERROR when the pointer is NULL or memory is out. Reseeds rand(), whose state is the
  *         process's.
@@ -100,7 +104,7 @@ s32 OXAGetTorvoRedfish(astring* pTorvoRedfish);
 
 /**
  * Opens a session on the BMC's session service, with one HTTPS exchange of 100 s at most.
- * @param IpAddr       the BMC's address, 33 characters at most (a full IPv6 address in brackets does not fit: -1); on
+ * @param IpAddr       the BMC's address, 33 characters at most (a full IPv6 address does not fit: -1); on
  *                     the newer generation IPv6 comes in its brackets. Link-local IPv6 leads out of the USB NIC
  * @param port         its HTTPS port as text
  * @param v4           the character '6' puts the address of an older generation into brackets
