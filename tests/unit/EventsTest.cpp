@@ -32,6 +32,9 @@ private:
     {
         {
             const std::lock_guard<std::mutex> lock(guard_);
+            u32                               padding = 1;
+            std::memcpy(&padding, reinterpret_cast<const char*>(event) + 3 * sizeof(s32), sizeof padding);
+            EXPECT_EQ(padding, 0U) << "zeroed as a whole";
             events_.push_back({event->StatusCode, event->EventPayloadSize, event->ReceivedEventAvailableSize,
                                event->pEvent != nullptr ? event->pEvent : "", event->pEvent != nullptr});
         }

@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "RedfishOnTheBench.h"
+#include "qvrfutilSession.h"
 
 namespace {
 
@@ -18,6 +19,17 @@ TEST_F(Frame, RecordKeepsItsLayout)
     EXPECT_EQ(offsetof(QVRFUTILSession, isOAuth), 1176U);
     EXPECT_EQ(offsetof(QVRFUTILSession, UserName), 1178U);
     EXPECT_EQ(offsetof(QVRFUTILSession, IPVersion), 1208U);
+}
+
+TEST_F(Frame, FieldsTakeTextsThatFillTheirMemory)
+{
+    const astring                             full[]  = {'a', 'b', 'c', 'd'};
+    const std::pair<std::size_t, const char*> rooms[] = {{2, "ab"}, {4, "abcd"}};
+    for (const auto& [room, expected] : rooms) {
+        astring field[6] = "stale";
+        qvrf::assign(field, full, room);
+        EXPECT_STREQ(field, expected);
+    }
 }
 
 TEST_F(Frame, InitResetsTheRecordAndKeepsTheLock)

@@ -1,5 +1,6 @@
 /** @file RequestTest.cpp  The authenticated requests, against a scripted TLS server. */
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,6 +9,7 @@
 
 #include "RedfishOnTheBench.h"
 #include "qvrfutilLX.h"
+#include "qvrfutilLXSession.h"
 
 namespace {
 
@@ -248,6 +250,17 @@ TEST_F(Request, FlagStaysSetWhenTheLockIsLostForGood)
     EXPECT_EQ(bmc.callsOf("SMMutexLock").size(), 4U);
     EXPECT_TRUE(g_isRedfishSessionRequested);
     expectError("QVRFUTILReleaseSessionCreationLock : Retrying to acquire lock.\n ");
+}
+
+TEST_F(Request, AForkedChildDoesNotWaitForTheParentsRenewal)
+{
+    ASSERT_EQ(qvrf::QVRFUTILAcquireSessionCreationLock(qvrf::kRequestTexts), qvrf::Claim::ours);
+    const pid_t child = fork();
+    if (child == 0) _exit(g_isRedfishSessionRequested ? 1 : 0);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(g_isRedfishSessionRequested);
 }
 
 struct Fit {

@@ -146,13 +146,11 @@ CURLMcode moveOn(QVRFUTILCurlSSEHandle& handle) noexcept
 /** Moves the transfer on until it ends, libcurl fails or unregister says stop. @return whether to look at its end */
 bool readStream(QVRFUTILCurlSSEHandle& handle) noexcept
 {
-    bool hidden = false;
     while (!handle.pBreakCurlMultiEvents && handle.pStillRunning != 0) {
         if (!multiSucceeded(kWorker, "Multi Wait",
                             curl_multi_wait(handle.pCurlMultiHandle, nullptr, 0, kWaitMs, nullptr)) ||
             !multiSucceeded(kWorker, "Multi Perform", moveOn(handle)))
             return false;
-        if (!hidden) hidden = closeOnExec(handle.pCurlHandle);  // a child would keep the stream open
     }
     return true;
 }
@@ -181,7 +179,8 @@ s32 setStreamOptions(QVRFUTILCurlSSEHandle& handle, QVRFUTILHttpCallbackContext*
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch);
+                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch) &&
+                     hideFromPrograms(easy);  // a child would keep the stream open
     return set ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
 }
 

@@ -1,6 +1,8 @@
 /** @file qvrfutilLXSession.cpp  Session protocol of the requests: look, claim, renew, release. */
 #include "qvrfutilLXSession.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -34,6 +36,12 @@ public:
 private:
     bool held_;
 };
+
+/** The thread that renews is the parent's: in a forked child nobody would ever clear its flag. */
+void endRenewalInChild() noexcept
+{
+    g_isRedfishSessionRequested = FALSE;
+}
 
 /** Whether the record holds a session, and another one than the copy. */
 bool renewedSince(const QVRFUTILSession& copy) noexcept
@@ -78,7 +86,9 @@ void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
 Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept
 {
     static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
-    const TraceScope      trace(op);
+    static const int      asked = pthread_atfork(nullptr, nullptr, endRenewalInChild);
+    static_cast<void>(asked);
+    const TraceScope trace(op);
     {
         const SessionLock lock;
         if (!lock) return Claim::timedOut;

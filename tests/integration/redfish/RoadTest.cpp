@@ -3,6 +3,9 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 
+#include <future>
+#include <thread>
+
 #include "DeskBmc.h"
 #include "OxaAutoUpdateUtils.h"
 #include "oxarfutilHelper.h"
@@ -259,6 +262,23 @@ TEST_F(Kept, ConnectionsAreTheirSessionsAndTheirProcesss)
     QVRFUTILSetIPAddress(address.data(), port.data(), FALSE);
     ASSERT_EQ(logIn(), 0);
     EXPECT_EQ(opens(), 1);
+}
+
+TEST_F(Kept, NoStreamReachesAProgramThatTheProcessStarts)
+{
+    std::promise<void>          heard;
+    QVRFUTILHttpCallbackContext context{&heard, [](SSEEventData* event) {
+                                            static_cast<std::promise<void>*>(event->pCallerContext)->set_value();
+                                            SMFreeMem(event->pEvent);
+                                            SMFreeMem(event);
+                                        }};
+    void*                       stream = nullptr;
+    ASSERT_EQ(QVRFUTILRegisterSSE("/redfish/v1/SSE", &context, &stream), 0);
+    while (control("stats").at("streamsOpen") != 1) std::this_thread::yield();
+    control("event hello");
+    heard.get_future().wait();
+    EXPECT_EQ(inherited(), 0);
+    EXPECT_EQ(QVRFUTILUnregisterSSE(&stream), 0);
 }
 
 TEST_F(DeskBmc, WhatNeedsNoSessionIsServedWithoutOne)

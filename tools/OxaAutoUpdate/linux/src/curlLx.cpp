@@ -50,6 +50,12 @@ bool keepingFailed(CURL* easy, CURLcode rc) noexcept
            curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &head) == CURLE_OK && head == 0;
 }
 
+extern "C" int closeOnExec(void*, curl_socket_t socket, curlsocktype)
+{
+    fcntl(socket, F_SETFD, FD_CLOEXEC);
+    return CURL_SOCKOPT_OK;
+}
+
 }  // namespace
 
 void EasyHandleEnd::operator()(CURL* easy) const noexcept
@@ -110,11 +116,9 @@ bool watchHead(CURL* easy, HeadWatch& watch) noexcept
            setQuietly(easy, CURLOPT_HEADERDATA, &watch) == CURLE_OK;
 }
 
-bool closeOnExec(CURL* easy) noexcept
+bool hideFromPrograms(CURL* easy) noexcept
 {
-    curl_socket_t socket = CURL_SOCKET_BAD;
-    if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) return false;
-    return fcntl(socket, F_SETFD, FD_CLOEXEC) == 0;
+    return setQuietly(easy, CURLOPT_SOCKOPTFUNCTION, &closeOnExec) == CURLE_OK;
 }
 
 CURLcode performQuietly(CURL* easy) noexcept

@@ -105,8 +105,8 @@ CURLcode performQuietly(const EasyHandle& easy) noexcept;
 /** Runs the transfer and logs its outcome under @p name. */
 CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept;
 
-/** Hides a transfer's connection from programs that the process starts. @return false: not connected yet */
-bool closeOnExec(CURL* easy) noexcept;
+/** Hides a transfer's connection, which is to live long, from programs that the process starts. */
+bool hideFromPrograms(CURL* easy) noexcept;
 
 }  // namespace qvrf
 
