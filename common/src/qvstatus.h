@@ -45,4 +45,15 @@
 #define QVRFUTIL_OUT_OF_MEMORY       272  /**< a memory allocation failed */
 #define QVRFUTIL_EVENT_STREAM_BROKEN 273  /**< an event stream broke */
 
+/* Plain values of discovery, update engine and USB NIC; each operation's comment says which of them it returns. */
+#define OXA_UPDATE_FAILED           1    /**< a step failed, logged */
+#define OXA_UPDATE_NOTHING_TO_DO    2    /**< no update is due, or the BMC holds no package */
+#define OXA_UPDATE_BAD_SIGNATURE    3    /**< the package's signature is not good, or could not be checked */
+#define OXA_UPDATE_NOT_ROOT         4    /**< the effective user is not root */
+#define OXA_UPDATE_NOT_DOWNLOADED   5    /**< a download failed */
+#define OXA_UPDATE_ANOTHER_INSTANCE 6    /**< another update is at work on this host */
+#define OXA_UPDATE_FORBIDDEN_PATH   8    /**< started from the installation's directory .update */
+#define OXA_UPDATE_OUT_OF_MEMORY    9    /**< a memory allocation failed */
+#define OXA_UPDATE_TLS_MISMATCH     1001 /**< host and BMC have no TLS version in common */
+
 #endif

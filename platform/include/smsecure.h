@@ -58,7 +58,10 @@ typedef struct _OxaSignatureObject {
     u8       reserved[8];
 } OxaSignatureObject;
 
-/** Verifies a file's detached signature. @return 0: the signature is good. */
+/** OSVerifyDigitalSignature could not look at the signature at all: its own program or library is missing. */
+#define OXA_VERIFIER_UNUSABLE 3
+
+/** Verifies a file's detached signature. @return 0: the signature is good; OXA_VERIFIER_UNUSABLE; any other: it is not */
 s32 OSVerifyDigitalSignature(OxaSignatureObject* object);
 
 #ifdef __cplusplus

@@ -15,16 +15,7 @@ inline constexpr char kHome[]  = "/opt/zelmar/kappel/Oxa";
 /** Leaves this machine's mounts behind, once in a process. @return why that is impossible; empty when it was done */
 const std::string& enter();
 
-/** Mounts an empty file system of @p size ("64k") over @p directory, which is made. */
-void mountSmall(const std::string& directory, const std::string& size);
-
-/** Makes @p file another path of the program @p program: started there, it takes itself to lie there. */
-void placeProgram(const std::string& program, const std::string& file);
-
-/** Waits until every process that the test started has ended, those too whose parent was killed. */
-void awaitProcesses() noexcept;
-
-/** What processes wrote to the system's log since the last call, without the time. */
+/** What processes wrote to the system's log since the last call. */
 std::vector<std::string> systemLog();
 
 }  // namespace privatehost

@@ -2,43 +2,50 @@
 #include "UpdateBench.h"
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
-namespace fs = std::filesystem;
+namespace {
 
-namespace line {
+const std::string kBench = privatehost::kBench;
 
-std::string installed(const std::string& version)
+/** What lasts as long as the process. */
+struct Stage {
+    Stage()
+    {
+        fs::create_directories(kBench + "/served");
+        shell("mkdir tool && touch tool/qvoxa-sync && mount --bind " QVOXA_SYNC_PROGRAM " tool/qvoxa-sync");
+        bmc.reset(new Torvosim("old", {"--https-address", "127.0.0.1", "--package-dir", kBench + "/served"}));
+        for (const auto& [name, value] :
+             {std::pair<const char*, std::string>("QVPLATFORM_CONFIG", bmc->configuration()),
+              {"PROGRAM", QVOXA_SYNC_PROGRAM},
+              {"make", SOURCE_DIRECTORY "/scripts/make-update-package"},
+              {"served", kBench + "/served"},
+              {"package", kBench + "/served/QD-Oxa-Zelmar-Web-LX-2.1.0.tar.gz"}})
+            ::setenv(name, value.c_str(), 1);
+        for (const char* key : {"keys", "other"})
+            shell("mkdir -m 700 " + kBench + '/' + key + " && gpg --homedir " + kBench + '/' + key +
+                  " --batch --quiet --pinentry-mode loopback --passphrase '' --quick-gen-key " + key +
+                  " ed25519 sign never 2>/dev/null");
+    }
+    ~Stage()
+    {
+        for (const char* key : {"keys", "other"}) shell("gpgconf --homedir " + kBench + '/' + key + " --kill all");
+    }
+    std::unique_ptr<Torvosim> bmc;
+};
+
+Stage& stage()
 {
-    return "Torvo Service Module updated/installed Successfully to version " + version + ".\n";
+    static Stage only;
+    return only;
 }
 
-std::string failed(int status)
+std::vector<Json> ksLog()
 {
-    return "Torvo Service Module update/install is failed with the return code " + std::to_string(status) +
-           ". For troubleshooting,refer the Oxa installation guide.\n";
+    return Json::parse(stage().bmc->control({"kslog"}))["entries"].get<std::vector<Json>>();
 }
 
-}  // namespace line
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
+}  // namespace
 
 bool eventually(const std::function<bool()>& condition)
 {
@@ -57,126 +64,76 @@ void shell(const std::string& command)
 void UpdateBench::SetUp()
 {
     if (!privatehost::enter().empty()) GTEST_SKIP() << privatehost::enter();
-    privatehost::placeProgram(QVOXA_SYNC_PROGRAM, program);
-    for (const std::string& directory : {served, agent, std::string(privatehost::kBench) + "/cwd"})
-        fs::create_directories(directory);
-    fs::current_path(std::string(privatehost::kBench) + "/cwd");
-    shell("cp " SOURCE_DIRECTORY "/examples/update-package/setup.sh " + agent);
-}
-
-void UpdateBench::TearDown()
-{
-    for (const std::string& directory : keyDirectories) shell("gpgconf --homedir " + directory + " --kill all");
-    bmc.reset();
-    privatehost::awaitProcesses();
-}
-
-void UpdateBench::makeKey(const std::string& directory, const std::string& name)
-{
-    keyDirectories.push_back(directory);
-    shell("mkdir -p -m 700 " + directory + " && gpg --homedir " + directory +
-          " --batch --quiet --pinentry-mode loopback --passphrase '' --quick-gen-key " + name +
-          " ed25519 sign never 2>/dev/null");
+    fs::current_path(kBench);
+    stage();
+    shell(
+        "rm -rf /tmp/.AutoUpdate /tmp/.signature /opt/zelmar cwd precious tool/ipc installing enough && "
+        "mkdir -p /opt/zelmar/kappel cwd precious && echo mine > precious/file");
+    fs::current_path(kBench + "/cwd");
+    control({"clear"});
+    offer("2.1.0");
+    privatehost::systemLog();
+    entries_ = ksLog().size();
 }
 
 void UpdateBench::install(const std::string& versionText)
 {
-    fs::create_directories(std::string(privatehost::kHome) + "/etc");
-    writeFile(std::string(privatehost::kHome) + "/etc/qvoxareg.cfg", "OXA.qdilcore.version=" + versionText + "\n");
+    shell("mkdir -p " + home + "/etc && echo OXA.qdilcore.version=" + versionText + " > " + home + "/etc/qvoxareg.cfg");
 }
 
 std::string UpdateBench::installedVersion() const
 {
-    const std::string text  = readFile(std::string(privatehost::kHome) + "/etc/qvoxareg.cfg");
-    const std::string key   = "OXA.qdilcore.version=";
-    const auto        begin = text.find(key);
-    return begin == text.npos ? "" : text.substr(begin + key.size(), text.find('\n', begin) - begin - key.size());
+    const std::string text = readFile(home + "/etc/qvoxareg.cfg"), value = text.substr(text.rfind('=') + 1);
+    return value.substr(0, value.find('\n'));
 }
 
 void UpdateBench::expectClean() const
 {
     for (const std::string& path :
-         {std::string("/tmp/.AutoUpdate"), std::string("/tmp/.signature"),
-          std::string(privatehost::kHome) + "/.OXAAutoUpdate", fs::path(program).parent_path().string() + "/ipc",
-          fs::current_path().string() + "/.qvoxareg.cfg"})
+         {std::string("/tmp/.AutoUpdate"), std::string("/tmp/.signature"), home + "/.OXAAutoUpdate",
+          fs::path(program).parent_path().string() + "/ipc", fs::current_path().string() + "/.qvoxareg.cfg"})
         EXPECT_EQ(fs::symlink_status(path).type(), fs::file_type::not_found) << path;
 }
 
-void UpdateBench::startBmc(const Words& arguments)
+void UpdateBench::offer(const std::string& version, const std::string& setup)
 {
-    Words all{"--https-address", "127.0.0.1", "--package-dir", served};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    bmc = std::make_unique<Torvosim>("old", all);
-    if (!version.empty()) bmc->control({"set", "package", version});
-}
-
-void UpdateBench::offer(const std::string& versionText)
-{
-    version = versionText;
-    writeFile(agent + "/VERSION", version + "\n");
-    if (keyDirectories.empty()) makeKey(keys, "package");
-    fs::remove_all(served);
-    shell(SOURCE_DIRECTORY "/scripts/make-update-package " + agent + " --version " + version + " --out " + served +
-          " --key " + keys + " >/dev/null");
-    if (!bmc)
-        startBmc();
-    else
-        bmc->control({"set", "package", version});
-}
-
-std::string UpdateBench::package() const
-{
-    return served + "/QD-Oxa-Zelmar-Web-LX-" + version + ".tar.gz";
-}
-
-void UpdateBench::sign()
-{
-    shell("gpg --homedir " + keys + " --batch --quiet --yes --output " + package() + ".sign --detach-sign " +
-          package());
-}
-
-std::optional<std::vector<Json>> UpdateBench::ksLog() const
-{
-    const Json answer = Json::parse(bmc->control({"kslog"}), nullptr, false);
-    if (answer.is_discarded() || !answer.contains("entries")) return std::nullopt;
-    return answer["entries"].get<std::vector<Json>>();
-}
-
-void UpdateBench::expectLogged(const std::optional<std::string>& verb, const std::string& versionText)
-{
-    const auto entries = ksLog();
-    ASSERT_TRUE(entries);
-    const std::vector<std::string> lines = privatehost::systemLog();
-    if (!verb) {
-        EXPECT_TRUE(entries->empty()) << Json(*entries);
-        EXPECT_TRUE(lines.empty()) << lines.front();
-        return;
+    const std::string ready = kBench + "/made-" + version + (setup.empty() ? "" : "-own"), agent = kBench + "/agent";
+    if (!setup.empty() || !fs::exists(ready)) {
+        shell("rm -rf " + agent + " && mkdir " + agent +
+              " && cp " SOURCE_DIRECTORY "/examples/update-package/setup.sh " + agent + " && echo " + version + " > " +
+              agent + "/VERSION");
+        if (!setup.empty()) writeFile(agent + "/setup.sh", setup);
+        shell(SOURCE_DIRECTORY "/scripts/make-update-package " + agent + " --version " + version + " --out " + ready +
+              " --key " + keys + " >/dev/null");
     }
-    ASSERT_EQ(entries->size(), 1u);
-    EXPECT_EQ(entries->front()["id"], "OXA0034");
-    EXPECT_EQ(entries->front()["arguments"], (Json{*verb, versionText, "root"}));
-    ASSERT_EQ(lines.size(), 1u);
-    const std::string message = "The Auto Update feature successfully " + *verb +
-                                " the Torvo Service Module to version " + versionText +
-                                ", where the server operating system (OS) user is root.";
-    EXPECT_TRUE(has(lines.front(), message)) << lines.front();
-    EXPECT_TRUE(has(lines.front(), "OXA0034")) << lines.front();
+    shell("rm -rf " + served + "/* && cp " + ready + "/* " + served);
+    control({"set", "package", version});
 }
 
-std::vector<std::string> UpdateBench::commandLine(const Words& arguments) const
+void UpdateBench::control(const Words& words) const
 {
-    Words command{program};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
+    stage().bmc->control(words);
 }
 
-ChildOptions UpdateBench::onThisHost(ChildOptions options) const
+void UpdateBench::expectLogged(const std::string& installation)
 {
-    if (bmc) options.environment.emplace("QVPLATFORM_CONFIG", bmc->configuration());
-    return options;
+    const auto        entries = ksLog();
+    const auto        lines   = privatehost::systemLog();
+    const std::size_t added   = installation.empty() ? 0 : 1;
+    EXPECT_EQ(entries.size(), std::exchange(entries_, entries.size()) + added);
+    EXPECT_EQ(lines.size(), added);
+    if (HasFailure() || added == 0) return;
+    const std::string verb = installation.substr(0, installation.find(' ')), of = installation.substr(verb.size() + 1);
+    EXPECT_EQ(entries.back()["id"], "OXA0034");
+    EXPECT_EQ(entries.back()["arguments"], (Json{verb, of, "root"}));
+    EXPECT_TRUE(has(lines.front(), ": The Auto Update feature successfully " + verb +
+                                       " the Torvo Service Module to version " + of +
+                                       ", where the server operating system (OS) user is root. [OXA0034"))
+        << lines.front();
 }
 
-Outcome UpdateBench::tool(const Words& arguments, const ChildOptions& options) const
+Outcome UpdateBench::tool(const Words& arguments) const
 {
-    return run(commandLine(arguments), onThisHost(options));
+    privatehost::systemLog();  // whoever logs waits when nobody reads
+    return run(commandLine(arguments));
 }

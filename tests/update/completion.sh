@@ -14,16 +14,9 @@ offered() {
     printf '%s\n' ${COMPREPLY[@]+"${COMPREPLY[@]}"}
 }
 wrong() { echo "$*"; failures=$((failures + 1)); }
-expect() { # NEEDLE WORD...
-    local needle=$1
-    shift
-    offered "$@" | grep -qxF -e "$needle" || wrong "'$*' does not offer $needle"
-}
-refuse() { # NEEDLE WORD...
-    local needle=$1
-    shift
-    ! offered "$@" | grep -qxF -e "$needle" || wrong "'$*' offers $needle"
-}
+# expect NEEDLE WORD... and refuse NEEDLE WORD... : is it offered, is it not?
+expect() { offered "${@:2}" | grep -xF -e "$1" >/dev/null || wrong "'${*:2}' does not offer $1"; }
+refuse() { ! offered "${@:2}" | grep -xF -e "$1" >/dev/null || wrong "'${*:2}' offers $1"; }
 
 options=$("$program" --help | sed -n '/^Options:/,/^$/p' | grep -oE -e '^ +(-[a-z],)?--[a-z-]+' | grep -oE -e '--[a-z-]+')
 [[ -n $options ]] || { echo "the program's help lists no options"; exit 1; }

@@ -26,6 +26,8 @@ target_sources(qvrfutil_objects PRIVATE
   ${oxa}/linux/src/OxaAutoUpdateLinuxInstall.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxInstance.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxPrepare.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxProcesses.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxReason.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxShell.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxSignature.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxUtils.cpp

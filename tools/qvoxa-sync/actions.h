@@ -12,7 +12,7 @@ namespace qvoxasync {
 struct Result {
     s32                    status  = 0;  ///< of the library
     const char*            outcome = "done";
-    std::string            note    = {};  ///< what a user should know although nothing failed
+    std::string            reason  = {};  ///< more than the status tells, of a failure
     nlohmann::ordered_json facts   = nlohmann::ordered_json::object();
 };
 

@@ -1,7 +1,6 @@
 /** @file environment.cpp  Checks and set-up, in the order in which the library's operations need each other. */
 #include "environment.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "interrupts.h"
+#include "safeplaces.h"
 #include "updatelock.h"
 
 namespace qvoxasync {
@@ -20,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kRegistration[] = "/opt/zelmar/kappel/Oxa/etc/qvoxareg.cfg";
+constexpr char kUsualLock[]    = "/opt/zelmar/kappel/Oxa/.autoupdate";
 constexpr char kPrivateFile[]  = ".qvoxareg.cfg";
 constexpr s32  kFailure        = 1;
 
@@ -34,27 +35,6 @@ std::string programPath(std::string asStarted)
     std::error_code error;
     const fs::path  path = fs::read_symlink("/proc/self/exe", error);
     return error ? std::move(asStarted) : path.string();
-}
-
-enum class Kind { file, directory };
-
-/**
- * Why this user had better not write there: somebody else may have laid it out. NULL: nothing is wrong. A file of the
- * user's own in a directory's place is replaced by the library; nobody replaces what is in a file's place.
- */
-const char* whyForeign(const std::string& path, Kind kind)
-{
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0) return nullptr;
-    if (S_ISLNK(status.st_mode)) return " is a link";
-    if (status.st_uid != ::geteuid()) return " belongs to somebody else";
-    return kind == Kind::file && !S_ISREG(status.st_mode) ? " is no file" : nullptr;
-}
-
-void refuseForeign(const std::string& path, Kind kind)
-{
-    if (const char* why = whyForeign(path, kind); why != nullptr)
-        throw Failure(kExitUnsafe, path + why, "find out who made it, and remove it");
 }
 
 std::string textOf(const char* path)
@@ -90,6 +70,27 @@ std::string ipcDirectory()
     return std::string(pExecutionDirectory != nullptr ? pExecutionDirectory : "") + "/ipc";
 }
 
+std::string privateText()
+{
+    return "suptlib.vardatapath=" + currentDirectory() + '\n';
+}
+
+/** Why the files of a standalone copy must not be made here. */
+std::string whyNotHere()
+{
+    std::string why = whyUnsafeFile(kPrivateFile);
+    if (why.empty()) why = whyUnsafeDirectory(currentDirectory());
+    return why.empty() ? whyUnsafeDirectory(fs::path(programPath({})).parent_path().string()) : why;
+}
+
+/** A standalone run that was killed while it installed left a file that would outrank the installation's. */
+void forgetKilledRun()
+{
+    const bool left = exists(kRegistration) && exists(kPrivateFile) && whyUnsafeFile(kPrivateFile).empty() &&
+                      textOf(kPrivateFile) == privateText();
+    if (left && !otherHoldsLock(kUsualLock)) ::unlink(kPrivateFile);
+}
+
 /** The directories that came to be only because their names have backslashes; not when something else is in them. */
 void removeEscapedParents(fs::path directory)
 {
@@ -101,14 +102,12 @@ void removeEscapedParents(fs::path directory)
 
 Environment::Environment(Action action, std::string program)
 {
+    forgetKilledRun();  // before the library reads its configuration
     std::string path = programPath(std::move(program));
     if (const s32 status = SetExecutionDirectory(path.data()); status != 0) throw libraryFailure(action, status);
     if (needsRoot(action)) {
         if (const s32 status = AutoUpdateCheckUserPrivilege(); status != 0) throw libraryFailure(action, status);
     }
-    if (action == Action::update)
-        for (const char* directory : {kDownloadDirectory, kVerifierDirectory})
-            refuseForeign(directory, Kind::directory);
     try {
         setUpStandalone(action);
         if (const s32 status = InitOxaAutoUpdateLog(); status == kStatusNoMemory)
@@ -131,11 +130,13 @@ void Environment::setUpStandalone(Action action)
     if (FileCheck(kRegistration) == 0) return;
     standAloneAutoUpdate = TRUE;
 
-    if (needsRoot(action)) refuseForeign(kPrivateFile, Kind::file);
-    if (whyForeign(kPrivateFile, Kind::file) != nullptr) return;  // what only reads goes without the files
+    if (const std::string why = whyNotHere(); !why.empty()) {
+        if (!needsRoot(action)) return;  // what only reads goes without the files
+        throw Failure(kExitUnsafe, why, "start a copy of the program from a directory of root's, in one of root's");
+    }
     const bool hasFile = exists(kPrivateFile), hasIpc = exists(ipcDirectory());
     // Somebody's own configuration is used as it is, not replaced.
-    if (hasFile && textOf(kPrivateFile) != "suptlib.vardatapath=" + currentDirectory() + '\n') return;
+    if (hasFile && textOf(kPrivateFile) != privateText()) return;
 
     std::error_code error;
     wereHere_        = hasFile;

@@ -25,11 +25,8 @@ int succeed(const Options& options, const Result& result)
 {
     const bool       nothing = result.status == kStatusNothingToDo;
     const ExitStatus exit    = nothing && options.exitCode ? kExitNothingToDo : kExitOk;
-    if (!result.note.empty()) std::fprintf(stderr, "qvoxa-sync: %s\n", result.note.c_str());
     if (options.json) {
-        nlohmann::ordered_json facts = result.facts;
-        if (!result.note.empty()) facts["note"] = result.note;
-        printDocument(options, nothing ? "nothing-to-do" : result.outcome, result.status, exit, facts, nullptr);
+        printDocument(options, nothing ? "nothing-to-do" : result.outcome, result.status, exit, result.facts, nullptr);
     } else if (options.action == Action::versionReport) {
         finishOutput();  // the lines are the result here; elsewhere an update counts, read or not
     }
@@ -55,7 +52,7 @@ int run(int argc, const char* const* argv)
         if (!parse(argc, argv, options)) return kExitOk;
         result = performHere(options, argc > 0 ? argv[0] : "");
         if (result.status != 0 && result.status != kStatusNothingToDo)
-            throw libraryFailure(options.action, result.status);
+            throw libraryFailure(options.action, result.status, result.reason);
         return succeed(options, result);
     } catch (const Failure& failure) {
         return fail(options, failure, result.facts);
@@ -67,7 +64,8 @@ int run(int argc, const char* const* argv)
 
 int main(int argc, char** argv)
 {
-    qvtools::forgetProxies();
+    qvtools::beginProcess();
+    qvtools::settleCommands();
     qvoxasync::surviveBrokenPipes();
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log sees each line when it is said, and none twice or never
     try {

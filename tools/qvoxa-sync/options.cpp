@@ -8,10 +8,11 @@ namespace {
 
 constexpr char kFooter[] =
     "Without --download, --version-report or --setup-link, updates the agent from the package that the BMC holds.\n"
-    "Exit status: 0 done, or nothing to update; 1 failed; 3 bad signature; 4 not root; 5 not downloaded;\n"
-    "6 another instance; 7 unsafe file or directory; 8 started from .update; 9 out of memory; 10 no common TLS "
-    "version;\n"
-    "11 result not written; 64 wrong usage; with --exit-code also 2 nothing to update. See qvoxa-sync(1).";
+    "Exit status: 0 done, or nothing to update; 1 failed; 2 wrong usage; 3 bad signature; 4 not root; 5 not "
+    "downloaded;\n"
+    "6 another instance; 7 unsafe file or directory; 8 started from .update; 9 no link to the BMC; 10 no common TLS\n"
+    "version; 11 result not written; 12 could not compare; 14 out of memory; with --exit-code also 13 nothing to\n"
+    "update. See qvoxa-sync(1).";
 
 struct Given {
     bool         report = false;
@@ -32,7 +33,7 @@ void declare(CLI::App& app, Options& options, Given& given)
     given.versionReport = app.add_flag("--version-report", given.report, "tell available and installed version");
     given.setupLink     = app.add_flag("--setup-link", given.link, "switch the link to the BMC on and set it up");
     given.json          = app.add_flag("--json", options.json, "print one JSON document; other lines go to stderr");
-    given.exitCode      = app.add_flag("--exit-code", options.exitCode, "exit with 2 when there is nothing to update");
+    given.exitCode      = app.add_flag("--exit-code", options.exitCode, "exit with 13 when there is nothing to update");
 }
 
 bool is(const CLI::Option* option)

@@ -8,27 +8,27 @@ constexpr char kSeeLog[] = "set suptlib.loglevel=error in the platform's configu
 
 // clang-format off
 constexpr StatusRow kOfUpdate[] = {
-    {1, kExitFailed, "the update failed", "the line before says at which step; set suptlib.loglevel=error in the platform's configuration for the reason"},
-    {2, kExitNothingToDo, "there is nothing to update", "use --force to install the BMC's package all the same"},
-    {3, kExitBadSignature, "the package on the BMC is not signed by the key that came with it", "nothing was installed; put a genuine package on the BMC"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the update failed", "the line before says at which step; set suptlib.loglevel=error in the platform's configuration for the reason"},
+    {OXA_UPDATE_NOTHING_TO_DO, kExitNothingToDo, "there is nothing to update", "use --force to install the BMC's package all the same"},
+    {OXA_UPDATE_BAD_SIGNATURE, kExitBadSignature, "the package on the BMC is not signed by the key that came with it", "nothing was installed; put a genuine package on the BMC"},
 };
 constexpr StatusRow kOfDownload[] = {
-    {1, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it, and the directory's path"},
-    {2, kExitNothingToDo, "the BMC holds no package", "put a package on the BMC"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it, and the directory's path"},
+    {OXA_UPDATE_NOTHING_TO_DO, kExitNothingToDo, "the BMC holds no package", "put a package on the BMC"},
 };
 constexpr StatusRow kOfReport[] = {
-    {1, kExitFailed, "the BMC tells neither version", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the BMC tells neither version", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it"},
 };
 constexpr StatusRow kOfLink[] = {
-    {1, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that the BMC is not in lockdown mode"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that the BMC is not in lockdown mode"},
 };
 constexpr StatusRow kOfEach[] = {
-    {4, kExitNotRoot, "this needs root", "start it as root, with sudo for instance"},
-    {5, kExitNotDownloaded, "the package could not be downloaded", "check the link to the BMC (qvoxa-sync --setup-link), its HTTPS service, and the free space in the download directory"},
-    {6, kExitAnotherInstance, "another qvoxa-sync is at work", "wait until it is done"},
-    {8, kExitForbiddenPath, "it must not run from the installation's .update directory", "start the installed qvoxa-sync, or a copy elsewhere"},
-    {9, kExitNoMemory, "memory is out", "free some memory and try again"},
-    {1001, kExitTlsMismatch, "this host and the BMC have no TLS version in common", "allow a version that the BMC speaks in the host's TLS policy (MinProtocol), or raise the BMC's"},
+    {OXA_UPDATE_NOT_ROOT, kExitNotRoot, "this needs root", "start it as root, with sudo for instance"},
+    {OXA_UPDATE_NOT_DOWNLOADED, kExitNotDownloaded, "the package could not be downloaded", "check the link to the BMC (qvoxa-sync --setup-link), its HTTPS service, and the free space in the download directory"},
+    {OXA_UPDATE_ANOTHER_INSTANCE, kExitAnotherInstance, "another qvoxa-sync is at work, or the installer of one that was killed", "wait until it is done"},
+    {OXA_UPDATE_FORBIDDEN_PATH, kExitForbiddenPath, "it must not run from the installation's .update directory", "start the installed qvoxa-sync, or a copy elsewhere"},
+    {OXA_UPDATE_OUT_OF_MEMORY, kExitNoMemory, "memory is out", "free some memory and try again"},
+    {OXA_UPDATE_TLS_MISMATCH, kExitTlsMismatch, "this host and the BMC have no TLS version in common", "allow a version that the BMC speaks in the host's TLS policy (MinProtocol), or raise the BMC's"},
 };
 // clang-format on
 constexpr StatusRow kUnlisted{0, kExitFailed, "the platform reported a failure of its own", kSeeLog};
@@ -66,10 +66,14 @@ Failure wrongUsage(const std::string& what, std::string advice)
     return Failure(kExitUsage, what, std::move(advice));
 }
 
-Failure libraryFailure(Action action, s32 status)
+Failure libraryFailure(Action action, s32 status, const std::string& reason)
 {
     const StatusRow& row = statusRow(action, status);
-    return Failure(row.exit, row.meaning, row.advice, status);
+    if (reason.empty()) return Failure(row.exit, row.meaning, row.advice, status);
+    // A signature that nobody could look at says nothing about the package.
+    if (status == OXA_UPDATE_BAD_SIGNATURE)
+        return Failure(row.exit, reason, "nothing was installed; mend that and start it again", status);
+    return Failure(row.exit, row.meaning + (": " + reason), row.advice, status);
 }
 
 }  // namespace qvoxasync

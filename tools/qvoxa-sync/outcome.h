@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "qvstatus.h"
 #include "qvtypes.h"
 
 namespace qvoxasync {
@@ -14,24 +15,26 @@ namespace qvoxasync {
 enum ExitStatus : int {
     kExitOk              = 0,  ///< done, or nothing to do
     kExitFailed          = 1,
-    kExitNothingToDo     = 2,  ///< with --exit-code
-    kExitBadSignature    = 3,
+    kExitUsage           = 2,
+    kExitBadSignature    = 3,  ///< not good, or it could not be checked
     kExitNotRoot         = 4,
     kExitNotDownloaded   = 5,
     kExitAnotherInstance = 6,
     kExitUnsafe          = 7,  ///< somebody else may have laid out a file or directory that root would write
     kExitForbiddenPath   = 8,
-    kExitNoMemory        = 9,
+    kExitNoLink          = 9,   ///< no USB NIC on this host, or the BMC does not answer on it
     kExitTlsMismatch     = 10,  ///< the library's 1001 does not fit into an exit status
     kExitOutput          = 11,  ///< the result could not be written
-    kExitUsage           = 64,
+    kExitNotCompared     = 12,  ///< whether there is something to update is not known
+    kExitNothingToDo     = 13,  ///< with --exit-code
+    kExitNoMemory        = 14,
 };
 
 enum class Action { update, download, versionReport, setupLink };
 
 /** The statuses that the tool itself looks at. */
-inline constexpr s32 kStatusNothingToDo = 2;
-inline constexpr s32 kStatusNoMemory    = 9;
+inline constexpr s32 kStatusNothingToDo = OXA_UPDATE_NOTHING_TO_DO;
+inline constexpr s32 kStatusNoMemory    = OXA_UPDATE_OUT_OF_MEMORY;
 
 struct StatusRow {
     s32         status;
@@ -61,8 +64,8 @@ private:
 };
 
 Failure wrongUsage(const std::string& what, std::string advice = "see 'qvoxa-sync --help'");
-/** The library ended @p action with @p status. */
-Failure libraryFailure(Action action, s32 status);
+/** The library ended @p action with @p status, and with @p reason where it has more to say. */
+Failure libraryFailure(Action action, s32 status, const std::string& reason = {});
 
 }  // namespace qvoxasync
 

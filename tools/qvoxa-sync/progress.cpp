@@ -1,93 +1,57 @@
-/** @file progress.cpp  The thread that watches a directory. */
+/** @file progress.cpp  The library tells how a download goes, from within the download. */
 #include "progress.h"
 
-#include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
-#include <filesystem>
 
+#include "OxaAutoUpdateLinux.h"
 #include "progresstext.h"
 
 namespace qvoxasync {
 namespace {
 
-namespace fs = std::filesystem;
-using Clock  = std::chrono::steady_clock;
-
 constexpr std::chrono::milliseconds kInterval{200};
-constexpr char                      kClearToEnd[] = "\033[K";
-
-/** Starts a thread that no signal interrupts: they are for the thread that works. */
-template <class Body>
-std::thread quietThread(Body body)
-{
-    sigset_t all, before;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(std::move(body));
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
-}
 
 }  // namespace
 
-Progress::Progress(std::string directory) : directory_(std::move(directory))
+Progress::Progress()
 {
-    if (::isatty(STDERR_FILENO) == 1) thread_ = quietThread([this] { watch(); });
+    if (::isatty(STDERR_FILENO) == 1) OXAAutoUpdateOnProgress(&Progress::onProgress, this);
 }
 
 Progress::~Progress()
 {
-    if (!thread_.joinable()) return;
-    {
-        const std::lock_guard<std::mutex> guard(turn_);
-        over_ = true;
-    }
-    ended_.notify_one();
-    thread_.join();
-    std::fputs(kClearToEnd, stderr);
+    OXAAutoUpdateOnProgress(nullptr, nullptr);
 }
 
-void Progress::watch() noexcept
+void Progress::onProgress(const astring* file, u64 received, u64 total, void* self) noexcept
 try {
-    Sizes before = sizes();
-    auto  then   = Clock::now();
-    for (std::unique_lock<std::mutex> guard(turn_); !ended_.wait_for(guard, kInterval, [this] { return over_; });) {
-        Sizes      now  = sizes();
-        const auto time = Clock::now();
-        show(before, now, std::chrono::duration<double>(time - then).count());
-        before = std::move(now);
-        then   = time;
-    }
+    auto& progress = *static_cast<Progress*>(self);
+    if (file != nullptr)
+        progress.show(file, received, total);
+    else
+        progress.clear();
 } catch (...) {
     // The update matters, not the show.
 }
 
-Progress::Sizes Progress::sizes() const
+void Progress::show(std::string_view file, u64 received, u64 total)
 {
-    Sizes           found;
-    std::error_code error;
-    for (fs::directory_iterator entry(directory_, error), end; !error && entry != end; entry.increment(error)) {
-        std::error_code unreadable;
-        const auto      size = entry->file_size(unreadable);
-        if (!unreadable) found.emplace(entry->path().filename().string(), size);
-    }
-    return found;
+    const auto now = Clock::now();
+    if (begin_ == Clock::time_point{}) begin_ = shown_ = now;
+    if (now - shown_ < kInterval) return;
+    shown_               = now;
+    visible_             = true;
+    const double seconds = std::chrono::duration<double>(now - begin_).count();
+    std::fprintf(stderr, "\r%s", progressText(file, received, total, static_cast<double>(received) / seconds).c_str());
 }
 
-void Progress::show(const Sizes& before, const Sizes& now, double seconds) const
+void Progress::clear() noexcept
 {
-    for (const auto& [name, size] : now) {
-        const auto known = before.find(name);
-        const auto had   = known == before.end() || known->second > size ? 0 : known->second;  // it may begin anew
-        if (size <= had) continue;
-        // The cursor stays at the line's beginning: what is printed next covers this.
-        const std::string line = progressText(name, size, static_cast<double>(size - had) / seconds) + '\r';
-        std::fwrite(line.data(), 1, line.size(), stderr);
-        return;
-    }
+    begin_ = {};
+    if (visible_) std::fputs("\r\033[K", stderr);
+    visible_ = false;
 }
 
 }  // namespace qvoxasync

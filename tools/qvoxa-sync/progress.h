@@ -2,37 +2,33 @@
 #ifndef QVOXASYNC_PROGRESS_H
 #define QVOXASYNC_PROGRESS_H
 
-#include <condition_variable>
-#include <cstdint>
-#include <map>
-#include <mutex>
-#include <string>
-#include <thread>
+#include <chrono>
+#include <string_view>
+
+#include "qvtypes.h"
 
 namespace qvoxasync {
 
 /**
- * While it lives, a thread watches the files of a directory and shows the one that grows on standard error: bytes so
- * far and rate. Does nothing when standard error is no terminal.
+ * While it lives, standard error shows the file that is downloaded: how much of it is there, and how fast it comes. The
+ * line goes before anything else is printed. Does nothing when standard error is no terminal.
  */
 class Progress {
 public:
-    explicit Progress(std::string directory);
+    Progress();
     ~Progress();
     Progress(Progress&&) = delete;
 
 private:
-    using Sizes = std::map<std::string, std::uintmax_t>;
+    using Clock = std::chrono::steady_clock;
 
-    void  watch() noexcept;
-    Sizes sizes() const;
-    void  show(const Sizes& before, const Sizes& now, double seconds) const;
+    static void onProgress(const astring* file, u64 received, u64 total, void* self) noexcept;
+    void        show(std::string_view file, u64 received, u64 total);
+    void        clear() noexcept;
 
-    std::string             directory_;
-    std::mutex              turn_;
-    std::condition_variable ended_;
-    bool                    over_ = false;
-    std::thread             thread_;
+    Clock::time_point begin_{};
+    Clock::time_point shown_{};
+    bool              visible_ = false;
 };
 
 }  // namespace qvoxasync

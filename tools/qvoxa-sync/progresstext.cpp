@@ -1,6 +1,7 @@
 /** @file progresstext.cpp  Numbers for a reader. */
 #include "progresstext.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -25,17 +26,29 @@ std::string amount(double bytes)
 }
 
 /** The end of a name tells files of a package apart. */
-std::string shortened(std::string_view name)
+std::string shortened(std::string name)
 {
-    if (name.size() > kNameColumns) return "..." + std::string(name.substr(name.size() - (kNameColumns - 3)));
-    return std::string(name) + std::string(kNameColumns - name.size(), ' ');
+    for (char& c : name)
+        if (c < ' ' || c > '~') c = '?';
+    if (name.size() > kNameColumns) return "..." + name.substr(name.size() - (kNameColumns - 3));
+    return name + std::string(kNameColumns - name.size(), ' ');
+}
+
+std::string percentage(std::uint64_t bytes, std::uint64_t total)
+{
+    if (total == 0) return "     ";
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%3.0f %%",
+                  100.0 * static_cast<double>(std::min(bytes, total)) / static_cast<double>(total));
+    return text.data();
 }
 
 }  // namespace
 
-std::string progressText(std::string_view file, std::uint64_t bytes, double bytesPerSecond)
+std::string progressText(std::string_view file, std::uint64_t bytes, std::uint64_t total, double bytesPerSecond)
 {
-    return shortened(file) + ' ' + amount(static_cast<double>(bytes)) + "B " + amount(bytesPerSecond) + "B/s";
+    return shortened(std::string(file)) + ' ' + percentage(bytes, total) + ' ' + amount(static_cast<double>(bytes)) +
+           "B " + amount(bytesPerSecond) + "B/s";
 }
 
 }  // namespace qvoxasync

@@ -9,13 +9,11 @@
 namespace qvoxasync {
 
 /**
- * The shortest line that the library prints after a download. A progress line that is no longer is overwritten by it
- * whole: the two never mix on a terminal.
+ * "package.tar.gz    45 %   12.3 MB   4.5 MB/s", always equally wide: it covers the line before it. Without a
+ * percentage while @p total is not known (0). Control characters of a name, which is the BMC's, never reach the
+ * terminal.
  */
-inline constexpr std::size_t kProgressColumns = sizeof "Signature verification is in progress." - 1;
-
-/** "package.tar.gz   12.3 MiB    4.5 MiB/s": never wider than kProgressColumns. */
-std::string progressText(std::string_view file, std::uint64_t bytes, double bytesPerSecond);
+std::string progressText(std::string_view file, std::uint64_t bytes, std::uint64_t total, double bytesPerSecond);
 
 }  // namespace qvoxasync
 

@@ -75,7 +75,7 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    qvtools::forgetProxies();
+    qvtools::beginProcess();
     // "| head" must not end the program before its session is closed: the write fails instead.
     ::signal(SIGPIPE, SIG_IGN);
     try {

@@ -196,7 +196,6 @@ bool signerIs(gpgme_ctx_t context, const char* fingerprint, const char* commonNa
 
 bool verifies(const OxaSignatureObject& object)
 {
-    if (!startGpgme()) return false;
     const BrokenPipeHeld held;
     const Input          key(object.pKey);
     const Input          signedFile(object.pVerifyFile);
@@ -228,5 +227,8 @@ extern "C" s32 OSVerifyDigitalSignature(OxaSignatureObject* object)
     if (object == nullptr || !given(object->pKey) || !given(object->pVerifyFile) || !given(object->pSignFile) ||
         !given(object->pSignDB))
         return kInvalid;
-    return qvrf::shielded<s32>(op, kFailed, [&] { return verifies(*object) ? 0 : kFailed; });
+    return qvrf::shielded<s32>(op, kFailed, [&] {
+        if (!startGpgme()) return OXA_VERIFIER_UNUSABLE;
+        return verifies(*object) ? 0 : kFailed;
+    });
 }

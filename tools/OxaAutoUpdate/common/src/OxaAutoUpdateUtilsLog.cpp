@@ -1,17 +1,17 @@
 /** @file OxaAutoUpdateUtilsLog.cpp  The installation path, and the record of a finished update in the logs. */
 #include <array>
-#include <cstdlib>
+#include <cerrno>
 #include <ctime>
 
+#include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kNoMemory = 9;
 
 constexpr u32 kPathSize     = 4096;
 constexpr u32 kMessageSize  = 4096;
@@ -34,12 +34,12 @@ s32 findInstallPath(const char* op) noexcept
     const SmOwned<astring> logFile = smText(kPathSize);
     if (!logFile) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the log file path.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     pOXAInstallPath = smText(kPathSize).release();
     if (pOXAInstallPath == nullptr) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory pOXAInstallPath = null.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     u32       size   = kPathSize;
     const s32 status = SMGetPathByProductIDandType(kProductId, kInstallPath, pOXAInstallPath, &size);
@@ -52,6 +52,13 @@ s32 findInstallPath(const char* op) noexcept
     }
     __SysDbgPrint4("[AUFPI]%s: log file %s.\n", op, logFile.get());
     return status;
+}
+
+/** A signal that the host handles makes the pause no shorter. */
+void pauseAfterFault() noexcept
+{
+    timespec left = kPauseAfterFault;
+    while (::nanosleep(&left, &left) != 0 && errno == EINTR) continue;
 }
 
 const char* verbOf(s32 installation) noexcept
@@ -73,7 +80,7 @@ void exportToKsLog(const char* op, astring** arguments, u32 count) noexcept
         }
         __SysDbgPrint3("[AUFPI]%s: failed SMHOSMIExportLogKSL.\n", op);
         ++i;
-        ::nanosleep(&kPauseAfterFault, nullptr);
+        pauseAfterFault();
     }
 }
 
@@ -82,11 +89,11 @@ s32 recordUpdate(const char* op) noexcept
     const SmOwned<astring> command = smText(kPathSize);
     if (!command) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the usage logger.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     sprintf_s(command.get(), kPathSize, "%s/%s %s %s", kDefaultInstallPath, "lib64/qvoxa/oxamutlogger", "AutoUpdate",
               "os=Linux");
-    const s32 status = std::system(command.get());
+    const s32 status = runShell(command.get());
     if (status != 0)
         __SysDbgPrint3("%s: feature enabled tracking failed.\n", op);
     else
@@ -98,7 +105,7 @@ s32 recordUpdate(const char* op) noexcept
     const SmOwned<astring> user    = smCopy(kUser);
     if (!message || !verb || !version || !user) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the message.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     std::array<astring*, 3> arguments{verb.get(), version.get(), user.get()};
     sprintf_s(message.get(), kMessageSize,

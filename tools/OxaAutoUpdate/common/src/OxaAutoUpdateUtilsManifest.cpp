@@ -1,52 +1,21 @@
 /** @file OxaAutoUpdateUtilsManifest.cpp  The update package's manifest: which files belong to the package. */
-#include "OxaAutoUpdateUtilsManifest.h"
-
-#include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <string_view>
 
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
-
-std::string_view trimmed(std::string_view text) noexcept
-{
-    const auto blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
-    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 namespace {
-
-constexpr s32 kNoMemory = 9;
 
 constexpr u32         kLineSize  = 512;
 constexpr std::size_t kTextBound = 512;
 
 constexpr const char* op = "pasrseSHA256File";
-
-/** Cuts the text up to the next of @p delimiter off @p rest, passing over those that come first. */
-std::string_view cutToken(std::string_view& rest, char delimiter) noexcept
-{
-    rest.remove_prefix(std::min(rest.find_first_not_of(delimiter), rest.size()));
-    const std::string_view token = rest.substr(0, rest.find(delimiter));
-    rest.remove_prefix(std::min(token.size() + 1, rest.size()));
-    return token;
-}
-
-struct Package {
-    const char*      mark;
-    std::string_view ManifestLine::*named;
-};
-constexpr Package kPackages[] = {
-    {"QD-Oxa-Zelmar-Web-LX", &ManifestLine::linuxPackage},
-    {"QD-Oxa-Zelmar-Web-X64", &ManifestLine::windowsPackage},
-    {"TorvoSvcMod", &ManifestLine::windowsNanoPackage},
-};
 
 /** A field of the caller's record. Only copies of its own are released: what the caller left there is the caller's. */
 class Field {
@@ -72,6 +41,11 @@ private:
     bool        ours_ = false;
 };
 
+bool names(const astring* token, const char* package) noexcept
+{
+    return std::strstr(token, package) != nullptr;
+}
+
 class Record {
 public:
     explicit Record(StructOxaPloxPackage& record) noexcept
@@ -82,18 +56,29 @@ public:
     {
     }
 
-    bool store(const ManifestLine& line) noexcept
+    /** The digest that begins a line is passed over: the signature vouches for the files, not this list. */
+    bool storeLine(astring* line) noexcept
     {
-        return (line.linuxPackage.empty() ||
-                (linux_.store(smCopy(line.linuxPackage)) && storeSign(line.linuxPackage))) &&
-               (line.windowsPackage.empty() || windows_.store(smCopy(line.windowsPackage))) &&
-               (line.windowsNanoPackage.empty() || nano_.store(smCopy(line.windowsNanoPackage)));
+        astring* context = nullptr;
+        if (strtok_s(line, " ", &context) == nullptr) return true;
+        while (astring* const token = strtok_s(nullptr, "\"", &context))
+            if (!storeToken(token)) return false;
+        return true;
     }
 
 private:
-    bool storeSign(std::string_view package) noexcept
+    /** A token counts for every field whose package it holds the name of. */
+    bool storeToken(astring* token) noexcept
     {
-        return sign_.store(smFormat("%.*s.sign", static_cast<int>(package.size()), package.data()));
+        return (!names(token, "QD-Oxa-Zelmar-Web-LX") ||
+                (store(linux_, token) && sign_.store(smFormat("%s.sign", token)))) &&
+               (!names(token, "QD-Oxa-Zelmar-Web-X64") || store(windows_, token)) &&
+               (!names(token, "TorvoSvcMod") || store(nano_, token));
+    }
+    static bool store(Field& field, astring* token) noexcept
+    {
+        trim(token);
+        return field.store(smCopy(token));
     }
 
     Field linux_, sign_, windows_, nano_;
@@ -104,34 +89,30 @@ s32 readManifest(const astring* path, StructOxaPloxPackage* package) noexcept
     std::FILE* opened = nullptr;
     if (package == nullptr || fopen_s(&opened, path, "re") != 0) {
         __SysDbgPrint3("[AUFPI]%s: fopen failed for sha_file.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const File             file(opened);
     const SmOwned<astring> line = smText(kLineSize);
     if (!line) {
         __SysDbgPrint3("[AUFPI]%s: Malloc failed for line.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     Record record(*package);
     while (std::fgets(line.get(), kLineSize, file.get()) != nullptr)
-        if (!record.store(manifestLine(line.get()))) return kNoMemory;
+        if (!record.storeLine(line.get())) return OXA_UPDATE_OUT_OF_MEMORY;
     return 0;
 }
 
-}  // namespace
-
-ManifestLine manifestLine(std::string_view line) noexcept
+/** As the current locale knows white space. */
+std::string_view trimmed(std::string_view text) noexcept
 {
-    ManifestLine names;
-    if (cutToken(line, ' ').empty()) return names;  // the digest: the signature vouches for the files, not this list
-    while (!line.empty()) {
-        const std::string_view token = cutToken(line, '"');
-        for (const Package& package : kPackages)
-            if (token.find(package.mark) != token.npos) names.*package.named = trimmed(token);
-    }
-    return names;
+    const auto blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+    return text;
 }
 
+}  // namespace
 }  // namespace qvrf
 
 extern "C" s32 pasrseSHA256File(astring* pSHA256File, StructOxaPloxPackage* pOXAPloxPackage)

@@ -1,22 +1,22 @@
 /** @file OxaAutoUpdateUtilsPassThru.cpp  State of the OS-to-BMC pass-through link; and the plain text copy. */
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsRows.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32         kFailure = 1;
-constexpr std::size_t kMode    = 10;
+constexpr std::size_t kMode = 10;
 
 s32 passThruMode(const char* op, u8* mode) noexcept
 {
     if (!mode) {
         __SysDbgPrint3("[AUFPI]%s: pEnumOSToBMCMode is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     IpmiExchange bmc({op});
-    if (!bmc.send(rows::kPassThruMode).ok()) return kFailure;
+    if (!bmc.send(rows::kPassThruMode).ok()) return OXA_UPDATE_FAILED;
     *mode = bmc.at(kMode);
     return 0;
 }
@@ -26,7 +26,7 @@ s32 setPassThru(const char* op, u8 mode) noexcept
     IpmiExchange bmc({op});
     for (IpmiRow row : rows::kSetPassThru) {
         if (row.opens) row.bytes[rows::kModeByte] = mode;
-        if (!bmc.send(row).ok()) return kFailure;
+        if (!bmc.send(row).ok()) return OXA_UPDATE_FAILED;
     }
     return 0;
 }

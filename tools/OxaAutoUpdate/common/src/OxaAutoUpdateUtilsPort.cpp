@@ -6,13 +6,11 @@
 #include "OxaAutoUpdateUtilsRows.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kFailure  = 1;
-constexpr s32 kNoMemory = 9;
 
 constexpr u32         kUrlSize        = 4096;
 constexpr std::size_t kUrlText        = 6;
@@ -26,7 +24,7 @@ s32 writePort(const char* op, const astring* found, astring* port) noexcept
 {
     if (!found) {
         __SysDbgPrint3("[AUFPI]%s: Not able to get https port Number.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     sprintf_s(port, APM_PORT_SIZE, "%s", found);
     return 0;
@@ -38,11 +36,11 @@ s32 portByCommand(const char* op, astring* port) noexcept
     SmOwned<astring>      reply;
     if (QVHIPMVorskPassthru(kCommand, Receive(reply)) != 0) {
         __SysDbgPrint3("[AUFPI]%s: pResp is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (!reply) {
         __SysDbgPrint3("[AUFPI]%s: vorsk command failed %s \n", op, kCommand);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     return writePort(op, portInCommandReply(reply.get()), port);
 }
@@ -51,25 +49,25 @@ s32 httpsPort(const char* op, astring* port) noexcept
 {
     if (!port) {
         __SysDbgPrint3("[AUFPI]%s: pIPPortNum is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     IpmiExchange bmc({op});
-    if (const IpmiResult sent = bmc.send(rows::kUrlStart); !sent.ok()) return sent.statusOr(kFailure);
+    if (const IpmiResult sent = bmc.send(rows::kUrlStart); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
     const u16        length = bmc.be16(kUrlLength);
     SmOwned<astring> url    = smText(kUrlSize);
     if (!url) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the URL.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     copyCut(url.get(), kUrlSize, bmc.text(kUrlText));
     if (::strnlen(url.get(), kFirstTextBound) == 0) return portByCommand(op, port);
 
     __SysDbgPrint4("[AUFPI]%s: request bytes 4 and 5: %d %d\n", op, rows::kUrlRest.bytes[4], rows::kUrlRest.bytes[5]);
-    if (const IpmiResult sent = bmc.send(rows::kUrlRest); !sent.ok()) return sent.statusOr(kFailure);
+    if (const IpmiResult sent = bmc.send(rows::kUrlRest); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
     SmOwned<astring> rest = smText(length);
     if (!rest) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the rest of the URL.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     textOfBytes(bmc.from(kUrlRestStart), kUrlRestSize, rest.get(), length);
     strncat_s(url.get(), kUrlSize, rest.get(), ::strnlen(rest.get(), length));

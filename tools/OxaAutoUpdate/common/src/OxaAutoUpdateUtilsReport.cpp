@@ -10,15 +10,13 @@
 #include "OxaAutoUpdateUtils.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 u8 g_sEnabledUSBNIC;
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kFailure  = 1;
-constexpr s32 kNoMemory = 9;
 
 constexpr char kScheme[]    = "https://";
 constexpr char kDirectory[] = "software/oxa";
@@ -32,21 +30,21 @@ s32 packageUrl(const char* op, astring* url) noexcept
 {
     if (url == nullptr) {
         __SysDbgPrint3("[AUFPI]%s: no buffer for the url.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const SmOwned<astring> address = smText(APM_IPV4_ADDRESS_SIZE);
     if (!address) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory pIPAddress = null.\n", op);
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     astring port[APM_PORT_SIZE]{};
     if (const s32 status = APMDiscoveryUSBNICIPAddress(address.get()); status != 0) {
         __SysDbgPrint3("[AUFPI]%s: get USB NIC IP failed with status %d.\n", op, status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (const s32 status = APMDiscoveryGetIPPort(port); status != 0) {
         __SysDbgPrint3("[AUFPI]%s: get https port failed with status %d.\n", op, status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const std::size_t size = sizeof kScheme - 1 + ::strnlen(address.get(), APM_IPV4_ADDRESS_SIZE) +
                              ::strnlen(port, APM_PORT_SIZE) + 3 + sizeof kDirectory - 1;  // 3: ':', '/' and the NUL
@@ -83,7 +81,7 @@ void waitForLink() noexcept
 {
     const std::clock_t start = std::clock();
     while (start != -1 && std::clock() - start < kBusyTicks) continue;
-    ::sleep(kLinkSettlingSeconds);
+    for (unsigned left = kLinkSettlingSeconds; left != 0;) left = ::sleep(left);  // signals make it no shorter
 }
 
 s32 setUpPassThru() noexcept
@@ -91,12 +89,12 @@ s32 setUpPassThru() noexcept
     u8 mode = 0;
     if (const s32 status = APMDiscoveryGetOSToBMCStatus(&mode); status != 0) {
         __SysDbgPrint3("OxaSetupOSBMCPassThru: status=%d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (mode == kPassThruOff) {
         if (const s32 status = APMDiscoverySetOSToBMCStatus(kPassThruUsbNic); status != 0) {
             __SysDbgPrint3("OxaSetupOSBMCPassThru: APMDiscoverySetOSToBMCStatus failed with status:%d.\n", status);
-            return kFailure;
+            return OXA_UPDATE_FAILED;
         }
         waitForLink();
         SetUSBNICInterface();  // a link that does not answer yet shows in the download

@@ -4,14 +4,13 @@
 #include "OxaAutoUpdateUtilsRows.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 astring OxaUpdatedVersion[APM_VERSION_SIZE];
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kFailure = 1;
 
 constexpr std::size_t kMajor         = 3;
 constexpr std::size_t kMinor         = 4;
@@ -22,10 +21,10 @@ s32 firmwareVersion(const char* op, u16* major, u16* minor) noexcept
 {
     if (!major || !minor) {
         __SysDbgPrint3("[AUFPI]%s: pMajorVersion or pMinorVersion is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     IpmiExchange bmc({op, "[AUFPI]", ": ", "QVHIPMCommand: GetFwVersion failed!!"});
-    if (const IpmiResult sent = bmc.send(rows::kFirmwareVersion); !sent.ok()) return sent.statusOr(kFailure);
+    if (const IpmiResult sent = bmc.send(rows::kFirmwareVersion); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
     bmc.trace(0, 8);
     *major = bmc.at(kMajor);
     *minor = bmc.at(kMinor);
@@ -36,12 +35,12 @@ s32 packageVersion(const char* op, astring* version) noexcept
 {
     if (!version) {
         __SysDbgPrint3("[AUFPI]%s: pOxaPloxversion is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     IpmiExchange bmc({op});
-    if (const IpmiResult sent = bmc.send(rows::kPackageLength); !sent.ok()) return sent.statusOr(kFailure);
+    if (const IpmiResult sent = bmc.send(rows::kPackageLength); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
     const IpmiRow second = rows::forLength(rows::kPackageText, bmc.le16(kPackageLength));
-    if (const IpmiResult sent = bmc.send(second); !sent.ok()) return sent.statusOr(kFailure);
+    if (const IpmiResult sent = bmc.send(second); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
     bmc.trace(10, 14);
 
     const std::string_view text = bmc.text(kPackageText);
@@ -56,18 +55,18 @@ s32 agentVersion(const char* op, astring* version) noexcept
     static constexpr char kCommand[] = "vorsk get torVO.serviceModule.ServiceModuleVersion";
     if (!version) {
         __SysDbgPrint3("[AUFPI]%s: pOxaOSversion is NULL.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     SmOwned<astring> reply;
     const s32        status = QVHIPMVorskPassthru(kCommand, Receive(reply));
     if (status != 0 || !reply) {
         __SysDbgPrint3("[AUFPI]%s: vorsk command failed %s with status %d \n", op, kCommand, status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const auto recorded = recordedAgentVersion(reply.get());
     if (!recorded) {
         __SysDbgPrint3("[AUFPI]%s: ServiceModuleVersion= is missing in the reply.\n", op);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     strncpy_s(version, APM_VERSION_SIZE, recorded->data(), recorded->size());
     return 0;

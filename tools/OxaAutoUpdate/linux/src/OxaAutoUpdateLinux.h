@@ -74,8 +74,33 @@ s32 CheckBinaryExecutionPath(void);
 /* --- The package on the BMC ------------------------------------------------------------------------------------- */
 
 /**
+ * Is told how a download goes, several times a second, from within the operation that downloads.
+ * @param pFile     the file's name on the BMC; NULL: its transfer is over, well or not, and the other values say
+ * nothing
+ * @param received  bytes so far
+ * @param total     bytes of the whole file; 0 while the BMC has not told
+ */
+typedef void (*OXADownloadProgress)(const astring* pFile, u64 received, u64 total, void* pContext);
+
+/** From now on downloads tell @p pCallback how they go, with @p pContext; NULL: nobody. No exception may leave it. */
+void OXAAutoUpdateOnProgress(OXADownloadProgress pCallback, void* pContext);
+
+/** Room for the longest text of OXAAutoUpdateReason, in bytes, NUL included. */
+#define OXA_UPDATE_REASON_SIZE 512
+
+/**
+ * Why the last downloadOxaUpdatePackage, PrepareOXAAutoUpdate or OXAAutoUpdateNow ended as it did, as a sentence
+ * without a capital or a full stop: file and HTTP status of a download, the verifier's trouble with a signature.
+ * @param[out] pReason  empty where the status says everything
+ * @param      size     bytes of room there; a longer text is cut
+ * @return 0; 1 there is no room at all
+ */
+s32 OXAAutoUpdateReason(astring* pReason, u32 size);
+
+/**
  * Downloads one file, within 10 seconds. The BMC's certificate is not checked. A file that could not be downloaded
- * whole stays as far as it came.
+ * whole stays as far as it came. The file is readable and writable by this user alone; it is not written through a
+ * symbolic link, or over a file with several names.
  * @param pDestTmpDir    the directory to store it in
  * @param pHttpsUrl      the address of the directory that it is in
  * @param pDownloadFile  its name
@@ -107,17 +132,18 @@ s32 downloadOxaUpdatePackage(astring* pDestDir);
 /**
  * Downloads, verifies and unpacks an update where one is due, and claims the host for this process until it ends. Says
  * on standard output how it goes. Sets installationType. Uses /tmp/.AutoUpdate and /tmp/.signature; whatever was there
- * is removed. Needs root.
+ * is removed, but for a file of root's own at the second: the update fails then. Needs root.
  * @param forceFlag  not 0: also when the same or a newer version is installed, or that is not known
  * @param pTempDir   the directory to unpack to; what was in it is removed
  * @return 0 the installer can run; 1 failure; 2 no update to do, or no package on the BMC; 3 the signature is not good,
- *         or there is no package for Linux; 5, 1001 the download failed; 6 another process updates; 9 out of memory
+ *         could not be checked, or there is no package for Linux; 5, 1001 the download failed; 6 another process
+ *         updates, or an installer still runs whose update was killed; 9 out of memory
  */
 s32 PrepareOXAAutoUpdate(booln forceFlag, astring* pTempDir);
 
 /**
  * Prepares an update, runs its installer and records the outcome in the logs. Says on standard output how it goes.
- * Needs root.
+ * Needs root. A process that ignores SIGCHLD never learns how a command ended: every update fails there.
  * @param installArgs  more arguments for the installer, as the shell takes them; may be NULL. Not used when the
  *                     installer talks to the user.
  * @param force        not 0: removes an installed agent and installs, whatever the versions

@@ -1,42 +1,46 @@
 /** @file OxaAutoUpdateLinuxDownload.cpp  Fetches the update package's files from the BMC. */
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxDecide.h"
+#include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "curlLx.h"
-#include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32 kFailure     = 1;
-constexpr s32 kNoPackage   = 2;
-constexpr s32 kNotLoaded   = 5;
-constexpr s32 kNoMemory    = 9;
-constexpr s32 kTlsMismatch = 1001;
-
 constexpr u32    kUrlSize         = 4096;
 constexpr int    kTextBound       = 4096;
 constexpr mode_t kDirectoryMode   = 0755;
+constexpr mode_t kFileMode        = 0600;
 constexpr long   kTransferSeconds = 10;
 
 constexpr char kManifest[] = "sha256sum";
 
 /* ---- One file ------------------------------------------------------------------------------------------------ */
 
-/** libcurl's global state for one transfer. The reference that newEasyHandle holds keeps other transfers' state. */
+struct Listener {
+    OXADownloadProgress call    = nullptr;
+    void*               context = nullptr;
+};
+Listener g_listener;
+
+/** libcurl's global state for one transfer. */
 class GlobalState {
 public:
-    GlobalState() noexcept
-    {
-        holdGlobalState();
-        rc_ = curl_global_init(CURL_GLOBAL_ALL);
-    }
+    GlobalState() noexcept : rc_(curl_global_init(CURL_GLOBAL_ALL)) {}
     ~GlobalState()
     {
         if (rc_ == CURLE_OK) curl_global_cleanup();
@@ -66,15 +70,71 @@ bool prepare(CURL* easy, const astring* url) noexcept
            set(easy, CURLOPT_URL, "URL", url);
 }
 
+/**
+ * A file that nobody else may read or change, whatever the process's mask: between its check and its use root relies on
+ * it. Not through a link that somebody laid there, and not over a file that has another name elsewhere.
+ */
+int openPrivate(const astring* path) noexcept
+{
+    const int   fd = ::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
+    struct stat status {};
+    if (fd < 0) return -1;
+    const bool known = ::fstat(fd, &status) == 0;
+    if (known && !S_ISREG(status.st_mode)) return fd;
+    if (known && status.st_nlink == 1 && ::ftruncate(fd, 0) == 0) {
+        // One that was there before may be more open. Some file systems have no modes to set.
+        if (::fchmod(fd, kFileMode) != 0) __SysDbgPrint4("[AUFPI]DownloadFileFromTorvo: no mode for %s.\n", path);
+        return fd;
+    }
+    ::close(fd);
+    errno = EEXIST;
+    return -1;
+}
+
 bool open(File& file, const astring* path) noexcept
 {
-    std::FILE* opened = nullptr;
-    if (fopen_s(&opened, path, "we") != 0) {
-        __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: file %s open failed.\n", path);
-        return false;
-    }
-    file.reset(opened);
-    return true;
+    const int fd = openPrivate(path);
+    if (fd >= 0) file.reset(::fdopen(fd, "w"));
+    if (file != nullptr) return true;
+    const int why = errno;
+    if (fd >= 0) ::close(fd);
+    __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: file %s open failed.\n", path);
+    setReason("%s cannot be written: %s", path, std::strerror(why));
+    return false;
+}
+
+/** The part of a path or an address behind its last '/'. */
+const astring* lastName(const astring* path) noexcept
+{
+    const astring* const slash = std::strrchr(path, '/');
+    return slash != nullptr ? slash + 1 : path;
+}
+
+int reportProgress(void* url, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t) noexcept
+{
+    g_listener.call(lastName(static_cast<const astring*>(url)), static_cast<u64>(now), static_cast<u64>(total),
+                    g_listener.context);
+    return 0;
+}
+
+/** Nothing more is asked of libcurl where nobody listens. */
+bool listen(CURL* easy, const astring* url) noexcept
+{
+    if (g_listener.call == nullptr) return true;
+    return set(easy, CURLOPT_XFERINFOFUNCTION, "XFERINFOFUNCTION", &reportProgress) &&
+           set(easy, CURLOPT_XFERINFODATA, "XFERINFODATA", const_cast<astring*>(url)) &&
+           set(easy, CURLOPT_NOPROGRESS, "NOPROGRESS", 0L);
+}
+
+void keepReason(CURL* easy, CURLcode rc, const astring* url) noexcept
+{
+    long status = 0;
+    if (rc == CURLE_HTTP_RETURNED_ERROR && curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK)
+        setReason("%s: the BMC answers with HTTP status %ld", lastName(url), status);
+    else if (rc == CURLE_OPERATION_TIMEDOUT)
+        setReason("%s: not there within %ld seconds, the limit for each file", lastName(url), kTransferSeconds);
+    else
+        setReason("%s: %s", lastName(url), curl_easy_strerror(rc));
 }
 
 s32 transfer(const astring* url, const astring* path, File& file) noexcept
@@ -82,59 +142,62 @@ s32 transfer(const astring* url, const astring* path, File& file) noexcept
     const GlobalState global;
     if (global.status() != CURLE_OK) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl_global_init failed with err %d.\n", global.status());
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
-    const EasyHandle easy(curl_easy_init());
+    const EasyHandle easy = newEasyHandle("DownloadFileFromTorvo");
     if (!easy) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl init failed.\n");
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (!prepare(easy.get(), url) || !open(file, path) ||
-        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())))
-        return kFailure;
+        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url))
+        return OXA_UPDATE_FAILED;
 
     const CURLcode rc = performQuietly(easy.get());
+    if (g_listener.call != nullptr) g_listener.call(nullptr, 0, 0, g_listener.context);
     if (rc == CURLE_OK) return 0;
+    keepReason(easy.get(), rc, url);
     if (rc == CURLE_SSL_CONNECT_ERROR) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: TLS version mismatch between OS and Torvo.\n");
-        return kTlsMismatch;
+        return OXA_UPDATE_TLS_MISMATCH;
     }
     __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl_easy_perform() failed: %s.\n", curl_easy_strerror(rc));
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
-s32 fetch(const astring* url, const astring* path) noexcept
+s32 DownloadFileFromTorvo(const astring* url, const astring* path) noexcept
 {
     const TraceScope trace("DownloadFileFromTorvo", kUpdateTrace);
     File             file;
     const s32        status = transfer(url, path, file);
     if (file == nullptr || std::fclose(file.release()) == 0 || status != 0) return status;
     // The last bytes are written only now: on a full disk the file is short although the transfer was whole.
+    setReason("%s could not be written: %s", path, std::strerror(errno));
     __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: file %s could not be written.\n", path);
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 s32 download(const astring* directory, const astring* baseUrl, const astring* name) noexcept
 {
     if (directory == nullptr || baseUrl == nullptr || name == nullptr) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: an argument is null.\n");
-        return kNotLoaded;
+        return OXA_UPDATE_NOT_DOWNLOADED;
     }
     const SmOwned<astring> url = smFormat("%.*s/%.*s", kTextBound, baseUrl, kTextBound, name);
     if (!url) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: allocation failed downloadUrl = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     __SysDbgPrint4("[AUFPI]DownloadHTTPSFile: downloadUrl %s.\n", url.get());
     const SmOwned<astring> path = smFormat("%.*s/%.*s", kTextBound, directory, kTextBound, name);
     if (!path) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: failed to alloc memory tmpFileName = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    const s32 status = fetch(url.get(), path.get());
+    const s32 status = DownloadFileFromTorvo(url.get(), path.get());
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: DownloadFileFromTorvo failed with status %d.\n", status);
-    return status == kTlsMismatch ? status : kNotLoaded;
+    return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
 }
 
 /* ---- The package --------------------------------------------------------------------------------------------- */
@@ -207,8 +270,7 @@ private:
         for (const Name name : names) {
             astring* const file = package_.*name;
             if (file == nullptr) continue;
-            // The manifest comes over an unchecked link: it must not choose where we write.
-            const s32 status = staysBelow(file) ? DownloadHTTPSFile(directory_, url_, file) : kNotLoaded;
+            const s32 status = fetchOne(file);
             if (status == 0) continue;
             __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: download failed with status %d.\n", status);
             return status;
@@ -216,17 +278,25 @@ private:
         return 0;
     }
 
+    s32 fetchOne(astring* file) noexcept
+    {
+        // The manifest comes over an unchecked link: it must not choose where we write.
+        if (staysBelow(file)) return DownloadHTTPSFile(directory_, url_, file);
+        setReason("the manifest names a file outside the package: %s", file);
+        return OXA_UPDATE_NOT_DOWNLOADED;
+    }
+
     s32 readManifest() noexcept
     {
         const SmOwned<astring> path = smFormat("%s/%s", directory_, kManifest);
         if (!path) {
             __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory shaLocalPathLenght = null\n");
-            return kNoMemory;
+            return OXA_UPDATE_OUT_OF_MEMORY;
         }
         const s32 status = pasrseSHA256File(path.get(), &package_);
         if (status == 0) return 0;
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pasrsePackageXMFile failed with status %d.\n", status);
-        return kNotLoaded;
+        return OXA_UPDATE_NOT_DOWNLOADED;
     }
 
     astring*              directory_;
@@ -238,21 +308,22 @@ s32 downloadPackage(astring* directory, bool everySystem) noexcept
 {
     if (directory == nullptr) {
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pDestTmpDir = null.\n");
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const Package package = newPackage();
     if (!package) {
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory pkgStruct = null\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const SmOwned<astring> url = smText(kUrlSize);
     if (!url) {
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory pHttpsUrl = null\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (createHTTPSurl(url.get()) != 0) {
+        setReason("the BMC does not tell its address or HTTPS port over IPMI");
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: create url failed.\n");
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     __SysDbgPrint4("[AUFPI]DownloadOxaAutoUpdateFile: URL is %s.\n", url.get());
     return PackageDownload(directory, url.get(), *package).run(everySystem);
@@ -261,25 +332,28 @@ s32 downloadPackage(astring* directory, bool everySystem) noexcept
 s32 downloadForUser(astring* directory) noexcept
 {
     static constexpr char op[] = "downloadOxaUpdatePackage";
-    astring               version[APM_VERSION_SIZE]{};
+    forgetReason();
+    astring version[APM_VERSION_SIZE]{};
     if (const s32 status = APMDiscoveryGetOxaPloxVersion(version); status != 0) {
+        setReason("the BMC does not tell its package version over IPMI");
         __SysDbgPrint3("[AUFPI]%s: APMDiscoveryGetOxaVersion failed with status %d.\n", op, status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (!namesPackage(version)) {
         __SysDbgPrint3("[AUFPI]%s: Oxa Zelmar Update Package  not available on this server.\n", op);
         std::puts("Torvo Service Module KS package is not installed on this server.");
-        return kNoPackage;
+        return OXA_UPDATE_NOTHING_TO_DO;
     }
     if (IsDirExist(directory) != 0 && CreateDirectory(directory, kDirectoryMode) != 0) {
+        setReason("the directory %s cannot be made", orEmpty(directory));
         __SysDbgPrint3("[AUFPI]%s: CreateDirectory %s failed.\n", op, orEmpty(directory));
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const s32 status = DownloadOxaAutoUpdateFile(directory, 1);
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]%s: DownloadOxaAutoUpdateFile failed with status %d.\n", op, status);
     std::printf("Downloading of Torvo Service Module update packages failed with status %d.\n", status);
-    return status == kTlsMismatch ? status : kNotLoaded;
+    return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
 }
 
 }  // namespace
@@ -301,4 +375,10 @@ extern "C" s32 downloadOxaUpdatePackage(astring* pDestDir)
 {
     const qvrf::TraceScope trace("downloadOxaUpdatePackage", qvrf::kUpdateTrace);
     return qvrf::downloadForUser(pDestDir);
+}
+
+extern "C" void OXAAutoUpdateOnProgress(OXADownloadProgress pCallback, void* pContext)
+{
+    const qvrf::TraceScope trace("OXAAutoUpdateOnProgress", qvrf::kUpdateTrace);
+    qvrf::g_listener = {pCallback, pContext};
 }

@@ -1,4 +1,6 @@
 /** @file OxaAutoUpdateLinuxEnvironment.cpp  Where the process runs from and what it may do there. */
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 astring* pExecutionDirectory;
@@ -23,15 +26,11 @@ s32      installationType = -1;
 namespace qvrf {
 namespace {
 
-constexpr s32 kFailure   = 1;
-constexpr s32 kNotRoot   = 4;
-constexpr s32 kForbidden = 8;
-constexpr s32 kNoMemory  = 9;
-
 constexpr u32    kPathSize      = 4096;
 constexpr u32    kProductId     = 34;
 constexpr u32    kPathType      = 2;
 constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kFileMode      = 0644;
 
 constexpr char kRegistration[] = "/opt/zelmar/kappel/Oxa/etc/qvoxareg.cfg";
 constexpr char kPrivateFile[]  = "/.qvoxareg.cfg";
@@ -45,7 +44,7 @@ s32 installPath(astring* path) noexcept
     const s32 status = path == nullptr ? -1 : SMGetPathByProductIDandType(kProductId, kPathType, path, &size);
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]AutoUpdateGetOxaInstallPath: SMGetPathByProductIDandType failed with status:%d.\n", status);
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 /**
@@ -67,12 +66,12 @@ s32 findExecutionDirectory(astring* programPath) noexcept
     const SmOwned<astring> found = smText(kPathSize);
     if (!found) {
         __SysDbgPrint3("[AUFPI]SetExecutionDirectory:  failed to alloc memory pathSave = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     pExecutionDirectory = smText(kPathSize).release();
     if (pExecutionDirectory == nullptr) {
         __SysDbgPrint3("[AUFPI]SetExecutionDirectory:  failed to alloc memory pExecutionDirectory = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (directoryOf(programPath, found.get()))
         strcpy_s(pExecutionDirectory, kPathSize, found.get());
@@ -93,20 +92,35 @@ SmOwned<astring> directoryForShell(astring* directory) noexcept
     return smCopy(directory);
 }
 
+/** Makes the private file: the shell will write what is there, and a link there leads to a file of somebody's. */
+bool makePrivateFile(const astring* directory) noexcept
+{
+    const SmOwned<astring> path = smFormat("%s%s", directory, kPrivateFile);
+    if (!path) return false;
+    const Descriptor file(::open(path.get(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode));
+    struct stat      status {};
+    return file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+           status.st_uid == ::geteuid();
+}
+
 /** Tells the platform library, in a file of its own, where a standalone copy keeps its variable data. */
 s32 writePrivateFile(astring* directory) noexcept
 {
+    if (!makePrivateFile(directory)) {
+        __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate: no file of our own in %s.\n", directory);
+        return OXA_UPDATE_FAILED;
+    }
     const SmOwned<astring> word = directoryForShell(directory);
     const SmOwned<astring> command =
         !word ? nullptr : smFormat("echo suptlib.vardatapath=%s >%s%s", word.get(), word.get(), kPrivateFile);
     if (!command) {
         // The message carries the other operation's name; log readers know it so.
         __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory sysCMD = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (runShell(command.get()) == 0) return 0;
     __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate: system cmd failed : %s.\n", command.get());
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 s32 setUpStandalone() noexcept
@@ -118,14 +132,14 @@ s32 setUpStandalone() noexcept
     const SmOwned<astring> path = smText(kPathSize);
     if (!path) {
         __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate:  failed to alloc memory executionPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     // The execution directory carries its backslashes into the name; CleanIPCDirectory removes the same name.
     sprintf_s(path.get(), kPathSize, "%s/ipc", orEmpty(pExecutionDirectory));
     const s32 status = pExecutionDirectory == nullptr ? -1 : CreateDirectory(path.get(), kDirectoryMode);
     if (status != 0) {
         __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate:  CreateDirectory failed with status %d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     if (::getcwd(path.get(), kPathSize) == nullptr) return 0;
     return writePrivateFile(path.get());
@@ -136,12 +150,12 @@ s32 undoStandalone() noexcept
     const SmOwned<astring> ipc = smText(kPathSize);
     if (!ipc) {
         __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory pExecutionPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const SmOwned<astring> file = smText(kPathSize);
     if (!file) {
         __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory pQvoxaConfigPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     sprintf_s(ipc.get(), kPathSize, "%s/ipc", orEmpty(pExecutionDirectory));
     if (pExecutionDirectory == nullptr || RemoveDirectory(ipc.get()) != 0)
@@ -152,7 +166,7 @@ s32 undoStandalone() noexcept
     sprintf_s(file.get(), kPathSize, "%s/%s", current, kPrivateFile);  // two slashes, which do no harm
     if (const int status = std::remove(file.get()); status != 0) {
         __SysDbgPrint3("[AUFPI]CleanIPCDirectory: remove file %s failed with status  : %d.\n", file.get(), status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     return 0;
 }
@@ -162,14 +176,14 @@ s32 refuseUpdateDirectory() noexcept
     const SmOwned<astring> forbidden = smFormat("%s/%s", orEmpty(pOXAInstallPath), kUpdateName);
     if (!forbidden) {
         __SysDbgPrint3("[AUFPI]CheckBinaryExecutionPath: failed to alloc memory pExpectedExecutionPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const astring* const running = orEmpty(pExecutionDirectory);
     __SysDbgPrint4("[AUFPI]CheckBinaryExecutionPath: pCurrentExecutionPath path %s pExpectedExecutionPath %s.\n",
                    running, forbidden.get());
     if (std::strncmp(running, forbidden.get(), std::strlen(forbidden.get())) != 0) return 0;
     __SysDbgPrint3("[AUFPI]CheckBinaryExecutionPath: Execution qvoxa-sync from invalid path.\n");
-    return kForbidden;
+    return OXA_UPDATE_FORBIDDEN_PATH;
 }
 
 }  // namespace
@@ -183,7 +197,7 @@ extern "C" s32 AutoUpdateGetOxaInstallPath(astring* pInstallPath)
 
 extern "C" s32 AutoUpdateCheckUserPrivilege(void)
 {
-    return ::geteuid() == 0 ? 0 : qvrf::kNotRoot;
+    return ::geteuid() == 0 ? 0 : OXA_UPDATE_NOT_ROOT;
 }
 
 extern "C" s32 SetExecutionDirectory(astring* pProgramPath)

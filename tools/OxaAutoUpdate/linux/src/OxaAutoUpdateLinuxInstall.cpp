@@ -7,15 +7,11 @@
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kFailure         = 1;
-constexpr s32 kNoUpdate        = 2;
-constexpr s32 kAnotherInstance = 6;
-constexpr s32 kNoMemory        = 9;
 
 constexpr int kNoCommand = -1;  // as system() answers when there is no process for a command
 
@@ -27,7 +23,7 @@ class Staging {
 public:
     Staging() noexcept : path_(smFormat("%s/%s", installDirectory(), ".OXAAutoUpdate"))
     {
-        const SmOwned<astring> file = path_ ? smFormat("%s/%s", path_.get(), "setup.sh") : nullptr;
+        const SmOwned<astring> file = path_ ? smFormat("%s/%s", path_.get(), kInstaller) : nullptr;
         const SmOwned<astring> word = file ? shellQuoted(path_.get()) : nullptr;
         removal_                    = word ? smFormat("rm -rf %s ", word.get()) : nullptr;
         installer_                  = removal_ ? shellQuoted(file.get()) : nullptr;
@@ -44,7 +40,7 @@ public:
     s32 prepare(booln force) noexcept
     {
         const s32 status = PrepareOXAAutoUpdate(force, path_.get());
-        mine_            = status != kAnotherInstance;  // the other one may be installing from it
+        mine_            = status != OXA_UPDATE_ANOTHER_INSTANCE;  // the other one may be installing from it
         return status;
     }
     /** The installer as the shell takes it. */
@@ -64,7 +60,8 @@ int run(const SmOwned<astring>& command) noexcept
 
 bool uninstalled(const astring* installer) noexcept
 {
-    if (runShell("rpm -qa|grep qvoxa > /dev/null 2>&1") != 0) return true;  // no agent here
+    // A host without that package manager is one without an agent of its; the shell need not complain to the user.
+    if (runShell("exec 2>/dev/null; rpm -qa|grep qvoxa > /dev/null 2>&1") != 0) return true;
     std::puts("Uninstalling of Torvo Service Module is in progress.");
     if (const int status = run(smFormat("%s -d ", installer)); status != 0) {
         std::printf("Torvo Service Module Uninstallation failed with status %d.\n", status);
@@ -91,17 +88,18 @@ s32 reportInstallation(int status) noexcept
         "Torvo Service Module update/install is failed with the return code %d. For troubleshooting,refer the Oxa "
         "installation guide.\n",
         status);
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 s32 updateUnattended(Staging& staging, const astring* arguments, booln force) noexcept
 {
     if (const s32 status = staging.prepare(force); status != 0) {
-        if (status == kNoUpdate) __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow:Torvo Service Module update not available.\n");
+        if (status == OXA_UPDATE_NOTHING_TO_DO)
+            __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow:Torvo Service Module update not available.\n");
         return status;
     }
     if (force != 0) {
-        if (!uninstalled(staging.installer())) return kFailure;
+        if (!uninstalled(staging.installer())) return OXA_UPDATE_FAILED;
         std::puts("Torvo Service Module install is in progress.");
     } else {
         std::puts("Torvo Service Module update/install is in progress.");
@@ -121,12 +119,12 @@ s32 updateNow(const astring* arguments, booln force, booln silent) noexcept
 {
     if (!knowInstallPath()) {
         __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory pOXAInstallPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     Staging staging;
     if (!staging) {
         __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory for the staging directory.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     return force != 0 || silent != 0 ? updateUnattended(staging, arguments, force) : updateInteractively(staging);
 }

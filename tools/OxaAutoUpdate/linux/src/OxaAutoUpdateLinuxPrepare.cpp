@@ -5,21 +5,15 @@
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxDecide.h"
+#include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
-
-constexpr s32 kFailure         = 1;
-constexpr s32 kNoUpdate        = 2;
-constexpr s32 kBadSignature    = 3;
-constexpr s32 kNotLoaded       = 5;
-constexpr s32 kAnotherInstance = 6;
-constexpr s32 kNoMemory        = 9;
-constexpr s32 kTlsMismatch     = 1001;
 
 constexpr mode_t      kDirectoryMode        = 0755;
 constexpr std::size_t kInstalledVersionSize = 10;
@@ -29,7 +23,7 @@ constexpr std::size_t kInstalledVersionSize = 10;
 enum class Offer { noPackage, due, notDue, unknown };
 
 /** What the BMC's package would be to this host; sets installationType when that is known. */
-Offer checkVersions() noexcept
+Offer AutoUpdateOXAVersionCheck() noexcept
 {
     static constexpr char op[] = "AutoUpdateOXAVersionCheck";
     const TraceScope      trace(op, kUpdateTrace);
@@ -71,7 +65,7 @@ Offer checkVersions() noexcept
 /** @return whether the run goes on */
 bool decide(bool force) noexcept
 {
-    const Offer offer = checkVersions();
+    const Offer offer = AutoUpdateOXAVersionCheck();
     if (offer == Offer::noPackage) return false;  // nothing to force
     if (offer == Offer::due) {
         __SysDbgPrint4("[AUFPI]PrepareOXAAutoUpdate: OXA Update required.\n");
@@ -100,10 +94,11 @@ public:
     s32 fill() noexcept
     {
         std::puts("Downloading of Torvo Service Module packages is in progress.");
-        const s32 status = usable_ ? DownloadOxaAutoUpdateFile(path_, 0) : kNotLoaded;
+        if (!usable_) setReason("the directory %s cannot be made", path_);
+        const s32 status = usable_ ? DownloadOxaAutoUpdateFile(path_, 0) : OXA_UPDATE_NOT_DOWNLOADED;
         if (status != 0) {
             std::puts("Downloading of Torvo Service Module update packages failed.");
-            return status == kTlsMismatch ? status : kNotLoaded;
+            return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
         }
         std::puts("Downloading of Torvo Service Module packages is completed.");
         return 0;
@@ -121,7 +116,7 @@ struct UpdateFile {
 };
 
 /** Finds the package among the downloaded files; @p file stays empty when none is there. */
-s32 findUpdateFile(const astring* directory, UpdateFile& file) noexcept
+s32 AutoUpdateGetUpdateFile(const astring* directory, UpdateFile& file) noexcept
 {
     const TraceScope trace("AutoUpdateGetUpdateFile", kUpdateTrace);
     Directory        entries(::opendir(directory));
@@ -132,41 +127,43 @@ s32 findUpdateFile(const astring* directory, UpdateFile& file) noexcept
         if (kind != DownloadedFile::package) continue;
         file.path = smFormat("%s/%s", directory, entry->d_name);
         file.name = smCopy(entry->d_name);
-        if (!file.path || !file.name) return kNoMemory;
+        if (!file.path || !file.name) return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (entries && ::closedir(entries.release()) == 0) return 0;
     __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: Unable to get the update files.\n");
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 s32 verify(const astring* directory, const UpdateFile& file) noexcept
 {
     std::puts("Signature verification is in progress.");
     // Without a package there is nothing that a signature could vouch for.
-    const s32 status = file.path ? validateSignature(directory, file.path.get()) : kFailure;
+    if (!file.path) setReason("the manifest names no package for Linux");
+    const s32 status = file.path ? Signaturevalidate(directory, file.path.get()) : OXA_UPDATE_FAILED;
     if (status != 0) {
         std::printf("Signature verification failed with status %d.\n", status);
-        return kBadSignature;
+        return OXA_UPDATE_BAD_SIGNATURE;
     }
     std::puts("Signature verification was successful.");
     return 0;
 }
 
-s32 renewStaging(astring* staging) noexcept
+s32 AutoUpdateCreateTmpDir(astring* staging) noexcept
 {
     const TraceScope trace("AutoUpdateCreateTmpDir", kUpdateTrace);
     if (IsDirExist(staging) == 0) {
         __SysDbgPrint4("[AUFPI]AutoUpdateCreateTmpDir: Deleteing the temp dir before creating.\n");
-        if (RemoveDirectory(staging) != 0) return kFailure;
+        if (RemoveDirectory(staging) != 0) return OXA_UPDATE_FAILED;
     }
-    return CreateDirectory(staging, kDirectoryMode) == 0 ? 0 : kFailure;
+    return CreateDirectory(staging, kDirectoryMode) == 0 ? 0 : OXA_UPDATE_FAILED;
 }
 
 s32 extract(const UpdateFile& file, astring* staging) noexcept
 {
     if (const s32 status = ExtractFile(file.path.get(), staging); status != 0) {
+        setReason("the package cannot be unpacked");
         __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: Extraction of linux package failed with status %d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     __SysDbgPrint4("[AUFPI]PrepareOXAAutoUpdate: Linux update package file %s Extracted successfully.\n",
                    file.name.get());
@@ -178,9 +175,9 @@ s32 fetchAndStage(astring* staging) noexcept
     DownloadDirectory downloads;
     UpdateFile        file;
     s32               status = downloads.fill();
-    if (status == 0) status = findUpdateFile(downloads.path(), file);
+    if (status == 0) status = AutoUpdateGetUpdateFile(downloads.path(), file);
     if (status == 0) status = verify(downloads.path(), file);
-    if (status == 0) status = renewStaging(staging);
+    if (status == 0) status = AutoUpdateCreateTmpDir(staging);
     if (status == 0) status = extract(file, staging);
     return status;
 }
@@ -189,18 +186,20 @@ s32 prepareUpdate(bool force, astring* staging) noexcept
 {
     if (staging == nullptr) {
         __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: no staging directory.\n");
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
+    forgetReason();
     const bool             known     = knowInstallPath();
     const SmOwned<astring> directory = known ? smCopy(installDirectory()) : nullptr;
     const SmOwned<astring> lockFile  = directory ? smFormat("%s/%s", directory.get(), ".autoupdate") : nullptr;
-    if (!lockFile) {
+    const SmOwned<astring> installer = lockFile ? smFormat("%s/%s", staging, kInstaller) : nullptr;
+    if (!installer) {
         __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: failed to alloc memory pLockFile = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (IsDirExist(directory.get()) != 0) CreateDirectory(directory.get(), kDirectoryMode);
-    if (!claimHost(lockFile.get())) return kAnotherInstance;
-    if (!decide(force)) return kNoUpdate;
+    if (!AutoUpdateCheckForAnotherInstance(lockFile.get(), installer.get())) return OXA_UPDATE_ANOTHER_INSTANCE;
+    if (!decide(force)) return OXA_UPDATE_NOTHING_TO_DO;
     return fetchAndStage(staging);
 }
 

@@ -17,9 +17,13 @@ const astring* installDirectory() noexcept;
 /**
  * Claims the host for this process until it ends, by a lock on @p lockFile. Where there can be no lock file, the run
  * goes on without a lock.
- * @return false when another process holds the lock
+ * @param installer  of an update before this one, should it still run
+ * @return false when another process holds the lock, or that installer is at work
  */
-bool claimHost(astring* lockFile) noexcept;
+bool AutoUpdateCheckForAnotherInstance(astring* lockFile, const astring* installer) noexcept;
+
+/** Does another process of this user run @p program, itself or as its interpreter? */
+bool isAtWork(const astring* program) noexcept;
 
 /**
  * An empty directory of our own at a path where anybody may have put something: a run that was killed, or somebody who
@@ -27,9 +31,12 @@ bool claimHost(astring* lockFile) noexcept;
  */
 bool freshDirectory(astring* path, mode_t mode) noexcept;
 
+/** The name of an unpacked package's installer. */
+inline constexpr char kInstaller[] = "setup.sh";
+
 /** Checks a package against its signature and the key in @p downloadDirectory. @return 0 good; 1 not; 9 out of memory
  */
-s32 validateSignature(const astring* downloadDirectory, const astring* package) noexcept;
+s32 Signaturevalidate(const astring* downloadDirectory, const astring* package) noexcept;
 
 }  // namespace qvrf
 

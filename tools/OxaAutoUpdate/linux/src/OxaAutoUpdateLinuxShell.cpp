@@ -1,11 +1,15 @@
-/** @file OxaAutoUpdateLinuxShell.cpp  Commands for the system's shell. */
+/** @file OxaAutoUpdateLinuxShell.cpp  The one door to the system's shell. */
 #include "OxaAutoUpdateLinuxShell.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "OxaAutoUpdateUtilsText.h"
 
 namespace qvrf {
+
 SmOwned<astring> shellQuoted(std::string_view path) noexcept
 {
     if (!path.empty() && path.find_first_not_of(kShellPlain) == path.npos) return smCopy(path);
@@ -25,7 +29,10 @@ SmOwned<astring> shellQuoted(std::string_view path) noexcept
 int runShell(const char* command) noexcept
 {
     std::fflush(stdout);
-    return std::system(command);
+    const int status = std::system(command);
+    // Not the command itself: arguments of an installer may be nobody else's business.
+    if (status == -1) __SysDbgPrint3("runShell: a command could not be run: %s\n", std::strerror(errno));
+    return status;
 }
 
 }  // namespace qvrf

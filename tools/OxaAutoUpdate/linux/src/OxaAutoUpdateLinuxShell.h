@@ -1,4 +1,4 @@
-/** @file OxaAutoUpdateLinuxShell.h  Commands for the system's shell. */
+/** @file OxaAutoUpdateLinuxShell.h  The one door to the system's shell. */
 #ifndef OXAAUTOUPDATELINUXSHELL_H
 #define OXAAUTOUPDATELINUXSHELL_H
 
@@ -18,7 +18,11 @@ inline constexpr std::string_view kShellPlain =
  */
 SmOwned<astring> shellQuoted(std::string_view path) noexcept;
 
-/** Runs a command. What was printed so far comes first. @return what system() returns */
+/**
+ * Runs a command. What this process printed so far comes first. A command whose end cannot be learnt (no process to be
+ * had, or a host that ignores SIGCHLD) is logged.
+ * @return what system() returns
+ */
 int runShell(const char* command) noexcept;
 
 }  // namespace qvrf

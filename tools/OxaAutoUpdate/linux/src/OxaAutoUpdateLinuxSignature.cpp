@@ -4,28 +4,41 @@
 #include <unistd.h>
 
 #include "OxaAutoUpdateLinuxPrepare.h"
+#include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
+#include "qvstatus.h"
 #include "smsecure.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32    kFailure      = 1;
-constexpr s32    kNoMemory     = 9;
 constexpr mode_t kVerifierMode = 0600;
+
+/** A file of this user's own, not one that somebody gave a second name here. */
+bool isOwnFile(const astring* path) noexcept
+{
+    struct stat status {};
+    return ::lstat(path, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
+           status.st_nlink == 1;
+}
+
+bool CreateSigndB(astring* path) noexcept
+{
+    const TraceScope trace("CreateSigndB", kUpdateTrace);
+    if (!isOwnFile(path) && freshDirectory(path, kVerifierMode)) return true;
+    setReason("the verifier's directory %s cannot be made", path);
+    __SysDbgPrint3("[AUFPI]CreateSigndB: Directory %s creation failed with status %d. \n", path, -1);
+    return false;
+}
 
 /** The verifier's directory; removed with whatever the verifier left in it. */
 class VerifierDirectory {
 public:
     VerifierDirectory() noexcept : path_(smFormat("/tmp/%s", ".signature"))
     {
-        const TraceScope trace("CreateSigndB", kUpdateTrace);
-        if (!path_) return;
-        made_ = freshDirectory(path_.get(), kVerifierMode);
-        if (!made_)
-            __SysDbgPrint3("[AUFPI]CreateSigndB: Directory %s creation failed with status %d. \n", path_.get(), -1);
+        made_ = path_ && CreateSigndB(path_.get());
     }
     ~VerifierDirectory()
     {
@@ -45,14 +58,14 @@ private:
 s32 validate(const astring* downloadDirectory, const astring* package) noexcept
 {
     const VerifierDirectory directory;
-    if (!directory) return kFailure;
+    if (!directory) return OXA_UPDATE_FAILED;
     const SmOwned<astring> key    = smFormat("%s/%s", downloadDirectory, "RPM-GPG-KEY-zelmar");
     const SmOwned<astring> sign   = smFormat("%s.sign", package);
     const SmOwned<astring> verify = smCopy(package);
     const SmOwned<astring> signDb = smCopy(directory.path());
     if (!key || !sign || !verify || !signDb) {
         __SysDbgPrint3("[AUFPI]Signaturevalidate: failed to alloc memory for the signature object.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     OxaSignatureObject object{nullptr, key.get(), verify.get(), sign.get(), signDb.get(), {}};
     __SysDbgPrint4("[AUFPI]Signaturevalidate: pSignDB :%s pSignFile:%s pKey:%s pVerifyFile:%s \n", object.pSignDB,
@@ -60,21 +73,26 @@ s32 validate(const astring* downloadDirectory, const astring* package) noexcept
     const s32 status = OSVerifyDigitalSignature(&object);
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]Signaturevalidate: VerifyEmbeddedSignature failed with status %d.\n", status);
-    return kFailure;
+    if (status == OXA_VERIFIER_UNUSABLE) setReason("the verifier cannot be run: nothing is known about the signature");
+    return OXA_UPDATE_FAILED;
 }
 
 }  // namespace
 
 bool freshDirectory(astring* path, mode_t mode) noexcept
 {
-    struct stat status {};
-    if (::lstat(path, &status) == 0 && (!S_ISDIR(status.st_mode) || RemoveDirectory(path) != 0)) ::unlink(path);
-    if (CreateDirectory(path, mode) != 0) return false;
-    // Nobody else's, should somebody have been quicker.
-    return ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid();
+    constexpr int kTries = 5;  // somebody may be as quick as this
+    for (int tries = 0; tries < kTries; ++tries) {
+        struct stat status {};
+        if (::lstat(path, &status) == 0 && (!S_ISDIR(status.st_mode) || RemoveDirectory(path) != 0)) ::unlink(path);
+        if (CreateDirectory(path, mode) == 0 && ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) &&
+            status.st_uid == ::geteuid())
+            return true;
+    }
+    return false;
 }
 
-s32 validateSignature(const astring* downloadDirectory, const astring* package) noexcept
+s32 Signaturevalidate(const astring* downloadDirectory, const astring* package) noexcept
 {
     const TraceScope trace("Signaturevalidate", kUpdateTrace);
     return validate(downloadDirectory, package);

@@ -98,7 +98,7 @@ s32 escapeBlanks(astring* path) noexcept
         }
         escaped[at++] = c;
     }
-    if (found) strcpy_s(path, kPathSize, escaped);
+    if (found) strncpy_s(path, kPathSize, escaped, kPathSize - 1);
     __SysDbgPrint4("[AUFPI]Modified Directory Path %s: \n", path);
     return 0;
 }
@@ -142,11 +142,15 @@ s32 removeTree(const astring* path) noexcept
         __SysDbgPrint3("[AUFPI]DeleteDirectory: Directory path is pDirName = null \n");
         return kFailure;
     }
-    if (!emptyOut(AT_FDCWD, path)) {
+    // A '/' behind a link would lead to what the link names.
+    astring     plain[kPathSize]{};
+    std::size_t length = ::strnlen(path, kPathSize);
+    while (length > 1 && path[length - 1] == '/') --length;
+    if (strncpy_s(plain, sizeof plain, path, length) != 0 || !emptyOut(AT_FDCWD, plain)) {
         __SysDbgPrint3("[AUFPI]RemoveDirectory:open directory %s failed.\n", path);
         return kFailure;
     }
-    ::rmdir(path);
+    ::rmdir(plain);
     return 0;
 }
 

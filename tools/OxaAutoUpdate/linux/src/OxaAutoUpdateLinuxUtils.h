@@ -34,13 +34,15 @@ s32 IsDirExist(const astring* pDirPath);
 s32 FolderPathCorrection(astring* pDirPath);
 
 /**
- * Removes a directory and everything below it. A link is removed, never followed; neither is a link as the argument.
+ * Removes a directory and everything below it. A link is removed, never followed; neither is a link as the argument,
+ * with or without a '/' behind it.
  * @return 0, also when something could not be removed; -1 the path is NULL or the directory cannot be opened
  */
 s32 RemoveDirectory(astring* pDirName);
 
 /**
- * Unpacks a gzip-compressed tar archive into an existing directory, with the command `tar`.
+ * Unpacks a gzip-compressed tar archive into an existing directory, with the command `tar`. Where a path as it stands
+ * names nothing, a backslash before a blank in it is taken for what FolderPathCorrection put there.
  * @return 0; -1 an argument is NULL, the destination is no directory, or tar failed
  */
 s32 ExtractFile(astring* pSourceFile, astring* pDestDir);

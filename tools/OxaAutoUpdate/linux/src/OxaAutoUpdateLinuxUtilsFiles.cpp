@@ -4,6 +4,7 @@
 #include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtilsText.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "trace.h"
@@ -17,18 +18,36 @@ constexpr std::size_t kValueSize   = 9;
 constexpr int         kLineSize    = 256;
 constexpr std::size_t kKeyBound    = 20;
 
+/** The path without the backslashes that FolderPathCorrection put before its blanks. */
+SmOwned<astring> unescaped(std::string_view path) noexcept
+{
+    SmOwned<astring> text = smText(static_cast<u32>(path.size() + 1));
+    astring*         to   = text.get();
+    for (std::size_t i = 0; to != nullptr && i < path.size(); ++i)
+        if (path.substr(i, 2) != "\\ ") *to++ = path[i];
+    return text;
+}
+
+/** The path that a caller means, escaped or not. A file whose name has such a backslash in it goes before. */
+SmOwned<astring> asMeant(const astring* path) noexcept
+{
+    return ::access(path, F_OK) == 0 ? smCopy(path) : unescaped(path);
+}
+
 s32 unpack(const astring* archive, const astring* destination) noexcept
 {
     if (archive == nullptr || destination == nullptr) {
         __SysDbgPrint3("[AUFPI]ExtractFile: source file or destination ddirectory is null. \n");
         return kFailure;
     }
-    if (IsDirExist(destination) != 0) {
+    const SmOwned<astring> source    = asMeant(archive);
+    const SmOwned<astring> directory = asMeant(destination);
+    if (directory && IsDirExist(directory.get()) != 0) {
         __SysDbgPrint3("[AUFPI]ExtractFile: destination ddirectory not exists.\n");
         return kFailure;
     }
-    const SmOwned<astring> from    = shellQuoted(archive);
-    const SmOwned<astring> to      = shellQuoted(destination);
+    const SmOwned<astring> from    = source ? shellQuoted(source.get()) : nullptr;
+    const SmOwned<astring> to      = directory ? shellQuoted(directory.get()) : nullptr;
     const SmOwned<astring> command = smText(kCommandSize);
     // A command that does not fit is empty, which the shell would take for success.
     if (!from || !to || !command ||

@@ -1,0 +1,21 @@
+/** @file safeplaces.h  May root write here? Not where somebody else can put a link in the way. */
+#ifndef QVOXASYNC_SAFEPLACES_H
+#define QVOXASYNC_SAFEPLACES_H
+
+#include <string>
+
+namespace qvoxasync {
+
+/** Why the file at @p path is not to be trusted or written; empty: nothing is wrong, or there is none. */
+std::string whyUnsafeFile(const std::string& path);
+
+/**
+ * Why the directory at @p path, or where it will be made, is not to be written in: it or one above it belongs to
+ * somebody else than root and this user, or can be written by others. Above it, a sticky directory as /tmp does no
+ * harm.
+ */
+std::string whyUnsafeDirectory(const std::string& path);
+
+}  // namespace qvoxasync
+
+#endif
