@@ -4,6 +4,7 @@ target_sources(qvrfutil_objects PRIVATE
   ${agentmanager}/osprivlegeAddressCheck.cpp
   ${agentmanager}/osprivlegeArp.cpp
   ${agentmanager}/osprivlegeArpProbe.cpp
+  ${agentmanager}/osprivlegeCarrier.cpp
   ${agentmanager}/osprivlegeInterface.cpp
   ${agentmanager}/osprivlegeService.cpp
   ${agentmanager}/osprivlegeSourceAddress.cpp)

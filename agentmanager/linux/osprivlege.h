@@ -26,8 +26,10 @@ extern "C" {
  * @param RetryCount     requests to send, answered or not; not 0
  * @param RetryInterval  seconds to sleep between two requests; not 0
  * @param DestIP         the BMC's IPv4 address, dotted text
- * @return 0 every request was answered; 1 anything else, logged
- * Blocks for up to RetryCount * 5 + (RetryCount - 1) * RetryInterval seconds.
+ * @return 0 no request went unanswered; 1 anything else, logged. A wait that fails, as one does that a signal
+ *         interrupts, is passed over: where every wait failed the result is 0, and nobody has answered.
+ * Blocks for up to RetryCount * 5 + (RetryCount - 1) * RetryInterval seconds, and where it brought the interface up
+ * for up to 5 more until the carrier is there.
  */
 u8 OSSendARPProbeToTorvo(char* intf_name, unsigned int RetryCount, unsigned int RetryInterval, char* DestIP);
 
@@ -59,8 +61,11 @@ s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion);
  * Makes the interface's IPv6 link-local address follow its hardware address (EUI-64), as the BMC expects: sets the
  * generation mode where no link-local address is present yet, and takes the interface down and up again.
  *
- * Forks the calling process to run the command `ip`: call it where forking is safe. Where `ip` cannot be executed,
- * the forked process returns from this call as well.
+ * Forks the calling process to run the command `ip`: call it where forking is safe, and not with SIGCHLD ignored,
+ * where what became of `ip` cannot be learnt. Where `ip` cannot be executed, the forked process returns from this call
+ * as well.
+ *
+ * Waits for the carrier before and after, for up to 5 seconds in all where none comes: what is sent sooner is lost.
  * @return 0 the interface went down and up again, whatever `ip` said; -1 it did not, or no name
  */
 s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName);

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "osprivlege.h"
+#include "osprivlegeCarrier.h"
 #include "trace.h"
 
 namespace {
@@ -31,7 +32,7 @@ void logOutcome(pid_t child) noexcept
 }
 
 /** Asks `ip` for EUI-64 link-local addresses. An old `ip` or kernel may refuse: the link is bounced all the same. */
-void setAddrGenModeForIPV6(const astring* interfaceName) noexcept
+void SetAddrGenModeForIPV6(const astring* interfaceName) noexcept
 {
     const qvrf::TraceScope trace("SetAddrGenModeForIPV6", qvrf::kPlainTrace);
     const pid_t            child = ::fork();
@@ -63,7 +64,8 @@ s32 bounce(astring* interfaceName, u16 family) noexcept
 
 extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
 {
-    const qvrf::TraceScope trace("SetAddrGenModePolicyForUSBNICIPV6", qvrf::kPlainTrace);
+    static constexpr char  op[] = "SetAddrGenModePolicyForUSBNICIPV6";
+    const qvrf::TraceScope trace(op, qvrf::kPlainTrace);
     if (pInterfaceName == nullptr) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
         return -1;
@@ -74,8 +76,14 @@ extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
     }
     if (LXcheckHostIPVersion(pInterfaceName, kIPv6) == 0) {
         SetIFFlags(pInterfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter
-        return bounce(pInterfaceName, AF_INET6);
+        const s32 result = bounce(pInterfaceName, AF_INET6);
+        if (result == 0) qvrf::awaitRunning(op, pInterfaceName);
+        return result;
     }
-    setAddrGenModeForIPV6(pInterfaceName);
-    return bounce(pInterfaceName, AF_INET);
+    // A USB interface that goes up, down and up before its carrier came can lose it for good.
+    const bool runs = qvrf::awaitRunning(op, pInterfaceName);
+    SetAddrGenModeForIPV6(pInterfaceName);
+    const s32 result = bounce(pInterfaceName, AF_INET);
+    if (runs && result == 0) qvrf::awaitRunning(op, pInterfaceName);
+    return result;
 }

@@ -7,13 +7,10 @@
 #include <cstring>
 
 #include "osprivlege.h"
-#include "owners.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
-
-using AddressList = std::unique_ptr<ifaddrs, GivenBackBy<&::freeifaddrs>>;
 
 /** Compares as far as the name asked for goes: eth0 stands for eth0:1 and eth01 as well. */
 bool speaksOf(const ifaddrs& entry, const char* interfaceName) noexcept

@@ -4,7 +4,12 @@
 
 #include <ifaddrs.h>
 
+#include "owners.h"
+
 namespace qvrf {
+
+/** The host's interfaces with their flags and addresses. */
+using AddressList = std::unique_ptr<ifaddrs, GivenBackBy<&::freeifaddrs>>;
 
 enum class Wanted { ipv4, ipv6 };
 

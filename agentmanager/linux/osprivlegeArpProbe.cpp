@@ -12,6 +12,7 @@
 
 #include "osprivlege.h"
 #include "osprivlegeArp.h"
+#include "osprivlegeCarrier.h"
 #include "osprivlegeInterface.h"
 #include "osprivlegeSourceAddress.h"
 #include "shield.h"
@@ -31,18 +32,25 @@ struct Probe {
     unsigned int pauseSeconds;
 };
 
+/** The interface that the probe goes out on. */
+struct Interface {
+    int  index   = 0;
+    bool wasDown = false;
+};
+
 /** The interface's index, and the interface up. */
-bool broughtUp(int socket, const char* interfaceName, int& index) noexcept
+bool broughtUp(int socket, const char* interfaceName, Interface& found) noexcept
 {
     ifreq request = requestFor(interfaceName);
     if (!performed(socket, kGetIndex, request)) return false;
-    index = request.ifr_ifindex;
+    found.index = request.ifr_ifindex;
 
     if (!performed(socket, kGetFlags, request)) return false;
     if ((request.ifr_flags & IFF_UP) != 0) {
         __SysDbgPrint4("OSSendARPProbeToTorvo: interface %s status is UP\n", interfaceName);
         return true;
     }
+    found.wasDown = true;
     __SysDbgPrint4("OSSendARPProbeToTorvo: interface %s status is DOWN\n", interfaceName);
     request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP | IFF_RUNNING);
     if (!performed(socket, kSetFlags, request)) return false;
@@ -88,7 +96,9 @@ bool waited(int socket)
     std::vector<fd_set> readable(static_cast<std::size_t>(socket / FD_SETSIZE) + 1);
     FD_SET(socket % FD_SETSIZE, &readable.back());
     timeval timeOut{kAnswerWaitSeconds, 0};
-    return ::select(socket + 1, readable.data(), nullptr, nullptr, &timeOut) != -1;
+    if (::select(socket + 1, readable.data(), nullptr, nullptr, &timeOut) != -1) return true;
+    __SysDbgPrint3("OSSendARPProbeToTorvo: select failed errno=%d..\n", errno);
+    return false;
 }
 
 /** Takes the frame that came in. What it says does not matter: on this link only the BMC can have sent it. */
@@ -103,18 +113,27 @@ bool answered(int socket) noexcept
     }
     __SysDbgPrint4("OSSendARPProbeToTorvo: arp response recieved..\n");
     const StationText station = stationText(from);
-    if (isNobody(station)) return false;
+    if (isNobody(station)) {
+        __SysDbgPrint3("OSSendARPProbeToTorvo: the answer is from a station without address\n");
+        return false;
+    }
     __SysDbgPrint4("OSSendARPProbeToTorvo: dest mac addr = %s\n", station.data());
     return true;
+}
+
+/** Sleeps to the end: a signal that the agent handles does not shorten the pause. */
+void pauseFor(unsigned int seconds) noexcept
+{
+    while (seconds > 0) seconds = ::sleep(seconds);
 }
 
 bool everyRequestAnswered(int socket, const Probe& probe, const ArpRequest& request, const sockaddr_ll& to)
 {
     for (unsigned int left = probe.requests; left > 0; --left) {
         if (!sent(socket, request, to)) return false;
-        if (!waited(socket)) continue;  // interrupted: ask again at once
+        if (!waited(socket)) continue;  // no wait, no answer read: callers count on the next request coming at once
         if (!answered(socket)) return false;
-        if (left > 1) ::sleep(probe.pauseSeconds);
+        if (left > 1) pauseFor(probe.pauseSeconds);
     }
     return true;
 }
@@ -126,8 +145,8 @@ bool reached(const Probe& probe)
         __SysDbgPrint3("OSSendARPProbeToTorvo: socket creation failed %s..\n", std::strerror(errno));
         return false;
     }
-    int index = 0;
-    if (!broughtUp(packets.get(), probe.interfaceName, index)) return false;
+    Interface own;
+    if (!broughtUp(packets.get(), probe.interfaceName, own)) return false;
 
     AddressText sourceText{};
     if (!provideSourceAddress(probe.interfaceName, probe.bmcText, probe.bmc, sourceText)) return false;
@@ -137,7 +156,8 @@ bool reached(const Probe& probe)
         return false;
     }
     sockaddr_ll me;
-    if (!boundStation(packets.get(), index, me)) return false;
+    if (!boundStation(packets.get(), own.index, me)) return false;
+    if (own.wasDown) awaitRunning("OSSendARPProbeToTorvo", probe.interfaceName);
     return everyRequestAnswered(packets.get(), probe, arpRequest(me, source, probe.bmc), everybodyOn(me));
 }
 

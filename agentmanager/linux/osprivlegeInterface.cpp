@@ -19,12 +19,15 @@ ifreq requestFor(const char* interfaceName) noexcept
 {
     ifreq request;
     OXAmemset_s(&request, sizeof request, 0, sizeof request);
-    strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, ::strnlen(interfaceName, IFNAMSIZ));
+    const std::size_t length = ::strnlen(interfaceName, IFNAMSIZ);
+    if (strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, length) != 0) {
+        __SysDbgPrint3("the interface name %s is too long\n", interfaceName);
+    }
     return request;
 }
 
 LoggedSocket::LoggedSocket(int family, int type, const char* closeFailed) noexcept
-    : fd_(::socket(family, type, 0)), closeFailed_(closeFailed)
+    : fd_(::socket(family, type | SOCK_CLOEXEC, 0)), closeFailed_(closeFailed)
 {
 }
 

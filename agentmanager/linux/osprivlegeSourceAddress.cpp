@@ -68,7 +68,7 @@ std::vector<ifreq> addressedInterfaces(int socket)
 /** Copies the interface's address into @p address, if it has one. */
 bool foundAddress(const char* interfaceName, AddressText& address)
 {
-    const Descriptor control(::socket(AF_INET, SOCK_DGRAM, 0));
+    const Descriptor control(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!control) {
         __SysDbgPrint3("OSGetUSBNICInterfaceIP4Addr: socket() call failed\n");
         return false;
@@ -86,7 +86,7 @@ bool foundAddress(const char* interfaceName, AddressText& address)
     return false;
 }
 
-bool currentAddress(const char* interfaceName, AddressText& address)
+bool OSGetUSBNICInterfaceIP4Addr(const char* interfaceName, AddressText& address)
 {
     __SysDbgPrint4("OSGetUSBNICInterfaceIP4Addr: entry\n");
     const bool found = foundAddress(interfaceName, address);
@@ -94,7 +94,7 @@ bool currentAddress(const char* interfaceName, AddressText& address)
     return found;
 }
 
-in_addr derivedAddress(in_addr bmc, AddressText& address) noexcept
+in_addr buildLinkLocal(in_addr bmc, AddressText& address) noexcept
 {
     // A fixed line that marks this road in every log; no operation of that name is involved.
     __SysDbgPrint3("OSSendARPProbeToTorvo: APMUpdateAutoconnectFeature() failed\n");
@@ -134,11 +134,11 @@ bool assigned(const char* interfaceName, in_addr address) noexcept
 
 bool provideSourceAddress(const char* interfaceName, const char* bmcText, in_addr bmc, AddressText& source)
 {
-    if (currentAddress(interfaceName, source)) {
+    if (OSGetUSBNICInterfaceIP4Addr(interfaceName, source)) {
         if (!countsAsSame(source.data(), bmcText)) return true;
         __SysDbgPrint4("OSSendARPProbeToTorvo: Torvo IP recevied and OS ip configured is same.\n");
     }
-    return assigned(interfaceName, derivedAddress(bmc, source));
+    return assigned(interfaceName, buildLinkLocal(bmc, source));
 }
 
 }  // namespace qvrf

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# One case of the whole path over a real link: whole_path.sh CASE SANDBOX BIN. Exit status 77: cannot be run here.
+# One case of the whole path over a real link: whole_path.sh CASE SANDBOX BIN HURRY. Exit status 77: cannot be run here.
 set -euo pipefail
 readonly skipped=77
 
@@ -207,6 +207,8 @@ nothing_left() { [[ $(traces) == "$before" ]]; }
 case_name=$1
 if [[ ${2:-} == inside ]]; then
     scratch=$3 bin=$4
+    # A sanitizer wants to come first; the probe then takes its time.
+    ldd "$bin/qvrfctl" | grep -qE 'lib(a|t)san' || export LD_PRELOAD=$5
     "inside_$case_name"
     exit $((failures > 0))
 fi
@@ -216,7 +218,7 @@ if [[ ${2:-} == alone ]]; then
     exit $((failures > 0))
 fi
 
-sandbox=$2 bin=$3
+sandbox=$2 bin=$3 hurry=$4
 why=$("$sandbox" --check 2>&1) || { echo "skipped: $why"; exit $skipped; }
 for needed in jq setpriv awk; do
     command -v $needed >/dev/null || { echo "skipped: needs the command $needed"; exit $skipped; }
@@ -233,7 +235,7 @@ case $case_name in
     old_generation) options=(--torvosim --generation --torvosim old) ;;
     no_usb_nic) options=(--no-usb-nic) ;;
 esac
-inside=("$sandbox" --bin "$bin" ${options[@]+"${options[@]}"} -- bash "$0" "$case_name" inside "$scratch/mine" "$bin")
+inside=("$sandbox" --bin "$bin" ${options[@]+"${options[@]}"} -- bash "$0" "$case_name" inside "$scratch/mine" "$bin" "$hurry")
 case $case_name in
     terminated)
         "${inside[@]}" &

@@ -1,58 +1,57 @@
-/** @file Sandbox.cpp  Makes the namespaces with unshare, the link with `ip`. */
+/** @file Sandbox.cpp  Makes the namespaces with unshare, the link with `ip`, the BMC with a packet socket. */
 #include "Sandbox.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <ifaddrs.h>
+#include <linux/if_packet.h>
+#include <net/ethernet.h>
 #include <net/if.h>
+#include <poll.h>
 #include <sched.h>
-#include <sys/ioctl.h>
+#include <sys/eventfd.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <utility>
 
-#include "owners.h"
-
-namespace sandbox {
 namespace {
 
-int g_host = -1;  // network namespaces, held for the life of the test
-int g_bmc  = -1;
+int g_host = -1, g_bmc = -1;  // network namespaces, held for the life of the test
 
-std::string because(const char* what)
-{
-    return std::string(what) + ": " + std::strerror(errno);
-}
-
+/** Leaves this machine's network and mounts behind. @return why that is impossible; empty when it was done */
 std::string entered()
 {
     if (::geteuid() != 0) return "needs root";
     if (std::system("ip -V >/dev/null 2>&1") != 0) return "needs the command ip";
-    if (::unshare(CLONE_NEWNS) != 0) return because("no mount namespace");
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return because("no private mounts");
-    if (::unshare(CLONE_NEWNET) != 0) return because("no network namespace");
+    if (::unshare(CLONE_NEWNS | CLONE_NEWNET) != 0) return "this machine gives no namespaces";
+    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "no private mounts";
     g_bmc = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
-    if (g_bmc < 0 || ::unshare(CLONE_NEWNET) != 0) return because("no second network namespace");
-    g_host = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
-    if (g_host < 0) return because("no handle on the network namespace");
-    if (std::system("ip link add probe0 type veth peer name probe1 && ip link del probe0") != 0) {
-        return "the kernel makes no veth links";
-    }
-    return {};
+    if (g_bmc < 0 || ::unshare(CLONE_NEWNET) != 0) return "no second network namespace";
+    g_host           = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
+    const bool links = std::system("ip link add probe0 type veth peer name probe1 && ip link del probe0") == 0;
+    return g_host >= 0 && links ? "" : "the kernel makes no veth links";
 }
 
 }  // namespace
 
-const std::string& enter()
+void OnTheLink::SetUp()
 {
     static const std::string reason = entered();
-    return reason;
+    if (!reason.empty()) GTEST_SKIP() << reason;
+}
+
+Bytes fromHex(const std::string& text)
+{
+    Bytes       bytes;
+    std::string digits;
+    for (const char c : text) {
+        if (c != ' ') digits += c;
+        if (digits.size() < 2) continue;
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits, nullptr, 16)));
+        digits.clear();
+    }
+    return bytes;
 }
 
 void run(const std::string& command)
@@ -76,32 +75,41 @@ int inAnotherProcess(const std::function<int()>& body)
     return WEXITSTATUS(status);
 }
 
-std::set<std::string> ipv4Of(const std::string& interfaceName)
+namespace {
+
+std::string ipv4AndFlags(const std::string& interfaceName, unsigned& flags)
 {
     std::unique_ptr<ifaddrs, qvrf::GivenBackBy<&::freeifaddrs>> list;
     EXPECT_EQ(::getifaddrs(qvrf::Receive(list)), 0);
-    std::set<std::string> found;
+    std::string found;
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        if (interfaceName != entry->ifa_name || entry->ifa_addr->sa_family != AF_INET) continue;
-        found.insert(::inet_ntoa(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr));
+        if (interfaceName != entry->ifa_name) continue;
+        flags = entry->ifa_flags;
+        if (entry->ifa_addr->sa_family != AF_INET) continue;
+        found += ::inet_ntoa(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr) + std::string(" ");
     }
     return found;
 }
 
+}  // namespace
+
+std::string ipv4Of(const std::string& interfaceName)
+{
+    unsigned flags = 0;
+    return ipv4AndFlags(interfaceName, flags);
+}
+
 unsigned flagsOf(const std::string& interfaceName)
 {
-    const qvrf::Descriptor socket(::socket(AF_INET, SOCK_DGRAM, 0));
-    ifreq                  request{};
-    interfaceName.copy(request.ifr_name, IFNAMSIZ - 1);
-    EXPECT_EQ(::ioctl(socket.get(), SIOCGIFFLAGS, &request), 0) << std::strerror(errno);
-    return static_cast<unsigned short>(request.ifr_flags);
+    unsigned flags = ~0U;
+    ipv4AndFlags(interfaceName, flags);
+    return flags;
 }
 
 Link::Link(std::string hostsEnd) : hostsEnd_(std::move(hostsEnd))
 {
-    const std::string bmc = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(g_bmc);
-    run("ip link add " + hostsEnd_ + " address " + kHostHardware + " mtu 9000 type veth peer name bmc0 address " +
-        kBmcHardware + " mtu 9000 netns " + bmc);
+    run("ip link add " + hostsEnd_ + " address 02:00:5e:10:00:01 mtu 9000 type veth peer name bmc0 address " +
+        "02:00:5e:10:00:02 mtu 9000 netns /proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(g_bmc));
     onTheBmc([] { run("ip link set bmc0 up"); });
 }
 
@@ -110,4 +118,48 @@ Link::~Link()
     run("ip link del " + hostsEnd_);
 }
 
-}  // namespace sandbox
+Bmc::Bmc(std::vector<Bytes> answers) : answers_(std::move(answers)), stop_(::eventfd(0, EFD_CLOEXEC))
+{
+    onTheBmc([this] {
+        link_ = qvrf::Descriptor(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, htons(ETHERTYPE_ARP)));
+        sockaddr_ll end{};
+        end.sll_family   = AF_PACKET;
+        end.sll_protocol = htons(ETHERTYPE_ARP);
+        end.sll_ifindex  = static_cast<int>(::if_nametoindex("bmc0"));
+        ASSERT_EQ(::bind(link_.get(), reinterpret_cast<sockaddr*>(&end), sizeof end), 0) << std::strerror(errno);
+        // The host's end may have come up just now: the kernel's queue on this end still swallows frames for a while.
+        const int bypass = 1;
+        ASSERT_EQ(::setsockopt(link_.get(), SOL_PACKET, PACKET_QDISC_BYPASS, &bypass, sizeof bypass), 0);
+    });
+    worker_ = std::thread([this] { work(); });
+}
+
+std::vector<Bytes> Bmc::heard()
+{
+    if (worker_.joinable()) {
+        ::eventfd_write(stop_.get(), 1);
+        worker_.join();
+        while (takeOne()) continue;  // what arrived while it was told to stop
+    }
+    return heard_;
+}
+
+bool Bmc::takeOne()
+{
+    Bytes         frame(16384);
+    const ssize_t size = ::recv(link_.get(), frame.data(), frame.size(), MSG_DONTWAIT);
+    if (size < 0) return false;
+    frame.resize(static_cast<std::size_t>(size));
+    heard_.push_back(frame);
+    return true;
+}
+
+void Bmc::work()
+{
+    pollfd events[] = {{link_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
+    while (::poll(events, 2, -1) >= 0 && events[1].revents == 0) {
+        if (!takeOne() || heard_.size() > answers_.size()) continue;
+        const Bytes& frame = answers_[heard_.size() - 1];
+        EXPECT_EQ(::send(link_.get(), frame.data(), frame.size(), 0), static_cast<ssize_t>(frame.size()));
+    }
+}

@@ -1,38 +1,38 @@
-/** @file Sandbox.h  Network and mount namespaces of the test's own: a host, a BMC, and the link between them. */
+/** @file Sandbox.h  Network and mount namespaces of the test's own: a host, a BMC, the link between them. */
 #ifndef USBNIC_SANDBOX_H
 #define USBNIC_SANDBOX_H
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
-namespace sandbox {
+#include "owners.h"
 
-constexpr char kHostHardware[] = "02:00:5e:10:00:01";
-constexpr char kBmcHardware[]  = "02:00:5e:10:00:02";
+using Bytes = std::vector<std::uint8_t>;
 
-/** Leaves this machine's network and mounts behind, once. @return why that is impossible; empty when it was done */
-const std::string& enter();
+/** Bytes written as hexadecimal digits, blanks between them at will. */
+Bytes fromHex(const std::string& text);
 
 /** Runs a command line for the test's set-up; a failure fails the test. */
 void run(const std::string& command);
 
-/** Runs @p body among the BMC's interfaces. */
+/** Runs @p body among the BMC's interfaces, in the calling thread. */
 void onTheBmc(const std::function<void()>& body);
 
 /** Runs @p body in a process of its own. @return its result, or -1 when it did not exit */
 int inAnotherProcess(const std::function<int()>& body);
 
-/** The IPv4 addresses of an interface. */
-std::set<std::string> ipv4Of(const std::string& interfaceName);
-unsigned              flagsOf(const std::string& interfaceName);
+/** "10.0.0.1 169.254.0.2 " */
+std::string ipv4Of(const std::string& interfaceName);
+unsigned    flagsOf(const std::string& interfaceName);
 
 /** A link: the host's end, down and without an address; the BMC's end, called bmc0, up. Gone with the object. */
 class Link {
 public:
-    explicit Link(std::string hostsEnd);
+    explicit Link(std::string hostsEnd = "usb0");
     ~Link();
     Link(Link&&) = delete;
 
@@ -40,24 +40,30 @@ private:
     std::string hostsEnd_;
 };
 
-/** Names the rows of a table by their first member. */
-struct NameOfRow {
-    template <class Row>
-    std::string operator()(const testing::TestParamInfo<Row>& row) const
-    {
-        return row.param.name;
-    }
+/** The BMC at the far end: keeps every ARP frame that arrives, and answers the n-th with the n-th frame, while there is
+ * one. */
+class Bmc {
+public:
+    explicit Bmc(std::vector<Bytes> answers);
+    ~Bmc() { heard(); }
+    Bmc(Bmc&&) = delete;
+
+    /** Ends its work. @return everything that arrived, link-layer header included */
+    std::vector<Bytes> heard();
+
+private:
+    void work();
+    bool takeOne();
+
+    std::vector<Bytes> answers_, heard_;
+    qvrf::Descriptor   link_, stop_;
+    std::thread        worker_;
 };
 
 /** Tests that need all this; they say so where they cannot have it. */
-class Test : public testing::Test {
+class OnTheLink : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        if (!enter().empty()) GTEST_SKIP() << enter();
-    }
+    void SetUp() override;
 };
-
-}  // namespace sandbox
 
 #endif

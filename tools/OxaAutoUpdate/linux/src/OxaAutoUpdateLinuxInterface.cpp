@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -67,6 +68,8 @@ bool isUsbNic(const astring* name, astring* target, astring* path) noexcept
     if (sprintf_s(target, kWorkSize, "grep 7a3e/c051 %s >/dev/null", path) < 0) return false;
     __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName: Command  %s\n", target);
     const int status = std::system(target);
+    if (status == -1)
+        __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: no command can be run: %s\n", std::strerror(errno));
     if (status != 0) return false;
     __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName:  cmd res %d interface Name is %s\n", status, name);
     return true;
@@ -98,7 +101,10 @@ s32 findUsbNic(astring* destination) noexcept
         return kNoMemory;
     }
     const Directory interfaces(::opendir(kInterfaces));
-    if (!interfaces) return kFailure;
+    if (!interfaces) {
+        __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: cannot open %s: %s\n", kInterfaces, std::strerror(errno));
+        return kFailure;
+    }
 
     while (const dirent* entry = ::readdir(interfaces.get())) {
         if (entry->d_name[0] == '.') continue;

@@ -1,0 +1,425 @@
+/** @file UsbNicTest.cpp  Finding, setting up and probing the USB NIC: what travels, what the kernel then knows, what is
+ * logged. */
+#include <dirent.h>
+#include <fcntl.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
+
+#include "OxaAutoUpdateLinux.h"
+#include "Sandbox.h"
+#include "osprivlege.h"
+
+namespace {
+
+std::string           g_log;           // the lines of both levels
+std::vector<unsigned> g_pauses;        // between two requests: they pass at once
+int                   g_patienceMs;    // for an answer
+int                   g_failingWaits;  // a signal, say
+bool                  g_inheritable;   // a socket that a child process would get
+bool                  g_wakened;       // the next pause ends a second early
+
+void keep(const char* format, std::va_list arguments)
+{
+    char line[8192];
+    std::vsnprintf(line, sizeof line, format, arguments);
+    g_log += line;
+}
+
+}  // namespace
+
+// They stand in for the platform's and the C library's.
+#define KEEPS_LINES(symbol)                           \
+    extern "C" s32 symbol(const astring* format, ...) \
+    {                                                 \
+        std::va_list arguments;                       \
+        va_start(arguments, format);                  \
+        keep(format, arguments);                      \
+        va_end(arguments);                            \
+        return 0;                                     \
+    }
+KEEPS_LINES(__SysDbgPrint3)
+KEEPS_LINES(__SysDbgPrint4)
+
+extern "C" unsigned sleep(unsigned seconds)
+{
+    g_pauses.push_back(seconds);
+    return std::exchange(g_wakened, false) ? 1 : 0;
+}
+
+extern "C" int select(int end, fd_set*, fd_set*, fd_set*, timeval* limit)
+{
+    EXPECT_EQ(limit->tv_sec, 5);
+    g_inheritable = g_inheritable || (::fcntl(end - 1, F_GETFD) & FD_CLOEXEC) == 0;
+    pollfd watched{end - 1, POLLIN, 0};
+    if (g_failingWaits-- <= 0) return ::poll(&watched, 1, g_patienceMs);
+    errno = EINTR;
+    return -1;
+}
+
+namespace {
+
+const Bytes kReply =
+    fromHex("02005e100001 02005e100002 0806 0001 0800 06 04 0002 02005e100002 a9fe0001 02005e100001 a9fe0002");
+
+class UsbNic : public OnTheLink {
+protected:
+    void SetUp() override
+    {
+        g_log.clear();
+        g_pauses.clear();
+        g_patienceMs = 5000, g_failingWaits = 0, g_inheritable = false, g_wakened = false;
+        OnTheLink::SetUp();
+    }
+};
+
+void expectLogged(const std::string& line)
+{
+    EXPECT_NE(g_log.find(line), g_log.npos) << "'" << line << "' is missing in:\n" << g_log;
+}
+
+/** The request for 169.254.0.1 as it travels. @param sender  the host's address, hexadecimal */
+Bytes requestFrom(const std::string& sender)
+{
+    return fromHex("ffffffffffff 02005e100001 0806 0001 0800 06 04 0001 02005e100001" + sender +
+                   "02005e100001 a9fe0001");
+}
+
+u8 probe(unsigned requests = 1, std::string name = "usb0", std::string bmc = "169.254.0.1")
+{
+    return OSSendARPProbeToTorvo(name.data(), requests, 7, bmc.data());
+}
+
+TEST_F(UsbNic, ProbeFindsOrGivesTheHostsAddress)
+{
+    const struct {
+        const char *setUp, *sender, *after, *line;
+    } rows[] = {
+        {"true", "a9fe0002", "169.254.0.2 ", "OSSendARPProbeToTorvo: interface usb0 status is now UP\n"},
+        {"ip addr add 169.254.0.77/16 dev usb0", "a9fe004d", "169.254.0.77 ", "IP4Addr: exit, retcode=1\n"},
+        {"ip addr add 169.254.0.1/16 dev usb0", "a9fe0002", "169.254.0.2 ", "recevied and OS ip configured is same.\n"},
+        {"ip addr add 169.254.0.10/16 dev usb0", "a9fe0002", "169.254.0.2 ", "APMUpdateAutoconnectFeature() failed\n"},
+        {"ip addr add 10.1.2.3/8 dev usb0 label usb0:1", "a9fe0002", "169.254.0.2 ", "..d_ip= 169.254.0.2\n"},
+        {"for i in $(seq 25); do ip addr add 10.9.0.$i/32 dev lo; done; ip addr add 10.1.2.3/8 dev usb0", "0a010203",
+         "10.1.2.3 ", "OSGetUSBNICInterfaceIP4Addr: usb0: 10.1.2.3\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.setUp);
+        const Link link;
+        run(row.setUp);
+        Bmc bmc({kReply});
+        EXPECT_EQ(probe(), 0);
+        EXPECT_EQ(bmc.heard(), std::vector<Bytes>{requestFrom(row.sender)});
+        EXPECT_EQ(ipv4Of("usb0"), row.after);
+        EXPECT_EQ(flagsOf("usb0") & (IFF_UP | IFF_RUNNING), unsigned{IFF_UP | IFF_RUNNING});
+        expectLogged(row.line);
+    }
+}
+
+TEST_F(UsbNic, ProbeTakesTheAddressBesideTheBmcs)
+{
+    const Link link;
+    g_patienceMs = 0;
+    for (const auto& [bmc, host] :
+         {std::pair{"0", "1"}, {"1", "2"}, {"2", "5"}, {"3", "4"}, {"253", "254"}, {"254", "253"}, {"255", "254"}}) {
+        run("ip addr flush dev usb0");
+        EXPECT_EQ(probe(1, "usb0", std::string("169.254.7.") + bmc), 1);
+        EXPECT_EQ(ipv4Of("usb0"), std::string("169.254.7.") + host + ' ');
+    }
+}
+
+TEST_F(UsbNic, ProbeSleepsBetweenRequestsOnlyAndSleepsThrough)
+{
+    const Link link;
+    Bmc        bmc(std::vector<Bytes>(5, kReply));
+    g_wakened = true;
+    EXPECT_EQ(probe(5), 0);
+    EXPECT_EQ(bmc.heard(), std::vector<Bytes>(5, requestFrom("a9fe0002")));
+    EXPECT_EQ(g_pauses, (std::vector<unsigned>{7, 1, 7, 7, 7}));
+    EXPECT_FALSE(g_inheritable);
+}
+
+TEST_F(UsbNic, ProbeIsAnsweredByWhateverArrives)
+{
+    Bytes nobody = kReply, foreign = kReply, other = kReply, longest = kReply;
+    std::fill_n(nobody.begin() + 6, 6, 0);
+    foreign[6] = 0x42;
+    other[13]  = 0x07;
+    longest.resize(8900);
+    const struct {
+        Bytes       frame;
+        u8          result;
+        const char* line;
+    } rows[] = {{foreign, 0, "dest mac addr = 42:0:5e:10:0:2\n"},
+                {longest, 0, "OSSendARPProbeToTorvo: arp response recieved..\n"},
+                {{kReply.begin(), kReply.begin() + 15}, 0, "exit,retcode=0\n"},
+                {nobody, 1, "the answer is from a station without address\n"},
+                {other, 1, "OSGetUSBNICInterfaceIP4Addr: recvfrom() call failed\n"}};
+    for (const auto& row : rows) {
+        const Link link;
+        Bmc        bmc({row.frame});
+        g_patienceMs = row.result == 0 ? 5000 : 200;
+        EXPECT_EQ(probe(), row.result) << row.line;
+        expectLogged(row.line);
+    }
+}
+
+TEST_F(UsbNic, ProbeEndsWithTheFirstRequestThatNobodyAnswers)
+{
+    const Link link;
+    Bmc        bmc({kReply});
+    g_patienceMs = 500;
+    EXPECT_EQ(probe(5), 1);
+    EXPECT_EQ(bmc.heard().size(), 2U);
+}
+
+TEST_F(UsbNic, ProbePassesAWaitThatFailsOver)
+{
+    const Link link;
+    Bmc        bmc({});
+    g_failingWaits = 3;
+    EXPECT_EQ(probe(3), 0);
+    EXPECT_EQ(bmc.heard().size(), 3U);
+    EXPECT_TRUE(g_pauses.empty());
+    expectLogged("OSSendARPProbeToTorvo: select failed errno=4..\n");
+}
+
+TEST_F(UsbNic, ProbeWaitsForTheCarrierOfAnInterfaceThatItBroughtUp)
+{
+    const Link link;
+    onTheBmc([] { run("ip link set bmc0 down"); });
+    Bmc         bmc({kReply});
+    std::thread plug([] {
+        run("until ip link show usb0 up | grep -q usb0; do :; done");  // without carrier, as it is
+        onTheBmc([] { run("ip link set bmc0 up"); });
+    });
+    g_patienceMs = 500;
+    EXPECT_EQ(probe(), 0) << g_log;
+    plug.join();
+    EXPECT_EQ(bmc.heard().size(), 1U);
+}
+
+TEST_F(UsbNic, ProbeWorksBehindAThousandOpenFiles)
+{
+    const Link link;
+    Bmc        bmc({kReply});
+    EXPECT_EQ(inAnotherProcess([] {
+                  const rlimit files{4096, 4096};
+                  if (::setrlimit(RLIMIT_NOFILE, &files) != 0) return 99;
+                  while (::open("/dev/null", O_RDONLY) < 1100) continue;
+                  return static_cast<int>(probe());
+              }),
+              0);
+    EXPECT_EQ(bmc.heard().size(), 1U);
+}
+
+TEST_F(UsbNic, WhatIsRefusedChangesNothing)
+{
+    const Link link("usb0123456789ab");
+    char       name[] = "usb0123456789ab", bmc[] = "10.0.0.1";
+    EXPECT_EQ(OSSendARPProbeToTorvo(nullptr, 1, 1, bmc) + OSSendARPProbeToTorvo(name, 0, 1, bmc) +
+                  OSSendARPProbeToTorvo(name, 1, 0, bmc) + OSSendARPProbeToTorvo(name, 1, 1, nullptr),
+              4);
+    expectLogged("OSSendARPProbeToTorvo: invalid input..\n");
+    for (const char* text : {"", "169.254.0", "169.254.0.256", "fe80::1", "localhost"})
+        EXPECT_EQ(probe(1, name, text), 1);
+    expectLogged("OSSendARPProbeToTorvo: invalid input(destip) 169.254.0.256..\n");
+    for (const std::string other : {"nosuch0", "", "usb0123456789abc"}) {
+        std::string writable = other;
+        EXPECT_EQ(probe(1, other), 1) << other;
+        EXPECT_EQ(SetIFFlags(writable.data(), IFF_UP, AF_INET), -1) << other;
+        EXPECT_EQ(SetAddrGenModePolicyForUSBNICIPV6(writable.data()), -1) << other;
+    }
+    expectLogged("the interface name usb0123456789abc is too long\n");
+    EXPECT_EQ(SetIFFlags(name, IFF_UP, 255), -1);
+    EXPECT_EQ(SetIFFlags(nullptr, 1, AF_INET) + SetAddrGenModePolicyForUSBNICIPV6(nullptr), -2);
+    EXPECT_EQ(LXcheckHostIPVersion(nullptr, 0) + LXcheckIFIPConfigured(nullptr, 1), -2);
+    expectLogged("LXcheckIFIPConfigured: Interface name is NULL\n");
+    EXPECT_EQ(inAnotherProcess([&] {
+                  return ::setuid(65534) == 0 && probe(1, name) == 1 && SetIFFlags(name, 1, AF_INET) == -1 ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(flagsOf(name) & IFF_UP, 0U);
+}
+
+TEST_F(UsbNic, FlagsReplaceWhatWasThere)
+{
+    const Link link;
+    char       name[] = "usb0";
+    run("ip link set usb0 arp off promisc on");
+    EXPECT_EQ(SetIFFlags(name, IFF_UP, AF_INET), 0);
+    EXPECT_EQ(flagsOf("usb0") & (IFF_UP | IFF_NOARP | IFF_PROMISC), unsigned{IFF_UP});
+    EXPECT_EQ(SetIFFlags(name, 0, AF_INET6), 0);
+    EXPECT_EQ(flagsOf("usb0") & IFF_UP, 0U);
+    expectLogged("SetIFFlags: Interface 'usb0': flags set to 0000.\n");
+}
+
+TEST_F(UsbNic, AddressesAreJudgedByTheHostsList)
+{
+    const std::string bare = "ip link set usb0 addrgenmode none up";
+    const std::string ipv4 = "ip addr add 10.0.0.1/8 dev usb0";
+    const struct {
+        std::string setUp;
+        const char* asked;
+        booln       version;
+        s32         usable, routable;
+        const char* line;
+    } rows[] = {
+        {bare, "usb0", 0, -1, -1, "LXcheckHostIPVersion: Exit.\n"},
+        {bare + " && " + ipv4, "usb0", 0, 0, 0, "LXcheckHostIPVersion: Interface usb0 configured IPV4\n"},
+        {bare + " && " + ipv4, "us", 0, 0, 0, "LXcheckIFIPConfigured: Interface usb0 configured IPV4\n"},
+        {bare + " && " + ipv4, "usb0:1", 0, -1, -1, ""},
+        {ipv4, "usb0", 0, -1, -1, "LXcheckHostIPVersion: Interface is Down\n"},
+        {bare + " && ip addr add fe80::5/64 dev usb0 nodad", "usb0", 1, 0, -1,
+         "LXcheckIFIPConfigured: Interface  usb0 configured with IPV6\n"},
+        {bare + " && ip addr add fd00::5/64 dev usb0 nodad", "usb0", 1, -1, 0,
+         "LXcheckHostIPVersion: not a link local address\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.setUp);
+        const Link  link;
+        std::string asked = row.asked;
+        run(row.setUp);
+        EXPECT_EQ(LXcheckHostIPVersion(asked.data(), row.version), row.usable);
+        EXPECT_EQ(LXcheckIFIPConfigured(asked.data(), row.version), row.routable);
+        expectLogged(row.line);
+    }
+}
+
+TEST_F(UsbNic, PolicyMakesTheAddressFollowTheHardwareAndWaitsForTheCarrier)
+{
+    const Link link;
+    char       name[] = "usb0";
+    run("ip link set usb0 addrgenmode none");
+    EXPECT_EQ(SetAddrGenModePolicyForUSBNICIPV6(name), 0);
+    EXPECT_NE(flagsOf("usb0") & IFF_RUNNING, 0U);
+    run("ip -d link show usb0 | grep -q 'addrgenmode eui64'");
+    run("timeout 5 sh -c 'until ip -6 addr show dev usb0 | grep -q fe80::5eff:fe10:1/64; do sleep 0.02; done'");
+    run("ip link set usb0 addrgenmode none");  // there is an address now: the mode is left alone
+    EXPECT_EQ(SetAddrGenModePolicyForUSBNICIPV6(name), 0);
+    EXPECT_NE(flagsOf("usb0") & IFF_RUNNING, 0U);
+}
+
+TEST_F(UsbNic, PolicyWithoutTheCommandReturnsInBothProcesses)
+{
+    const Link link;
+    run("ip link set usb0 addrgenmode none");
+    int returns[2];
+    ASSERT_EQ(::pipe2(returns, O_CLOEXEC), 0);
+    const qvrf::Descriptor reading(returns[0]), writing(returns[1]);
+    EXPECT_EQ(inAnotherProcess([&] {
+                  const pid_t self   = ::getpid();
+                  char        name[] = "usb0";
+                  ::setenv("PATH", "/nonexistent", 1);
+                  const s32 result = SetAddrGenModePolicyForUSBNICIPV6(name);
+                  return ::write(writing.get(), ::getpid() == self ? "p" : "c", 1) == 1 ? static_cast<int>(result) : 99;
+              }),
+              0);
+    char who[3]{};
+    EXPECT_EQ(::read(reading.get(), who, 2), 2);
+    EXPECT_STREQ(who, "cp") << "the child ends before the parent goes on";
+}
+
+TEST_F(UsbNic, MarkerIsConsumedAndTheServiceStopsByItsOwnSignal)
+{
+    const std::string marker = "/opt/zelmar/kappel/Oxa/etc/ini/usbnicconfig.ini";
+    run("mkdir -p /opt && mount -t tmpfs none /opt");
+    EXPECT_EQ(IsUSBNICIntfConfigRequired(), FALSE);
+    run("mkdir -p " + marker.substr(0, marker.rfind('/')) + " && touch " + marker);
+    EXPECT_EQ(IsUSBNICIntfConfigRequired(), TRUE);
+    EXPECT_EQ(IsUSBNICIntfConfigRequired(), FALSE);
+    run("touch " + marker + " && mount -o remount,ro /opt");
+    EXPECT_EQ(IsUSBNICIntfConfigRequired(), TRUE) << "a marker that cannot be deleted still asks";
+    expectLogged("IsUSBNICIntfConfigRequired: Unable to delete the file: usbnicconfig.ini.\n");
+    run("umount /opt");
+    EXPECT_EQ(getTriggerInfo(), TRUE);
+    EXPECT_EXIT(stoppingAPMServiceFromWithIn(), testing::KilledBySignal(SIGTERM), "");
+}
+
+/** A /sys/class/net of the test's own. */
+class Sysfs : public UsbNic {
+protected:
+    void SetUp() override
+    {
+        UsbNic::SetUp();
+        if (!IsSkipped()) run("mount -t tmpfs none /sys && mkdir -p /sys/class/net");
+    }
+    void TearDown() override
+    {
+        if (!IsSkipped()) run("umount /sys");
+    }
+    /** An interface of the USB device @p product ("": none), at @p target or at a place like the kernel's. */
+    void has(const std::string& name, const std::string& product, std::string target = {})
+    {
+        const std::string port = std::to_string(++ports_);
+        if (target.empty()) target = "../../devices/pci0/usb1/1-" + port + "/net/" + name;
+        std::filesystem::create_symlink(target, "/sys/class/net/" + name);
+        if (product.empty()) return;
+        const std::string device = "/sys/class/" + target.substr(3) + "/device";
+        std::filesystem::create_directories(device);
+        std::ofstream(device + "/uevent") << "DRIVER=cdc_ether\nPRODUCT=" << product << "/100\n";
+    }
+    s32 find()
+    {
+        std::fill(std::begin(name_), std::end(name_), '?');
+        return GetUSBNICInterfaceName(name_);
+    }
+    int     ports_ = 0;
+    astring name_[64];
+};
+
+TEST_F(Sysfs, UsbNicIsFoundAmongOthers)
+{
+    has("lo", "", "../../devices/virtual/net/lo");
+    has("eth0", "7a3e/c051", "../../devices/pci0/net/eth0");  // the identity, but no USB device
+    has("usb0", "46b/ffb0");
+    has("usb2", "7a3e/c052");
+    has("gone0", "");
+    std::ofstream("/sys/class/net/bonding_masters") << "\n";
+    EXPECT_EQ(find(), 1);
+    EXPECT_EQ(name_[0], '?') << "untouched";
+    has("usb1", "7a3e/c051");
+    EXPECT_EQ(find(), 0);
+    EXPECT_STREQ(name_, "usb1");
+    expectLogged("[AUFPI]getUSBNICInterfaceName:  cmd res 0 interface Name is usb1\n");
+    std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(find(), 1);
+    std::signal(SIGCHLD, SIG_DFL);
+    expectLogged("[AUFPI]getUSBNICInterfaceName: no command can be run: No child processes\n");
+    run("umount /sys && mount -t tmpfs none /sys");
+    EXPECT_EQ(find() + GetUSBNICInterfaceName(nullptr), 2);
+    expectLogged("[AUFPI]getUSBNICInterfaceName: cannot open /sys/class/net/: No such file or directory\n");
+}
+
+TEST_F(Sysfs, FirstOfTwoInTheDirectoryCounts)
+{
+    for (const char* name : {"usb5", "usb4", "usb6"}) has(name, "7a3e/c051");
+    EXPECT_EQ(find(), 0);
+    EXPECT_EQ(name_, std::filesystem::directory_iterator("/sys/class/net")->path().filename().string());
+}
+
+TEST_F(Sysfs, NamesThatDoNotFitArriveEmptyAndNoneIsACommand)
+{
+    for (const std::size_t length : {15, 63, 64, 255}) {
+        const std::string name(length, 'u');
+        has(name, "7a3e/c051");
+        EXPECT_EQ(find(), 0) << length;
+        EXPECT_EQ(std::string(name_), length < 64 ? name : "") << length;
+        std::filesystem::remove("/sys/class/net/" + name);
+    }
+    for (const char* odd : {"x;touch pwned;", "$(touch pwned)", "`touch pwned`", "x>pwned", "a b"})
+        has(odd, "7a3e/c051");
+    has("long0", "", "usb/" + std::string(4000, 'x'));
+    EXPECT_EQ(find(), 1);
+    EXPECT_FALSE(std::filesystem::exists("pwned"));
+}
+
+}  // namespace
