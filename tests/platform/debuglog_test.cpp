@@ -60,10 +60,21 @@ TEST(DebugLog, IsNoLinkAndNoDirectory)
     const Scratch scratch;
     const auto    target = scratch.write("target", "");
     ASSERT_EQ(::symlink(target.c_str(), (scratch / "link").c_str()), 0);
+    ASSERT_EQ(::link(target.c_str(), (scratch / "second").c_str()), 0);
     EXPECT_THROW(DebugLog(LogLevel::trace, scratch / "link"), spdlog::spdlog_ex);
+    EXPECT_THROW(DebugLog(LogLevel::trace, target), spdlog::spdlog_ex) << "it has a second name";
     EXPECT_THROW(DebugLog(LogLevel::trace, scratch.path()), spdlog::spdlog_ex);
     EXPECT_THROW(DebugLog(LogLevel::trace, "/dev/null"), spdlog::spdlog_ex);
     EXPECT_THROW(DebugLog(LogLevel::trace, scratch / "absent/log"), spdlog::spdlog_ex);
+}
+
+TEST(DebugLog, ThatSomebodyElseMadeIsNotOurs)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to give a file away";
+    const Scratch scratch;
+    const auto    file = scratch.write("log", "");
+    ASSERT_EQ(::chown(file.c_str(), 65534, 0), 0);
+    EXPECT_THROW(DebugLog(LogLevel::trace, file), spdlog::spdlog_ex);
 }
 
 TEST(DebugLog, TakesItsLevelAndAbove)

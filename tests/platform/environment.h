@@ -7,7 +7,4 @@
 /** The settings of this process name files in here: "bmc" is the BMC's socket, "token.key" the shared key. */
 const Scratch& environment();
 
-/** Blocks that OpenSSL took since the start. */
-long opensslAllocations();
-
 #endif

@@ -78,6 +78,18 @@ INSTANTIATE_TEST_SUITE_P(Contents, KeyFile,
                                          KeyCase{"TooLong", std::string(4097, 'k'), ""}),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST(KeyFile, IsOursAloneToRead)
+{
+    const Scratch scratch;
+    const auto    file = scratch.write("key", kKey);
+    ASSERT_EQ(::symlink("key", (scratch / "link").c_str()), 0);
+    EXPECT_TRUE(qvplatform::readTokenKey((scratch / "link").c_str()).empty());
+    for (const mode_t mode : {0640u, 0604u, 0620u}) {
+        ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+        EXPECT_TRUE(qvplatform::readTokenKey(file.c_str()).empty()) << mode;
+    }
+}
+
 class Login : public testing::Test {
 protected:
     Login() { environment().write("token.key", kKey + "\n"); }

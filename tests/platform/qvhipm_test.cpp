@@ -3,7 +3,11 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstring>
+#include <future>
 
 #include "environment.h"
 #include "scriptedpeer.h"
@@ -119,9 +123,9 @@ TEST_F(Command, ReadsTheFirmwareVersion)
 TEST_F(Command, LeavesTheVersionAloneWhenItCannotBeRead)
 {
     u16 major = 42;
-    for (const Bytes& bad : {Bytes{0xC1, 0x06, 0x0A}, Bytes{0x00, 0x06}}) {
+    for (const auto& [bad, result] : {std::pair<Bytes, s32>{{0xC1, 0x06, 0x0A}, 2}, {{0x00, 0x06}, 2}, {{0xC3}, 1}}) {
         answer = bad;
-        EXPECT_NE(QVHIPMGetTorvoFwVersion(&major, nullptr, nullptr), 0);
+        EXPECT_EQ(QVHIPMGetTorvoFwVersion(&major, nullptr, nullptr), result);
         EXPECT_EQ(major, 42);
     }
 }
@@ -140,6 +144,29 @@ TEST(NoBmc, IsReportedByEveryOperation)
     EXPECT_EQ(BMCUserGetUserPresence("root"), 0U);
     EXPECT_EQ(BMCUserGetFreeUserSlotFromDB(), 0U);
     EXPECT_NE(SMHOSMIExportLogKSL("OXA0034", 0, nullptr), 0);
+}
+
+TEST(Fork, DuringAnotherThreadsExchangeLeavesTheChildItsOwnWay)
+{
+    std::promise<void> asked, letGo;
+    bool               first = true;
+    ScriptedPeer       peer(socketPath(), [&](Line& line, const Message& m) {
+        if (std::exchange(first, false)) {
+            asked.set_value();
+            letGo.get_future().wait();
+        }
+        line.reply(m, {0x00, 0x06, 0x0A});
+        line.hangUp();
+    });
+    std::thread        busy([] { EXPECT_EQ(QVHIPMGetTorvoFwVersion(nullptr, nullptr, nullptr), 0); });
+    asked.get_future().wait();
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(QVHIPMGetTorvoFwVersion(nullptr, nullptr, nullptr));
+    letGo.set_value();
+    busy.join();
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 class Text : public testing::Test {

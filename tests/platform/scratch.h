@@ -28,9 +28,11 @@ public:
     std::string        operator/(const std::string& name) const { return path_ + "/" + name; }
     const std::string& path() const { return path_; }
 
+    /** For its owner alone, as keys must be. */
     std::string write(const std::string& name, const std::string& text) const
     {
         std::ofstream(*this / name, std::ios::binary) << text;
+        ::chmod((*this / name).c_str(), 0600);
         return *this / name;
     }
 

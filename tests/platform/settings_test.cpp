@@ -63,7 +63,7 @@ TEST_P(UnusableValue, IsNamedAndTheDefaultStands)
 {
     const Reading     reading = readSettings(GetParam());
     const std::string key     = std::string(GetParam()).substr(0, std::string(GetParam()).find('='));
-    EXPECT_THAT(reading.complaints, ElementsAre(HasSubstr(key + " is '")));
+    EXPECT_THAT(reading.complaints, ElementsAre(HasSubstr("1: " + key + " is '")));
     EXPECT_EQ(reading.settings.logLevel, LogLevel::off);
     EXPECT_EQ(reading.settings.endpoint.place, "/dev/ipmi0");
     EXPECT_EQ(reading.settings.installPath, "/opt/zelmar/kappel/Oxa");
@@ -121,32 +121,47 @@ TEST(ConfigurationFile, NoneMeansTheDefaults)
     EXPECT_THAT(reading.complaints, IsEmpty());
 }
 
-TEST(ConfigurationFile, ThatSomebodyNamedButIsAbsentIsComplainedOf)
+struct FileCase {
+    const char* name;
+    const char* prepare;  // shell commands where the file is
+    const char* problem;
+};
+
+class ForeignFile : public testing::TestWithParam<FileCase> {};
+
+TEST_P(ForeignFile, IsLeftOutAndAnErrorWhereItWasNamed)
 {
     const Scratch scratch;
-    EXPECT_THAT(readFirst({{scratch / "absent", true}}).complaints, ElementsAre(HasSubstr(scratch / "absent")));
+    const auto    file = scratch.write("cfg", "suptlib.logfile=/l\nx=1\nsuptlib.loglevel=loud\n");
+    ASSERT_EQ(std::system(("cd " + scratch.path() + " && " + GetParam().prepare).c_str()), 0);
+    const Reading found = readFirst({{file}});
+    const Reading named = readFirst({{file, true}, {scratch.write("next", "suptlib.logfile=/next")}});
+    EXPECT_EQ(named.settings.problem, file + GetParam().problem);
+    EXPECT_EQ(named.settings.logFile, "");
+    EXPECT_EQ(found.settings.problem, "");
+    EXPECT_EQ(found.settings.logFile, std::string(GetParam().prepare) == "true" ? "/l" : "");
 }
 
-TEST(ConfigurationFile, ThatCannotBeOneIsLeftOut)
-{
-    const Scratch scratch;
-    ASSERT_EQ(::mkfifo((scratch / "pipe").c_str(), 0600), 0);
-    const auto    good    = scratch.write("good", "suptlib.logfile=/good");
-    const Reading reading = readFirst({{scratch.path()}, {good}});
-    EXPECT_EQ(reading.settings.logFile, "/good");
-    EXPECT_THAT(reading.complaints, ElementsAre(HasSubstr("not a file")));
-    EXPECT_EQ(readFirst({{scratch / "pipe"}}).settings.logFile, "");  // and does not wait for a writer
-}
+INSTANTIATE_TEST_SUITE_P(
+    Files, ForeignFile,
+    testing::Values(FileCase{"Malformed", "true", ":3: suptlib.loglevel is 'loud': it is off, error or trace"},
+                    FileCase{"Absent", "rm cfg", ": No such file or directory"},
+                    FileCase{"Link", "mv cfg it && ln -s it cfg", ": a symbolic link"},
+                    FileCase{"SecondName", "ln cfg it", ": it has more than one name"},
+                    FileCase{"Pipe", "rm cfg && mkfifo cfg", ": not a regular file"},
+                    FileCase{"Directory", "rm cfg && mkdir cfg", ": not a regular file"},
+                    FileCase{"WritableByGroup", "chmod 664 cfg", ": other users can write it (chmod go-w)"},
+                    FileCase{"WritableByAll", "chmod 646 cfg", ": other users can write it (chmod go-w)"},
+                    FileCase{"DirectoryWritableByAll", "chmod 1777 .", ": other users can write its directory"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
-TEST(ConfigurationFile, InASharedPlaceIsUsedOnlyWhenOthersCannotWriteIt)
+TEST(ConfigurationFile, OfAnotherUserIsLeftOut)
 {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to give a file away";
     const Scratch scratch;
-    const auto    file = scratch.write("file", "suptlib.logfile=/l");
-    EXPECT_EQ(readFirst({{file, false, true}}).settings.logFile, "/l");
-    ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
-    const Reading reading = readFirst({{file, false, true}});
-    EXPECT_EQ(reading.settings.logFile, "");
-    EXPECT_THAT(reading.complaints, ElementsAre(HasSubstr("other users")));
+    const auto    file = scratch.write("cfg", "");
+    ASSERT_EQ(::chown(file.c_str(), 65534, 0), 0);
+    EXPECT_THAT(readFirst({{file, true}}).settings.problem, HasSubstr("it belongs to another user"));
 }
 
 }  // namespace

@@ -3,11 +3,17 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include <csignal>
 #include <future>
 
 #include "channel.h"
 #include "scratch.h"
 #include "scriptedpeer.h"
+#include "torvotext.h"
 
 using namespace qvplatform;
 
@@ -110,6 +116,32 @@ TEST_F(Socket, ReachesAPeerThatStartsLater)
     EXPECT_EQ(ask(request), std::nullopt);
     ScriptedPeer peer(scratch / "bmc", [](Line& line, const Message& m) { line.reply(m, {0x00, 0x07}); });
     EXPECT_THAT(ask(request), Optional(reply));
+}
+
+TEST_F(Socket, OfAnotherUserIsNotTheBmc)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::chmod(scratch.path().c_str(), 0777);
+        const bool  became = ::setuid(65534) == 0;
+        const int   made   = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un name{};
+        name.sun_family = AF_UNIX;
+        (scratch / "bmc").copy(name.sun_path, sizeof name.sun_path - 1);
+        const bool listens = became && ::bind(made, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0 &&
+                             ::listen(made, 1) == 0;
+        ::kill(::getpid(), listens ? SIGSTOP : SIGKILL);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_TRUE(::waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status));
+    EXPECT_EQ(ask(request), std::nullopt);
+    std::array<astring, 512> problem{};
+    QVHIPMLastProblem(problem.data(), problem.size());
+    EXPECT_EQ(std::string(problem.data()), "connect at " + (scratch / "bmc") + ": Operation not permitted");
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
 }
 
 class Unreachable : public testing::TestWithParam<Endpoint> {};

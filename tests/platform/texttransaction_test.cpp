@@ -17,17 +17,17 @@ class Script {
 public:
     explicit Script(std::vector<std::optional<Bytes>> replies) : replies_(std::move(replies)) {}
 
-    TextReply run(vmwire::Verb verb, std::string_view text)
+    TextReply run(vmwire::Verb verb, std::string_view text, Clock::duration limit = std::chrono::minutes(1))
     {
         return runText(
-            [this](const Bytes& request) -> std::optional<Bytes> {
+            [this](const Bytes& request, Clock::time_point) -> std::optional<Bytes> {
                 requests.push_back(request);
                 if (requests.size() > replies_.size() || !replies_[requests.size() - 1]) return std::nullopt;
                 Bytes reply{static_cast<u8>(request[0] | 4), request[1]};
                 reply.insert(reply.end(), replies_[requests.size() - 1]->begin(), replies_[requests.size() - 1]->end());
                 return reply;
             },
-            kId, verb, text);
+            kId, verb, text, limit);
     }
 
     std::vector<Bytes> requests;
@@ -81,6 +81,14 @@ TEST(TextTransaction, DoesNotAskABusyBmcForEver)
     EXPECT_LT(script.requests.size(), 100U);
 }
 
+TEST(TextTransaction, HasOneDeadlineAsAWhole)
+{
+    Script script(std::vector<std::optional<Bytes>>(100, Bytes{0}));
+    EXPECT_EQ(script.run(vmwire::Verb::commandLine, std::string(4096, 'x'), Clock::duration::zero()).result,
+              kNotReached);
+    EXPECT_TRUE(script.requests.empty());
+}
+
 TEST(TextTransaction, ThatIsTooLongIsNotSent)
 {
     Script script({});
@@ -108,6 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(FailureCase{"NoneToWrite", {std::nullopt}, kNotReached},
                     FailureCase{"NoneToRun", {Bytes{0}, std::nullopt}, kNotReached},
                     FailureCase{"NoneToRead", {Bytes{0}, Bytes{0, 0, 0, 0, 0, 1, 0}, std::nullopt}, kNotReached},
+                    FailureCase{"DriverAnswersForASilentBmc", {Bytes{0xC3}}, kNotReached},
                     FailureCase{"WriteRefused", {Bytes{0xC9}}, kRefused},
                     FailureCase{"RunRefused", {Bytes{0}, Bytes{0xC1}}, kRefused},
                     FailureCase{"RunCutShort", {Bytes{0}, Bytes{0, 0, 0, 0, 0, 1}}, kRefused},

@@ -71,7 +71,7 @@ constexpr Key kKeys[] = {
     {"secure.tokenkey", setPath<&Settings::tokenKeyFile>, "a file"},
 };
 
-void readLine(std::string_view line, Reading& reading)
+void readLine(std::size_t number, std::string_view line, Reading& reading)
 {
     const auto equals = line.find('=');
     if (equals == line.npos) return;
@@ -81,7 +81,8 @@ void readLine(std::string_view line, Reading& reading)
         if (name != key.name) continue;
         // A NUL would cut the value short in every system call behind it.
         if (value.find('\0') != value.npos || !key.set(reading.settings, value))
-            reading.complaints.push_back(std::string(name) + " is '" + std::string(value) + "': it is " + key.wanted);
+            reading.complaints.push_back(std::to_string(number) + ": " + std::string(name) + " is '" +
+                                         std::string(value) + "': it is " + key.wanted);
         return;
     }
 }
@@ -113,9 +114,9 @@ std::optional<Endpoint> parseEndpoint(std::string_view text)
 Reading readSettings(std::string_view text)
 {
     Reading reading;
-    while (!text.empty()) {
+    for (std::size_t number = 1; !text.empty(); ++number) {
         const auto end = std::min(text.find('\n'), text.size());
-        readLine(text.substr(0, end), reading);
+        readLine(number, text.substr(0, end), reading);
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return reading;

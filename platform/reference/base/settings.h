@@ -29,9 +29,12 @@ struct Settings {
     std::string logFile;                                 ///< suptlib.logfile
     Endpoint    endpoint;                                ///< hipm.endpoint
     std::string tokenKeyFile;                            ///< secure.tokenkey
+
+    /** Why there are none: what is wrong with the file that somebody named, and where. Nothing is reached then. */
+    std::string problem;
 };
 
-/** Settings with one sentence for every value that could not be used; its default stands then. */
+/** Settings with one sentence for every value that could not be used, its line first; its default stands then. */
 struct Reading {
     Settings                 settings;
     std::vector<std::string> complaints;
@@ -46,11 +49,14 @@ std::optional<Endpoint> parseEndpoint(std::string_view text);
 /** A place where the configuration may stand. */
 struct Candidate {
     std::string path;
-    bool        named  = false;  ///< somebody asked for this very file: worth a complaint when it cannot be read
-    bool        shared = false;  ///< others may have put it there: used only when they cannot write it
+    bool        named = false;  ///< somebody asked for this very file: no other stands in for it
 };
 
-/** The settings in the first candidate that exists; the defaults when none does. */
+/**
+ * The settings in the first candidate that exists; the defaults when none does. The settings name files that root
+ * writes and programs that root runs: a file that others can write or replace is left out, and where it was named, or
+ * is absent or malformed, that is the settings' problem.
+ */
 Reading readFirst(const std::vector<Candidate>& candidates);
 
 /** This process's settings, read when first asked for; complaints go to the system's log. Any thread. */

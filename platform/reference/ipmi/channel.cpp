@@ -1,6 +1,11 @@
 /** @file channel.cpp  Serialised exchanges, and the channel that the settings choose. */
 #include "channel.h"
 
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+
 #include "devicetransport.h"
 #include "hipmstatus.h"
 #include "settings.h"
@@ -32,9 +37,10 @@ private:
     bool     mine_ = false;
 };
 
-std::optional<Bytes> Channel::exchange(const Bytes& request)
+std::optional<Bytes> Channel::exchange(const Bytes& request, Clock::time_point latest)
 {
-    const auto deadline = Clock::now() + limit_;
+    forgetProblem();
+    const auto deadline = std::min(Clock::now() + limit_, latest);
     const Turn turn(*this, deadline);
     if (!turn) {
         reportFailure("exchange", "other exchanges took all the time");
@@ -43,15 +49,69 @@ std::optional<Bytes> Channel::exchange(const Bytes& request)
     return transport_->exchange(request, deadline);
 }
 
-Channel& bmcChannel()
+void Channel::letGo() const noexcept
+{
+    if (const int way = transport_->descriptor(); way >= 0) ::close(way);
+}
+
+namespace {
+
+/** Stands in for the BMC of a configuration that cannot be used. */
+class NoTransport : public Transport {
+public:
+    std::optional<Bytes> exchange(const Bytes&, Clock::time_point) override
+    {
+        reportFailure("configuration", settings().problem.c_str());
+        return std::nullopt;
+    }
+};
+
+std::unique_ptr<Transport> configuredTransport()
+{
+    if (!settings().problem.empty()) return std::make_unique<NoTransport>();
+    const Endpoint& endpoint = settings().endpoint;
+    if (endpoint.kind == Endpoint::Kind::device) return std::make_unique<DeviceTransport>(endpoint.place);
+    return std::make_unique<SocketTransport>(endpoint);
+}
+
+/** The process's channel, and the one before it in the parent's memory, so that a leak checker finds them all. */
+struct Current {
+    Current() : channel(configuredTransport()) {}
+    Channel  channel;
+    Current* parents = nullptr;
+};
+
+std::atomic<Current*> g_current{nullptr};
+Current*              g_parents = nullptr;
+
+/**
+ * The fork may have fallen into another thread's exchange, and that thread is not here to end it: its channel stays as
+ * it is, for ever busy, and the child's next exchange makes a new one.
+ */
+void startAnewInChild() noexcept
+{
+    Current* const parents = g_current.exchange(nullptr);
+    if (parents == nullptr) return;
+    parents->channel.letGo();
+    parents->parents = g_parents;
+    g_parents        = parents;
+}
+
+Current& newCurrent()
 {
     // Never destroyed: a detached thread may be in an exchange while the process ends.
-    static Channel& channel = *new Channel([]() -> std::unique_ptr<Transport> {
-        const Endpoint& endpoint = settings().endpoint;
-        if (endpoint.kind == Endpoint::Kind::device) return std::make_unique<DeviceTransport>(endpoint.place);
-        return std::make_unique<SocketTransport>(endpoint);
-    }());
-    return channel;
+    auto     made  = std::make_unique<Current>();
+    Current* first = nullptr;
+    return g_current.compare_exchange_strong(first, made.get()) ? *made.release() : *first;
+}
+
+}  // namespace
+
+Channel& bmcChannel()
+{
+    [[maybe_unused]] static const int registered = ::pthread_atfork(nullptr, nullptr, startAnewInChild);
+    Current* const                    current    = g_current.load();
+    return (current != nullptr ? *current : newCurrent()).channel;
 }
 
 }  // namespace qvplatform

@@ -19,8 +19,12 @@ public:
     {
     }
 
-    /** One exchange; the wait for other threads' exchanges counts into its time. Any thread. */
-    std::optional<Bytes> exchange(const Bytes& request);
+    /** One exchange; the wait for other threads' exchanges counts into its time, which ends at @p latest. Any thread.
+     */
+    std::optional<Bytes> exchange(const Bytes& request, Clock::time_point latest = Clock::time_point::max());
+
+    /** In a child of fork(): closes the way that the parent goes on using, and touches nothing else. */
+    void letGo() const noexcept;
 
 private:
     class Turn;
@@ -32,7 +36,7 @@ private:
     bool                             busy_ = false;
 };
 
-/** The channel to the endpoint of the settings. */
+/** The channel to the endpoint of the settings. A child of fork() has one of its own. */
 Channel& bmcChannel();
 
 }  // namespace qvplatform

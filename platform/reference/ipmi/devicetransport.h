@@ -25,6 +25,7 @@ public:
     }
 
     std::optional<Bytes> exchange(const Bytes& request, Clock::time_point deadline) override;
+    int                  descriptor() const noexcept override { return device_.get(); }
 
 private:
     bool                 open();

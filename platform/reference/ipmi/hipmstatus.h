@@ -1,14 +1,8 @@
-/** @file hipmstatus.h  Results of the pass-through operations, and the library's failure lines. */
+/** @file hipmstatus.h  Results of the pass-through operations, and what the library says when one fails. */
 #ifndef HIPMSTATUS_H
 #define HIPMSTATUS_H
 
-#include <cstdio>
-
-#include "smsupport.h"
-
-// The debug print lives in libqvsupport, which needs this library for the KS log. A weak reference keeps that order;
-// a process without libqvsupport just gets no lines.
-#pragma weak __SysDbgPrint3
+#include "qvtypes.h"
 
 namespace qvplatform {
 
@@ -20,10 +14,11 @@ constexpr s32 kValueTooLong    = 4;
 constexpr s32 kInvalidArgument = 5;
 constexpr s32 kOutOfMemory     = 6;
 
-inline void reportFailure(const char* what, const char* why) noexcept
-{
-    if (__SysDbgPrint3 != nullptr) __SysDbgPrint3("[HIPM] %s: %s\n", what, why);
-}
+/** Logs "what: why" and keeps it as this thread's last problem. */
+void reportFailure(const char* what, const char* why) noexcept;
+
+/** What this thread does next has no problem yet. */
+void forgetProblem() noexcept;
 
 }  // namespace qvplatform
 

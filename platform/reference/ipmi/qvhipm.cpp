@@ -7,6 +7,7 @@
 #include "channel.h"
 #include "guarded.h"
 #include "hipmstatus.h"
+#include "vmwire.h"
 
 namespace {
 
@@ -45,6 +46,11 @@ extern "C" s32 QVHIPMGetTorvoFwVersion(u16* major, u16* minor, u16* build)
     return guarded(kOutOfMemory, [&]() -> s32 {
         const auto reply = bmcChannel().exchange({0xC0, 0xBF, 0x01});
         if (!reply) return kNotReached;
+        // A driver gives this code for a BMC that stays silent.
+        if ((*reply)[2] == vmwire::kCompletionTimeout) {
+            reportFailure("firmware version", "the BMC does not answer its driver");
+            return kNotReached;
+        }
         if ((*reply)[2] != 0 || reply->size() < 5) return kRefused;
         if (major != nullptr) *major = (*reply)[3];
         if (minor != nullptr) *minor = (*reply)[4];

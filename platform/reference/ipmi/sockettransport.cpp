@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -74,6 +75,17 @@ bool connectTo(int socket, const Address& address, Clock::time_point deadline)
     return true;
 }
 
+/** A place for sockets that others can write would otherwise let them play the BMC, and be told passwords. */
+bool isTrustedPeer(int socket)
+{
+    ucred     peer{};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+    if (peer.uid == 0 || peer.uid == ::geteuid()) return true;
+    errno = EPERM;
+    return false;
+}
+
 }  // namespace
 
 std::optional<Bytes> SocketTransport::exchange(const Bytes& request, Clock::time_point deadline)
@@ -116,6 +128,7 @@ bool SocketTransport::connect(Clock::time_point deadline)
     }
     qvrf::Descriptor socket(::socket(address->storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket || !connectTo(socket.get(), *address, deadline)) return false;
+    if (endpoint_.kind == Endpoint::Kind::unixSocket && !isTrustedPeer(socket.get())) return false;
     if (endpoint_.kind == Endpoint::Kind::tcp) {
         const int on = 1;
         ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

@@ -15,6 +15,7 @@ public:
     explicit SocketTransport(Endpoint endpoint) : endpoint_(std::move(endpoint)) {}
 
     std::optional<Bytes> exchange(const Bytes& request, Clock::time_point deadline) override;
+    int                  descriptor() const noexcept override { return socket_.get(); }
 
 private:
     enum class Sent { whole, nothing, partly };

@@ -34,7 +34,10 @@ u32 le16(const std::uint8_t* at)
 /** One transaction: every request of it begins with the same id. */
 class Transaction {
 public:
-    Transaction(const Exchange& exchange, u32 id) : exchange_(exchange), id_(id) {}
+    Transaction(const Exchange& exchange, u32 id, Clock::duration limit)
+        : exchange_(exchange), id_(id), end_(Clock::now() + limit)
+    {
+    }
 
     TextReply run(vmwire::Verb verb, std::string_view text)
     {
@@ -102,11 +105,10 @@ private:
     {
         constexpr int kTries = 5;
         for (int attempt = 1;; ++attempt) {
-            auto reply = exchange_(request);
-            if (!reply) {
-                result_ = kNotReached;
-                return std::nullopt;
-            }
+            if (Clock::now() >= end_) return notReached("the time for it is over");
+            auto reply = exchange_(request, end_);
+            if (!reply) return notReached(nullptr);
+            if ((*reply)[2] == vmwire::kCompletionTimeout) return notReached("the BMC does not answer its driver");
             // A busy BMC has done nothing yet, so that the same request may come again.
             if ((*reply)[2] == vmwire::kCompletionNodeBusy && attempt < kTries) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -119,9 +121,18 @@ private:
         }
     }
 
-    const Exchange& exchange_;
-    const u32       id_;
-    s32             result_ = kDone;
+    /** @param why  nullptr: the exchange has said it already */
+    std::nullopt_t notReached(const char* why)
+    {
+        if (why != nullptr) reportFailure("text transaction", why);
+        result_ = kNotReached;
+        return std::nullopt;
+    }
+
+    const Exchange&         exchange_;
+    const u32               id_;
+    const Clock::time_point end_;
+    s32                     result_ = kDone;
 };
 
 u32 newId()
@@ -134,15 +145,18 @@ u32 newId()
 
 }  // namespace
 
-TextReply runText(const Exchange& exchange, u32 id, vmwire::Verb verb, std::string_view text)
+TextReply runText(const Exchange& exchange, u32 id, vmwire::Verb verb, std::string_view text, Clock::duration limit)
 {
     if (text.size() > vmwire::kMaxText) return {kInvalidArgument, 0, {}};
-    return Transaction(exchange, id).run(verb, text);
+    return Transaction(exchange, id, limit).run(verb, text);
 }
 
 TextReply runText(vmwire::Verb verb, std::string_view text)
 {
-    return runText([](const Bytes& request) { return bmcChannel().exchange(request); }, newId(), verb, text);
+    const auto exchange = [](const Bytes& request, Clock::time_point latest) {
+        return bmcChannel().exchange(request, latest);
+    };
+    return runText(exchange, newId(), verb, text);
 }
 
 }  // namespace qvplatform

@@ -25,6 +25,9 @@ public:
      * @return the reply: netFn + 1 << 2 | LUN, command, completion code, data; nothing when none came until @p deadline
      */
     virtual std::optional<Bytes> exchange(const Bytes& request, Clock::time_point deadline) = 0;
+
+    /** The open way, which a child of fork() must let go of; -1: none. */
+    virtual int descriptor() const noexcept { return -1; }
 };
 
 /** Waits for @p events on @p fd. @return false, with errno set, when the deadline came first or poll failed. */

@@ -57,6 +57,7 @@ constexpr std::size_t kMaxTransactions = 16;
 constexpr std::uint8_t kCompletionOk            = 0x00;
 constexpr std::uint8_t kCompletionNodeBusy      = 0xC0;
 constexpr std::uint8_t kCompletionInvalidCmd    = 0xC1;
+constexpr std::uint8_t kCompletionTimeout       = 0xC3;  ///< what a driver answers for a BMC that is silent
 constexpr std::uint8_t kCompletionLengthInvalid = 0xC7;
 constexpr std::uint8_t kCompletionOutOfRange    = 0xC9;
 constexpr std::uint8_t kCompletionInvalidField  = 0xCC;

@@ -19,6 +19,7 @@
 #include "smsecure.h"
 #include "smsupport.h"
 #include "torvotext.h"
+#include "trust.h"
 #include "vmwire.h"
 
 namespace qvplatform {
@@ -113,10 +114,12 @@ Bytes writeToken(std::string_view key, const char* userName, u32 role, std::time
 
 Bytes readTokenKey(const char* file)
 {
-    const qvrf::Descriptor opened(::open(file, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const qvrf::Descriptor opened(::open(file, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat            status {};
-    if (!opened || ::fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        __SysDbgPrint3("readTokenKey : %s cannot be read: %s\n", file, opened ? "no file" : std::strerror(errno));
+    const bool             there     = opened && ::fstat(opened.get(), &status) == 0;
+    const char*            objection = there ? objectionTo(status, kOpenToOthers) : std::strerror(errno);
+    if (objection != nullptr) {
+        __SysDbgPrint3("readTokenKey : %s cannot be used: %s\n", file, objection);
         return {};
     }
     Bytes       key(kMostKey + 1);

@@ -29,7 +29,6 @@ namespace {
 using qvrf::GivenBackBy;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, GivenBackBy<&EVP_CIPHER_CTX_free>>;
 using TextOut       = qvrf::MallocOwned<astring>;
-using DigestContext = std::unique_ptr<EVP_MD_CTX, GivenBackBy<&EVP_MD_CTX_free>>;
 
 constexpr s32 kFailed   = 1;
 constexpr s32 kInvalid  = 2;
@@ -39,7 +38,6 @@ constexpr std::size_t kNonce    = 12;
 constexpr std::size_t kTag      = 16;
 constexpr std::size_t kMaxPlain = SMSECURE_PLAIN_SIZE - 1;
 constexpr std::size_t kMaxPack  = kNonce + kMaxPlain + kTag;
-constexpr std::size_t kBlock    = 64;  // of SHA-256
 
 constexpr std::size_t encodedSize(std::size_t bytes)
 {
@@ -83,13 +81,6 @@ public:
     ~ErrorsForgotten() { ERR_pop_to_mark(); }
     ErrorsForgotten(ErrorsForgotten&&) = delete;
 };
-
-bool hash(EVP_MD_CTX* context, const Wiped<kBlock>& pad, const void* data, std::size_t size, unsigned char* digest)
-{
-    return EVP_DigestInit_ex2(context, algorithms().digest, nullptr) == 1 &&
-           EVP_DigestUpdate(context, pad.data(), pad.size()) == 1 && EVP_DigestUpdate(context, data, size) == 1 &&
-           EVP_DigestFinal_ex(context, digest, nullptr) == 1;
-}
 
 /** Cipher text and tag are written behind the nonce. */
 bool seal(const Key& key, const unsigned char* plain, std::size_t size, unsigned char* pack)
@@ -138,19 +129,9 @@ TextOut encoded(const unsigned char* bytes, std::size_t size)
 
 bool deriveKey(const Key& material, Key& key) noexcept
 {
-    // One block of PBKDF2 with one iteration is by definition one HMAC of salt and block number, and that is two hashes
-    // over one context: a fifth of the allocations that the general functions make on every call.
-    Wiped<kBlock>  inner, outer;
-    Wiped<32>      innerDigest;
-    constexpr char message[] = "qvoxa session token\0\0\0\1";  // salt, and the number of the only block
-    for (std::size_t i = 0; i < kBlock; ++i) {
-        const unsigned char byte = i < material.size() ? material[i] : 0;
-        inner[i]                 = byte ^ 0x36;
-        outer[i]                 = byte ^ 0x5c;
-    }
-    const DigestContext context(EVP_MD_CTX_new());
-    return context && hash(context.get(), inner, message, sizeof message - 1, innerDigest.data()) &&
-           hash(context.get(), outer, innerDigest.data(), innerDigest.size(), key.data());
+    constexpr unsigned char salt[] = "qvoxa session token";
+    return PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(material.data()), static_cast<int>(material.size()), salt,
+                             sizeof salt - 1, 1, algorithms().digest, static_cast<int>(key.size()), key.data()) == 1;
 }
 
 }  // namespace qvplatform

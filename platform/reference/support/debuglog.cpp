@@ -15,30 +15,53 @@
 #include <vector>
 
 #include "owners.h"
+#include "trust.h"
 
 namespace qvplatform {
 namespace {
 
-/** Makes the file before spdlog opens it, so that it never exists with a wider mode than its own. */
-void makePrivate(const std::string& file)
+/** The one file that a name stood for. */
+struct Identity {
+    dev_t device = 0;
+    ino_t inode  = 0;
+};
+
+/**
+ * Makes the file before spdlog opens it, so that it never exists with a wider mode than its own. One that somebody else
+ * made, or that has a second name, is not ours to write into.
+ */
+Identity makePrivate(const std::string& file)
 {
     const qvrf::Descriptor made(::open(file.c_str(),
                                        O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY,
                                        S_IRUSR | S_IWUSR));
     struct stat            status {};
     if (!made || ::fstat(made.get(), &status) != 0) throw spdlog::spdlog_ex("cannot open " + file, errno);
-    if (!S_ISREG(status.st_mode)) throw spdlog::spdlog_ex(file + " is no regular file");
+    const char* objection = objectionTo(status, 0);  // its mode is set below
+    if (objection == nullptr && status.st_uid != ::geteuid()) objection = "it belongs to another user";
+    if (objection != nullptr) throw spdlog::spdlog_ex(file + ": " + objection);
     if (::fchmod(made.get(), S_IRUSR | S_IWUSR) != 0)
         throw spdlog::spdlog_ex("cannot make " + file + " private", errno);
+    return {status.st_dev, status.st_ino};
+}
+
+/** Installers and network tools that this process starts have no business with the log. */
+void keepToItself(const std::string& file, std::FILE* opened, const Identity& made)
+{
+    struct stat status {};
+    const int   descriptor = ::fileno(opened);
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    const bool same = ::fstat(descriptor, &status) == 0 && status.st_dev == made.device && status.st_ino == made.inode;
+    if (!same) throw spdlog::spdlog_ex(file + " was replaced while it was opened");
 }
 
 spdlog::sink_ptr sinkFor(const std::string& file, const LogLimits& limits)
 {
     if (file == "stderr") return std::make_shared<spdlog::sinks::stderr_sink_st>();
     spdlog::file_event_handlers events;
-    events.before_open = makePrivate;
-    // Installers and network tools that this process starts have no business with the log.
-    events.after_open = [](const std::string&, std::FILE* opened) { ::fcntl(::fileno(opened), F_SETFD, FD_CLOEXEC); };
+    const auto                  made = std::make_shared<Identity>();
+    events.before_open               = [made](const std::string& name) { *made = makePrivate(name); };
+    events.after_open = [made](const std::string& name, std::FILE* opened) { keepToItself(name, opened, *made); };
     return std::make_shared<spdlog::sinks::rotating_file_sink_st>(file, limits.fileBytes, limits.oldFiles, false,
                                                                   events);
 }

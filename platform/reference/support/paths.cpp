@@ -11,6 +11,8 @@ extern "C" s32 SMGetPathByProductIDandType(u32, u32, astring* path, u32* size)
 {
     if (size == nullptr) return EINVAL;
     return qvplatform::guarded<s32>(ENOMEM, [&]() -> s32 {
+        // What a configuration says that could not be used must not be guessed.
+        if (!qvplatform::settings().problem.empty()) return EINVAL;
         const std::string& installed = qvplatform::settings().installPath;
         const u32          needed    = static_cast<u32>(installed.size() + 1);
         const bool         fits      = path != nullptr && *size >= needed;
