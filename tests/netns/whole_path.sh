@@ -92,10 +92,7 @@ inside_kept_address() {
 inside_silent_bmc() {
     run 1 torvosim ctl --socket "$TORVOSIM_CONTROL" link sideways
     ctl link down >/dev/null
-    local start=$SECONDS
-    run 9 qvrfctl --json link setup
-    # One request of five goes unanswered, which takes five seconds: the others are not sent.
-    ((SECONDS - start < 15)) || wrong "giving up took $((SECONDS - start)) s"
+    NOBODY_ANSWERS=1 run 9 qvrfctl --json link setup
     holds '[.steps[] | .done] == [true, true, true, true, false]'
     says "169.254.1.1 does not answer ARP requests of $TORVOSIM_LINK"
     says "advice: "

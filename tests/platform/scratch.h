@@ -3,6 +3,7 @@
 #define SCRATCH_H
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,19 +15,13 @@ class Scratch {
 public:
     Scratch()
     {
-        std::string name = (std::filesystem::temp_directory_path() / "qvplatform-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) std::abort();
-        path_ = name;
+        path_ = (std::filesystem::temp_directory_path() / "qvplatform-XXXXXX").string();
+        if (::mkdtemp(path_.data()) == nullptr) std::abort();
     }
-    ~Scratch()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
+    ~Scratch() { std::filesystem::remove_all(path_); }
     Scratch(Scratch&&) = delete;
 
-    std::string        operator/(const std::string& name) const { return path_ + "/" + name; }
-    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
     /** For its owner alone, as keys must be. */
     std::string write(const std::string& name, const std::string& text) const
@@ -35,6 +30,8 @@ public:
         ::chmod((*this / name).c_str(), 0600);
         return *this / name;
     }
+    /** Runs a command line in the directory. @return whether it succeeded */
+    bool run(const std::string& command) const { return std::system(("cd " + path_ + " && " + command).c_str()) == 0; }
 
 private:
     std::string path_;
@@ -52,5 +49,8 @@ inline unsigned modeOf(const std::string& file)
     struct stat status {};
     return ::stat(file.c_str(), &status) == 0 ? status.st_mode & 07777u : 0;
 }
+
+/** The settings of this process name files in here: "bmc" is the BMC's socket, "token.key" the shared key. */
+const Scratch& environment();
 
 #endif

@@ -37,9 +37,7 @@ Identity makePrivate(const std::string& file)
                                        S_IRUSR | S_IWUSR));
     struct stat            status {};
     if (!made || ::fstat(made.get(), &status) != 0) throw spdlog::spdlog_ex("cannot open " + file, errno);
-    const char* objection = objectionTo(status, 0);  // its mode is set below
-    if (objection == nullptr && status.st_uid != ::geteuid()) objection = "it belongs to another user";
-    if (objection != nullptr) throw spdlog::spdlog_ex(file + ": " + objection);
+    if (const char* objection = objectionTo(status, 0)) throw spdlog::spdlog_ex(file + ": " + objection);
     if (::fchmod(made.get(), S_IRUSR | S_IWUSR) != 0)
         throw spdlog::spdlog_ex("cannot make " + file + " private", errno);
     return {status.st_dev, status.st_ino};

@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "owners.h"
@@ -40,25 +39,8 @@ private:
     std::string hostsEnd_;
 };
 
-/** The BMC at the far end: keeps every ARP frame that arrives, and answers the n-th with the n-th frame, while there is
- * one. */
-class Bmc {
-public:
-    explicit Bmc(std::vector<Bytes> answers);
-    ~Bmc() { heard(); }
-    Bmc(Bmc&&) = delete;
-
-    /** Ends its work. @return everything that arrived, link-layer header included */
-    std::vector<Bytes> heard();
-
-private:
-    void work();
-    bool takeOne();
-
-    std::vector<Bytes> answers_, heard_;
-    qvrf::Descriptor   link_, stop_;
-    std::thread        worker_;
-};
+/** A socket on the BMC's end of the link that carries whole ARP frames. */
+qvrf::Descriptor bmcsEnd();
 
 /** Tests that need all this; they say so where they cannot have it. */
 class OnTheLink : public testing::Test {
