@@ -30,7 +30,10 @@ enum class Carrier { there, missing, unknown };
 Carrier carrierOf(const char* interfaceName) noexcept
 {
     AddressList list;
-    if (::getifaddrs(Receive(list)) != 0) return Carrier::unknown;
+    if (::getifaddrs(Receive(list)) != 0) {
+        __SysDbgPrint3("carrier of %s: getifaddrs failed!!\n", interfaceName);
+        return Carrier::unknown;
+    }
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         if (std::strcmp(entry->ifa_name, interfaceName) != 0) continue;
         return (entry->ifa_flags & kRunning) == kRunning ? Carrier::there : Carrier::missing;
