@@ -16,6 +16,9 @@ namespace {
 constexpr std::chrono::seconds      kLongest{5};
 constexpr std::chrono::milliseconds kBetweenLooks{10};
 
+// The far end sees the carrier come and go as well, and swallows its answers until its own kernel has caught up.
+constexpr int kSteadyLooks = 30;
+
 // The C library's <net/if.h> ends before it, and the kernel's cannot stand beside that.
 constexpr unsigned kLowerUp = 1U << 16;
 constexpr unsigned kRunning = IFF_RUNNING | kLowerUp;
@@ -47,9 +50,11 @@ bool awaitRunning(const char* op, const char* interfaceName) noexcept
 {
     const auto end     = std::chrono::steady_clock::now() + kLongest;
     Carrier    carrier = carrierOf(interfaceName);
-    while (carrier == Carrier::missing && std::chrono::steady_clock::now() < end) {
+    int        steady  = 0;
+    while (carrier != Carrier::unknown && steady < kSteadyLooks && std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(kBetweenLooks);
         carrier = carrierOf(interfaceName);
+        steady  = carrier == Carrier::there ? steady + 1 : 0;
     }
     if (carrier == Carrier::missing) {
         __SysDbgPrint3("%s: interface %s has no carrier: switch the pass-through off and on\n", op, interfaceName);

@@ -5,8 +5,8 @@
 namespace qvrf {
 
 /**
- * Waits until the interface is running, for five seconds at most. The kernel puts the carrier of an interface that was
- * brought up back in its own time, and swallows what is sent before.
+ * Waits until the interface has been running for a moment, for five seconds at most. The kernel puts the carrier of an
+ * interface that was brought up back in its own time, and swallows what is sent before.
  * @param op  logs under this name when the carrier does not come
  * @return false when it did not come, or the host cannot tell
  */
