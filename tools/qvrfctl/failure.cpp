@@ -5,10 +5,6 @@
 #include <cstdio>
 
 #include "qvstatus.h"
-#include "qvtypes.h"
-
-// The reference platform says why; other platforms need not.
-extern "C" __attribute__((weak)) u32 QVHIPMLastProblem(astring* text, u32 size);
 
 namespace qvrfctl {
 namespace {
@@ -154,12 +150,8 @@ Failure sessionFailure(s32 status)
 
 Failure noAnswerOverIpmi()
 {
-    const StatusRow&         row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
-    std::array<astring, 512> problem{};
-    std::string              what = "the BMC does not answer over IPMI";
-    if (QVHIPMLastProblem != nullptr && QVHIPMLastProblem(problem.data(), problem.size()) > 0)
-        what += std::string(" (") + problem.data() + ')';
-    return Failure(kExitUnreachable, what, row.advice, row.name, row.status);
+    const StatusRow& row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
+    return Failure(kExitUnreachable, "the BMC does not answer over IPMI", row.advice, row.name, row.status);
 }
 
 std::string discoveryReason(s32 status)
