@@ -62,16 +62,17 @@ std::string controlOverSocket(const std::string& socketPath, const std::vector<s
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (socketPath.size() >= sizeof address.sun_path) throw std::runtime_error(socketPath + ": too long a socket path");
+    if (socketPath.size() >= sizeof address.sun_path)
+        throw std::invalid_argument(socketPath + ": too long a socket path");
     std::memcpy(address.sun_path, socketPath.c_str(), socketPath.size() + 1);
     const Descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd || ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-        throw std::runtime_error(socketPath + ": " + std::strerror(errno));
+        throw NoAnswer(socketPath + ": " + std::strerror(errno));
 
     std::string answer;
-    if (!sendAll(fd.get(), joinWords(words) + '\n')) throw std::runtime_error(socketPath + ": the simulator is gone");
+    if (!sendAll(fd.get(), joinWords(words) + '\n')) throw NoAnswer(socketPath + ": the simulator is gone");
     while (answer.find('\n') == answer.npos)
-        if (!receive(fd.get(), answer)) throw std::runtime_error(socketPath + ": the simulator gave no answer");
+        if (!receive(fd.get(), answer)) throw NoAnswer(socketPath + ": the simulator gave no answer");
     answer.resize(answer.find('\n'));
     return answer;
 }

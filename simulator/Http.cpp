@@ -1,10 +1,16 @@
 /** @file Http.cpp  Requests and responses. */
 #include "Http.h"
 
+#include <openssl/evp.h>
+
 #include <array>
 #include <cstdio>
 
 namespace torvosim {
+
+namespace {
+constexpr std::size_t kMostCredentials = 1024;
+}
 
 std::string_view headerValue(const Headers& headers, std::string_view name) noexcept
 {
@@ -82,6 +88,25 @@ std::string jsonQuoted(std::string_view text)
         }
     }
     return quoted + '"';
+}
+
+std::optional<std::pair<std::string, std::string>> basicCredentials(std::string_view authorization)
+{
+    constexpr std::string_view scheme = "Basic ";
+    authorization                     = trimmed(authorization);
+    if (!equalsIgnoreCase(authorization.substr(0, scheme.size()), scheme)) return std::nullopt;
+    const std::string_view encoded = trimmed(authorization.substr(scheme.size()));
+    if (encoded.empty() || encoded.size() % 4 != 0 || encoded.size() > kMostCredentials) return std::nullopt;
+    const std::size_t padding = encoded.size() - (encoded.find_last_not_of('=') + 1);
+    std::string       text(encoded.size() / 4 * 3, '\0');
+    const int         decoded =
+        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                        reinterpret_cast<const unsigned char*>(encoded.data()), static_cast<int>(encoded.size()));
+    if (decoded < 0 || padding > 2 || static_cast<std::size_t>(decoded) < padding) return std::nullopt;
+    text.resize(static_cast<std::size_t>(decoded) - padding);  // the padding was decoded to zeros
+    const auto colon = text.find(':');
+    if (colon == text.npos) return std::nullopt;
+    return std::pair(text.substr(0, colon), text.substr(colon + 1));
 }
 
 std::string targetPath(std::string_view target)

@@ -3,6 +3,7 @@
 #define TORVOSIM_HTTP_H
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -46,6 +47,9 @@ Response errorResponse(int status, const std::string& message);
 Response methodNotAllowed(const std::string& allowed);
 /** Quotes @p text as a JSON string. */
 std::string jsonQuoted(std::string_view text);
+/** Name and password of an Authorization header's value of the Basic scheme; nothing for other schemes, and broken
+ * ones. */
+std::optional<std::pair<std::string, std::string>> basicCredentials(std::string_view authorization);
 /** Path of a request target: without query, %-decoded, without trailing slashes. */
 std::string targetPath(std::string_view target);
 

@@ -39,7 +39,7 @@ std::string because(const std::string& what)
 
 [[noreturn]] void failed(const std::string& what)
 {
-    if (errno == EPERM || errno == EACCES) throw NotPermitted(because(what) + " (the link needs root)");
+    if (errno == EPERM || errno == EACCES) throw std::runtime_error(because(what) + " (the link needs root)");
     throw std::runtime_error(because(what));
 }
 

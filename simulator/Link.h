@@ -4,18 +4,12 @@
 
 #include <functional>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Support.h"
 
 namespace torvosim {
-
-/** Namespaces and interfaces are root's to make. */
-struct NotPermitted : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /** Hosts of either generation look for the BMC at these two. */
 constexpr char kLinkV4[] = "169.254.1.1";
@@ -31,7 +25,7 @@ public:
     /**
      * @param hostsEnd       name of the host's interface
      * @param namespaceName  as `ip netns` knows it; empty: the namespace has no name
-     * @throws NotPermitted, std::runtime_error
+     * @throws std::runtime_error, which tells when it is for root to do
      */
     Link(const std::string& hostsEnd, const std::string& namespaceName);
     ~Link();

@@ -20,7 +20,12 @@ const char* const kBuiltInResources = R"json([
 {"@odata.id":"/redfish/v1/Systems/System.Embedded.1","@odata.type":"#ComputerSystem.v1_16_0.ComputerSystem",
  "Id":"System.Embedded.1","Name":"System","SystemType":"Physical","Manufacturer":"Zelmar","Model":"Simulated Server",
  "SerialNumber":"SIM0001","AssetTag":"","HostName":"","PowerState":"On","Status":{"State":"Enabled","Health":"OK"},
- "ProcessorSummary":{"Count":2,"Status":{"Health":"OK"}},"MemorySummary":{"TotalSystemMemoryGiB":64},
+ "ProcessorSummary":{"Count":2,"Status":{"Health":"OK"}},
+ "MemorySummary":{"TotalSystemMemoryGiB":64,"Status":{"Health":"OK"}},
+ "UUID":"746f7276-6f73-696d-8000-000000000001","BiosVersion":"1.0.0","IndicatorLED":"Off",
+ "Boot":{"BootSourceOverrideEnabled":"Disabled","BootSourceOverrideTarget":"None","BootSourceOverrideMode":"UEFI",
+   "BootSourceOverrideTarget@Redfish.AllowableValues":["None","Pxe","Hdd","Cd","BiosSetup"],
+   "BootSourceOverrideMode@Redfish.AllowableValues":["Legacy","UEFI"]},
  "Links":{"Chassis":[{"@odata.id":"/redfish/v1/Chassis/System.Embedded.1"}],
           "ManagedBy":[{"@odata.id":"/redfish/v1/Managers/Torvo.Embedded.1"}]},
  "Actions":{"#ComputerSystem.Reset":{

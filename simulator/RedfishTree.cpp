@@ -29,6 +29,15 @@ std::string parentOf(const std::string& path)
     return path.substr(0, path.rfind('/'));
 }
 
+/** Where the file of directory @p below lies in the service: mockups begin at "/", "/redfish" or the service root. */
+std::string mockupPath(const std::string& directory, const std::string& below)
+{
+    const std::string path = below == "." ? std::string() : '/' + below;
+    if (isAtOrBelow(path, "/redfish")) return path;
+    const bool atRedfish = std::filesystem::exists(directory + "/v1/index.json");
+    return (atRedfish ? "/redfish" : kRoot) + path;
+}
+
 Response resourceResponse(int status, const Resource& resource)
 {
     Response response = jsonResponse(status, resource.json.dump());
@@ -146,9 +155,7 @@ void RedfishTree::loadMockup(const std::string& directory)
         }
         if (!json.is_object()) throw std::runtime_error(file + ": a resource is a JSON object");
         const std::string below = fs::relative(entry.path().parent_path(), directory).generic_string();
-        std::string       path  = below == "." ? std::string() : '/' + below;
-        if (!isAtOrBelow(path, "/redfish")) path = kRoot + path;
-        state_->put(std::move(json), path);
+        state_->put(std::move(json), mockupPath(directory, below));
     }
     if (state_->resources.count(kRoot) == 0)
         throw std::runtime_error(directory + ": no index.json there is the service root /redfish/v1");

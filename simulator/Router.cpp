@@ -66,6 +66,13 @@ Response patternOf(std::uint64_t size)
     return response;
 }
 
+Response unauthorized()
+{
+    Response response = errorResponse(401, "There is no valid session for this request");
+    response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"torvosim\"");
+    return response;
+}
+
 Response echo(Exchange& exchange)
 {
     const Request& request = exchange.request();
@@ -96,9 +103,16 @@ std::optional<Response> Router::handle(Exchange& exchange)
 {
     const Request& request = exchange.request();
     if (isOtherGeneration(bmc_, request.path)) return errorResponse(404, "This generation has its sessions elsewhere");
-    if (!isOpen(request) && !bmc_.sessions.use(request.header("X-Auth-Token")))
-        return errorResponse(401, "There is no valid session for this request");
+    if (!mayPass(request)) return unauthorized();
     return dispatch(exchange);
+}
+
+/** By its session, or by a password with every request, as simple clients do. */
+bool Router::mayPass(const Request& request)
+{
+    if (isOpen(request) || bmc_.sessions.use(request.header("X-Auth-Token"))) return true;
+    const auto user = basicCredentials(request.header("Authorization"));
+    return user && bmc_.users.mayLogIn(user->first, user->second);
 }
 
 std::optional<Response> Router::dispatch(Exchange& exchange)

@@ -139,7 +139,7 @@ void Simulator::Impl::tellFacts()
     for (const std::string& line : bmc.options.controlLines) {
         const Json answer = Json::parse(runControlLine(bmc, line));
         if (!answer["ok"].get<bool>())
-            throw std::runtime_error("control line '" + line + "': " + answer["error"].get<std::string>());
+            throw std::invalid_argument("control line '" + line + "': " + answer["error"].get<std::string>());
     }
 }
 

@@ -79,7 +79,7 @@ int versionNumber(const std::string& text)
         {"1.0", TLS1_VERSION}, {"1.1", TLS1_1_VERSION}, {"1.2", TLS1_2_VERSION}, {"1.3", TLS1_3_VERSION}};
     for (const auto& [name, number] : versions)
         if (text == name) return number;
-    throw std::runtime_error("'" + text + "' is no TLS version: 1.0, 1.1, 1.2 or 1.3");
+    throw std::invalid_argument("'" + text + "' is no TLS version: 1.0, 1.1, 1.2 or 1.3");
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ TlsContext makeTlsContext(const std::vector<std::string>& names, const std::stri
 {
     const int low  = versionNumber(minimum);
     const int high = versionNumber(maximum);
-    if (low > high) throw std::runtime_error("TLS " + minimum + " to " + maximum + " is an empty range");
+    if (low > high) throw std::invalid_argument("TLS " + minimum + " to " + maximum + " is an empty range");
 
     TlsContext context(SSL_CTX_new(TLS_server_method()));
     check(context != nullptr, "TLS context");

@@ -16,8 +16,12 @@ namespace {
 
 using torvosim::Options;
 
-constexpr int  kExitNotPermitted = 3;
-constexpr char kLinkName[]       = "torvousb0";
+// As the tools of the host have them.
+constexpr int kExitFailed   = 1;
+constexpr int kExitUsage    = 2;
+constexpr int kExitNoAnswer = 3;
+
+constexpr char kLinkName[] = "torvousb0";
 
 struct CommandLine {
     Options                  options;
@@ -44,8 +48,9 @@ void addRunOptions(CLI::App& app, CommandLine& line)
     app.add_option("--netns-link", line.linkName, "Name of this end of the link")
         ->capture_default_str()
         ->needs("--netns");
-    app.add_option("--tls-min", o.tlsMin, "Oldest TLS version, 1.0 to 1.3 [1.2]");
-    app.add_option("--tls-max", o.tlsMax, "Newest TLS version, 1.0 to 1.3 [1.3]");
+    const CLI::IsMember versions({"1.0", "1.1", "1.2", "1.3"});
+    app.add_option("--tls-min", o.tlsMin, "Oldest TLS version, 1.0 to 1.3 [1.2]")->check(versions);
+    app.add_option("--tls-max", o.tlsMax, "Newest TLS version, 1.0 to 1.3 [1.3]")->check(versions);
     app.add_option("--state-dir", o.stateDir,
                    "Where sockets, keys and uploads go [a directory below $TMPDIR, removed at the end]");
     app.add_option("--ipmi-unix", o.ipmiUnix, "Path of the IPMI socket [ipmi.sock in the state directory]");
@@ -79,7 +84,7 @@ void addFacts(CommandLine& line)
 {
     for (const std::string& fact : line.facts) {
         const auto equals = fact.find('=');
-        if (equals == std::string::npos) throw std::runtime_error("--set " + fact + ": it is FACT=VALUE");
+        if (equals == std::string::npos) throw std::invalid_argument("--set " + fact + ": it is FACT=VALUE");
         line.options.controlLines.push_back(
             torvosim::joinWords({"set", fact.substr(0, equals), fact.substr(equals + 1)}));
     }
@@ -133,17 +138,29 @@ int sendControl(const CommandLine& line)
     return answer.find("\"ok\":true") != std::string::npos ? 0 : 1;
 }
 
+int complain(const std::string& text, int status)
+{
+    std::fprintf(stderr, "torvosim: %s\n", text.c_str());
+    return status;
+}
+
 int run(int argc, char** argv)
 {
     CommandLine line;
     CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.");
+    app.set_version_flag("--version", "torvosim " TORVOSIM_VERSION);
     app.footer("Control words:\n" + torvosim::controlHelp());
     addRunOptions(app, line);
     CLI::App* ctl = app.add_subcommand("ctl", "Sends control words to a running simulator");
-    ctl->add_option("--socket", line.ctlSocket, "Its control socket")->required();
+    ctl->add_option("--socket", line.ctlSocket, "Its control socket")->envname("TORVOSIM_CONTROL")->required();
     ctl->add_option("words", line.ctlWords, "Control words; help lists them")->required();
     ctl->positionals_at_end();
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+        return complain(error.what() + std::string(" (torvosim --help tells more)"), kExitUsage);
+    }
     return ctl->parsed() ? sendControl(line) : serve(line);
 }
 
@@ -153,11 +170,11 @@ int main(int argc, char** argv)
 {
     try {
         return run(argc, argv);
-    } catch (const torvosim::NotPermitted& error) {
-        std::fprintf(stderr, "torvosim: %s\n", error.what());
-        return kExitNotPermitted;
+    } catch (const torvosim::NoAnswer& error) {
+        return complain(error.what(), kExitNoAnswer);
+    } catch (const std::invalid_argument& error) {
+        return complain(error.what(), kExitUsage);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "torvosim: %s\n", error.what());
-        return 1;
+        return complain(error.what(), kExitFailed);
     }
 }

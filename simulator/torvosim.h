@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,7 +55,10 @@ public:
     Simulator(const Simulator&)            = delete;
     Simulator& operator=(const Simulator&) = delete;
 
-    /** Listens on everything that the options ask for. @throws std::exception with a text that says what is wrong */
+    /**
+     * Listens on everything that the options ask for.
+     * @throws std::invalid_argument for options that are wrong by themselves, std::runtime_error for the rest
+     */
     void start();
     /** Closes every socket, joins every thread, removes a state directory of its own. Any thread; repeatable. */
     void stop() noexcept;
@@ -83,7 +87,11 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-/** Sends one control line to a running simulator. @return its answer. @throws std::exception when nobody answers */
+/** Nobody is at the control socket. */
+struct NoAnswer : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+/** Sends one control line to a running simulator. @return its answer. @throws NoAnswer, std::invalid_argument */
 std::string controlOverSocket(const std::string& socketPath, const std::vector<std::string>& words);
 
 }  // namespace torvosim

@@ -180,7 +180,7 @@ alone_named_namespace() {
     says "File exists"
     run 1 torvosim --netns --netns-link a/b
     says "link name 'a/b'"
-    run 3 setpriv --bounding-set=-sys_admin --inh-caps=-all torvosim --netns
+    run 1 setpriv --bounding-set=-sys_admin --inh-caps=-all torvosim --netns
     says "needs root"
     ip link show usb7 >/dev/null || wrong "a refused one took the link of another away"
     kill -TERM "$bmc"

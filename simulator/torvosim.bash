@@ -1,0 +1,36 @@
+# bash completion for torvosim(1)
+
+_torvosim()
+{
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+    local options="--https-address --https-port --netns --netns-link --tls-min --tls-max --state-dir --ipmi-unix --ipmi-tcp
+        --control-socket --token-key --mockup --package-dir --open-prefix --generation --session-limit --session-timeout
+        --token-logins --delete-no-body --event-interval --root-password --set --control --trace --ready-file
+        --write-config --version --help"
+    local words="help get set stats trace generation sessions expire session-limit session-timeout delete-body token-logins
+        forget-tokens link users user-check refuse-users kslog kslog-add kslog-clear kslog-refuse stop clear faults status
+        cut drop duplicate add-header endless-header raw delay ipmi-cc ipmi-silent ipmi-delay ipmi-short ipmi-long
+        ipmi-reply ipmi-garbage event events events-together event-split event-raw event-interval keep-alive stream-end
+        stream-break"
+
+    COMPREPLY=()
+    case $before in
+        --state-dir | --mockup | --package-dir) COMPREPLY=($(compgen -d -- "$word")) && return ;;
+        --ipmi-unix | --control-socket | --token-key | --trace | --ready-file | --write-config | --socket)
+            COMPREPLY=($(compgen -f -- "$word")) && return ;;
+        --generation | generation) COMPREPLY=($(compgen -W "new old" -- "$word")) && return ;;
+        --tls-min | --tls-max) COMPREPLY=($(compgen -W "1.0 1.1 1.2 1.3" -- "$word")) && return ;;
+        --https-address | --https-port | --netns-link | --ipmi-tcp | --open-prefix | --session-limit | --session-timeout | \
+            --token-logins | --event-interval | --root-password | --set | --control) return ;;
+        link) COMPREPLY=($(compgen -W "up down" -- "$word")) && return ;;
+        ctl) COMPREPLY=($(compgen -W "--socket --help $words" -- "$word")) && return ;;
+    esac
+    if [[ " ${COMP_WORDS[*]:1:COMP_CWORD-1} " == *" ctl "* ]]; then
+        [[ ${COMP_WORDS[COMP_CWORD - 2]} != --socket ]] || COMPREPLY=($(compgen -W "$words" -- "$word"))
+    elif [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W "$options" -- "$word"))
+    else
+        COMPREPLY=($(compgen -W "ctl" -- "$word"))
+    fi
+} &&
+    complete -F _torvosim torvosim
