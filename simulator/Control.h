@@ -3,21 +3,14 @@
 #define TORVOSIM_CONTROL_H
 
 #include <nlohmann/json_fwd.hpp>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Bmc.h"
+#include "ControlWords.h"
 
 namespace torvosim {
-
-using Words = std::vector<std::string>;
-
-/** What is wrong with a control line. */
-struct ControlError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 struct ControlVerb {
     const char* name;
@@ -28,12 +21,6 @@ struct ControlVerb {
     nlohmann::json (*run)(Bmc&, const Words&);  ///< words without the name; members of the answer
 };
 
-/** Splits at blanks; double quotes keep blanks together, and inside them \" and \\ stand for one character. */
-Words splitWords(std::string_view line);
-/** The inverse of splitWords. */
-std::string joinWords(const Words& words);
-/** Replaces \r \n \t \0 \\ and \xHH. @throws ControlError */
-std::string unescaped(std::string_view text);
 /** A whole number up to @p max. @throws ControlError naming @p what */
 std::uint64_t wantNumber(const std::string& word, const char* what, std::uint64_t max = UINT64_MAX);
 
