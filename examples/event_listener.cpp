@@ -1,27 +1,19 @@
 /**
  * @file event_listener.cpp
- * Follows an event stream of the BMC (older generation, found over IPMI) and prints what comes. A stream that breaks is
- * registered again.
+ * Follows the BMC's events and survives everything: the BMC's restart, an ended session, a broken or silent stream.
+ * Where events may be missing it says so; that is the place to look into the BMC's log.
  *
- *     event_listener [PATH [PIECES]]
+ *     event_listener [PATH [EVENTS]]
  *
- * Ends on Ctrl-C, or after PIECES pieces of the stream.
+ * Ends on Ctrl-C, or after as many events.
  */
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <thread>
 
-#include "qvrfutil.h"
-#include "smsupport.h"
+#include "qvrfutil_stream.hpp"
 
 namespace {
-
-constexpr auto kLook  = std::chrono::milliseconds(100);
-constexpr auto kPause = std::chrono::seconds(2);  // before a broken stream is registered again
 
 volatile std::sig_atomic_t g_interrupted = 0;
 
@@ -30,65 +22,42 @@ extern "C" void onInterrupt(int)
     g_interrupted = 1;
 }
 
-/** What the callback tells the main thread. */
-struct Stream {
-    std::atomic<long> pieces{0};
-    std::atomic<bool> broken{false};
-};
-
-/** Runs on the subscription's own thread. The event and its bytes are the callback's to give back. */
-extern "C" void onEvent(SSEEventData* event)
+/** @return whether there is more to come */
+bool look(qvrfutil::EventStream& stream, long& events)
 {
-    auto& stream = *static_cast<Stream*>(event->pCallerContext);
-    if (event->StatusCode == 0) {
-        // A piece as it came from the BMC: part of an event, one, or several. A blank line ends an event.
-        std::fwrite(event->pEvent, 1, static_cast<std::size_t>(event->EventPayloadSize), stdout);
+    const auto item = stream.next(qvrfutil::Clock::now() + qvrfutil::Duration(200));
+    if (!item) return !stream.error();
+    if (item->isEvent()) {
+        ++events;
+        std::printf("%s\n", item->data.c_str());
         std::fflush(stdout);
-        ++stream.pieces;
     } else {
-        stream.broken = true;  // 273: registering again is the main thread's, never the callback's
+        std::fprintf(stderr, "events may be missing after '%s'\n", item->lastId.c_str());
     }
-    SMFreeMem(event->pEvent);
-    SMFreeMem(event);
-}
-
-s32 listen(const char* path, long most)
-{
-    Stream                      stream;
-    QVRFUTILHttpCallbackContext context{&stream, onEvent};  // both stay until the stream is unregistered
-    const auto                  isOver = [&] { return g_interrupted != 0 || (most > 0 && stream.pieces >= most); };
-    while (!isOver()) {
-        void* handle  = nullptr;
-        stream.broken = false;
-        if (const s32 status = QVRFUTILRegisterSSE(path, &context, &handle); status != 0) return status;
-        while (!isOver() && !stream.broken) std::this_thread::sleep_for(kLook);
-        QVRFUTILUnregisterSSE(&handle);  // no callback runs any more when it returns
-        if (isOver()) break;
-        std::fprintf(stderr, "the stream broke: registering again\n");
-        std::this_thread::sleep_for(kPause);
-    }
-    return 0;
+    return true;
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
-{
-    const char* path = argc > 1 ? argv[1] : "/redfish/v1/SSE";
-    const long  most = argc > 2 ? std::strtol(argv[2], nullptr, 10) : 0;
-    std::string user = "root", privilege = "root";
-
+try {
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
-    QVRFUTILInit(FALSE);
-    giSServerNewGenAndAbove = FALSE;  // found over IPMI; with TRUE, QVRFUTILSetIPAddress names it
-    s32 status              = QVRFUTILCreateSession(user.data(), privilege.data(), 4);
-    if (status == 0) {
-        status = listen(path, most);
-        QVRFUTILDeleteSession(user.data(), 4);  // ends with QVRFUTILCleanUp
-    } else {
-        QVRFUTILCleanUp();
+    qvrfutil::StreamOptions options;
+    if (argc > 1) options.path = argv[1];  // else the one that the event service announces
+    options.silence = std::chrono::minutes(10);
+    const long most = argc > 2 ? std::strtol(argv[2], nullptr, 10) : 0;
+
+    qvrfutil::Client      client;
+    qvrfutil::Session     session(client);
+    qvrfutil::EventStream stream(session, options);
+    long                  events = 0;
+    while (g_interrupted == 0 && (most == 0 || events < most) && look(stream, events)) {
     }
-    if (status != 0) std::fprintf(stderr, "status %d: see docs/status-codes.md\n", static_cast<int>(status));
-    return status == 0 ? 0 : 1;
+    const auto error = stream.error();
+    if (error) std::fprintf(stderr, "%s\n%s\n", error->text().c_str(), error->remedy.c_str());
+    return error ? 1 : 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
 }

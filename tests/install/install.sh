@@ -97,4 +97,4 @@ answer=$(timeout 60 "$scratch/minimal_agent" old /redfish/v1/Systems 1) || fail 
 
 control event-interval 100
 timeout 60 "$scratch/event_listener" /redfish/v1/SSE 2 >"$scratch/events" || fail "event_listener ended with $?"
-grep -q '^data: .*"Message":"Timer"' "$scratch/events" || { cat "$scratch/events"; fail "event_listener saw no event"; }
+grep -q '"Message":"Timer"' "$scratch/events" || { cat "$scratch/events"; fail "event_listener saw no event"; }

@@ -30,7 +30,7 @@
  * - A file is replaced when its download is complete, and not otherwise.
  * - A session is closed once, whatever ends its scope, and within Session::kClosing: a BMC that does not answer is left
  *   with it until its idle time is over, and the result of close() says so.
- * - Connections are kept for reading where the library offers that.
+ * - Connections are kept for reading (QVRFUTILKeepConnections): no TLS handshake for every resource of an inventory.
  *
  * One Client and one Session at a time in a process, for the library has one session. Any number of threads may send
  * through it. While a session is opened or renewed the other requests wait; a request is under way for 100 s at most.
@@ -293,7 +293,7 @@ inline Result<Response> sendThrough(Core& core, const Request& request)
             result.response.renewed = again;
             return judged(request, std::move(result));
         }
-        if (core.onRenewal) core.onRenewal(request.name());
+        core.tellRenewal(request.name());
         if (Done renewed = core.renew(epoch); !renewed) return renewed.error();
     }
 }
@@ -403,7 +403,9 @@ private:
 
 inline Error cannotWrite(const std::string& file, int error, u16 http = 0)
 {
-    return Error("write " + file, QVRFUTIL_FAILURE, std::strerror(error), "choose a file that can be written", http);
+    Error why("write " + file, QVRFUTIL_FAILURE, std::strerror(error), "choose a file that can be written", http);
+    why.system = error;
+    return why;
 }
 
 template <std::size_t Size>
@@ -436,7 +438,7 @@ public:
      */
     explicit Client(ClientOptions options = {}) : settle_(options.settle), core_(detail::newCore(options.settle))
     {
-        core_->onRenewal = std::move(options.onRenewal);
+        core_->listen(std::move(options.onRenewal));
         const detail::Alone alone(core_->gate);
         core_->begin();
         core_->generationIs(options.generation);
@@ -448,7 +450,10 @@ public:
     {
         for (const auto until = Clock::now() + settle_; core_.use_count() > 1 && Clock::now() < until;)
             std::this_thread::sleep_for(Duration(5));
+        core_->listen({});
     }
+    /** Whether nothing of an earlier Client is at work in the background any more. */
+    static bool isSettled() noexcept { return detail::lastCore().expired(); }
 
     /** Never automatic: what was found out. */
     Generation generation() const noexcept { return core_->isNewer() ? Generation::newer : Generation::older; }
@@ -464,6 +469,19 @@ public:
         request.road = detail::Road::open;
         return detail::sendThrough(*core_, request);
     }
+
+    /** What the BMC's service root and session collections say; nothing when it does not answer. */
+    std::optional<Generation> detectGeneration() const
+    {
+        const detail::Inside inside(core_->gate);
+        return guessed();
+    }
+
+    /**
+     * Closes the session of this Client for good: another cannot be opened. For a thread that ends the process in the
+     * place of one that is still at work; nothing to do is no error.
+     */
+    Done closeSession(Duration limit) const { return core_->close(limit, true); }
 
     Discovery discover() const
     {
@@ -523,8 +541,12 @@ private:
     {
         Result<Endpoint> found = options.endpoint ? Result<Endpoint>(*options.endpoint) : ask(options.generation);
         if (!found) return found;
+        if (found->port.size() > kLongestPort)
+            return Error("set the endpoint", QVRFUTIL_INVALID_PARAMETER,
+                         "the port '" + found->port + "' has more than four digits, and the library takes four",
+                         "give the BMC's web server a port up to 9999");
         if (s32 status = core_->endpointIs(*found); status != OXA_SUCCESS) return Error("set the endpoint", status);
-        if (options.generation == Generation::automatic) core_->generationIs(guessed());
+        if (options.generation == Generation::automatic) core_->generationIs(guessed().value_or(Generation::newer));
         return found;
     }
 
@@ -547,6 +569,7 @@ private:
     {
         const auto error = [](s32 code, s32 reason) {
             Error why("find the BMC", code);
+            why.cause = reason;
             why.meaning += " (status " + std::to_string(reason) + ')';
             return why;
         };
@@ -557,20 +580,22 @@ private:
     }
 
     /** By the session collection that the service root names, or, where it names none, by the one that is there. */
-    static Generation guessed()
+    static std::optional<Generation> guessed()
     {
-        constexpr char kNewer[] = "/redfish/v1/SessionService/Sessions";
-        constexpr char kOlder[] = "/redfish/v1/Sessions";
-        const Json     root     = open(detail::kServiceRoot).json();
-        const auto     links    = root.is_object() ? root.find("Links") : root.end();
-        std::string    named    = kNewer;
-        if (root.is_object() && links != root.end() && links->is_object() && links->contains("Sessions"))
-            named = detail::textOf((*links)["Sessions"], "@odata.id");
-        if (named == kOlder) return Generation::older;
-        constexpr u16 kNotFound = 404;  // a root that was copied from another BMC names what is not there
-        const bool    isGone    = open(kNewer).http == kNotFound;
-        const u16     older     = isGone ? open(kOlder).http : u16{0};
-        return isGone && older != 0 && older != kNotFound ? Generation::older : Generation::newer;
+        constexpr char kNewer[]  = "/redfish/v1/SessionService/Sessions";
+        constexpr char kOlder[]  = "/redfish/v1/Sessions";
+        constexpr u16  kNotFound = 404;
+        const Response answer    = open(detail::kServiceRoot);
+        if (answer.http == 0) return std::nullopt;
+        const Json root  = answer.json();
+        const auto links = root.is_object() ? root.find("Links") : root.end();
+        if (root.is_object() && links != root.end() && links->is_object() && links->contains("Sessions") &&
+            detail::textOf((*links)["Sessions"], "@odata.id") == kOlder)
+            return Generation::older;
+        // A root that was copied from another BMC names what is not there.
+        if (open(kNewer).http != kNotFound) return Generation::newer;
+        const u16 older = open(kOlder).http;
+        return older != 0 && older != kNotFound ? Generation::older : Generation::newer;
     }
     static Response open(const char* path)
     {
@@ -579,6 +604,8 @@ private:
         request.road = detail::Road::open;
         return detail::attemptWithRoom(request).response;
     }
+
+    static constexpr std::size_t kLongestPort = 4;
 
     Duration                      settle_;
     std::shared_ptr<detail::Core> core_;

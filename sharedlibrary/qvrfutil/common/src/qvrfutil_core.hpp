@@ -12,6 +12,7 @@
 #ifndef QVRFUTIL_CORE_HPP
 #define QVRFUTIL_CORE_HPP
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -67,13 +68,16 @@ public:
         const std::lock_guard<std::mutex> lock(mutex_);
         if (--inside_ == 0) changed_.notify_all();
     }
-    /** Until somebody else opens it, and all who are inside left. @return whether that came true by @p until */
-    bool shut(std::optional<Clock::time_point> until)
+    /**
+     * Waits until nobody else has it shut, @return whether that came true by @p until; then until all who are inside
+     * left, by @p empty at the latest.
+     */
+    bool shut(std::optional<Clock::time_point> until, std::optional<Clock::time_point> empty)
     {
         std::unique_lock<std::mutex> lock(mutex_);
         if (!wait(lock, until, [&] { return !shut_; })) return false;
         shut_    = true;
-        isEmpty_ = wait(lock, until, [&] { return inside_ == 0; });
+        isEmpty_ = wait(lock, empty, [&] { return inside_ == 0; });
         return true;
     }
     /** Of who shut it: whether really nobody is inside. */
@@ -115,7 +119,8 @@ private:
 /** Alone for a scope, if that can be had in time. */
 class Alone {
 public:
-    explicit Alone(Gate& gate, std::optional<Clock::time_point> until = {}) : gate_(gate), held_(gate.shut(until)) {}
+    explicit Alone(Gate& gate) : gate_(gate), held_(gate.shut({}, {})) {}
+    Alone(Gate& gate, Clock::time_point until, Clock::time_point empty) : gate_(gate), held_(gate.shut(until, empty)) {}
     ~Alone()
     {
         if (held_) gate_.open();
@@ -164,7 +169,9 @@ public:
 
     ~Core()
     {
-        if (hasFrame_) QVRFUTILCleanUp();
+        if (!hasFrame_) return;
+        QVRFUTILKeepConnections(FALSE);
+        QVRFUTILCleanUp();
     }
 
     // ---- Before a session: alone ----
@@ -172,6 +179,7 @@ public:
     void begin()
     {
         if (!std::exchange(hasFrame_, true)) QVRFUTILInit(FALSE);
+        QVRFUTILKeepConnections(TRUE);
         giSServerNewGenAndAbove = isNewer() ? TRUE : FALSE;
     }
     void generationIs(Generation generation) noexcept
@@ -193,6 +201,7 @@ public:
     Done open(Login login)
     {
         const Alone alone(gate);
+        if (isOver_) return Error("open a session", QVRFUTIL_FAILURE, "this process is ending", "");
         if (isOpen_) return Error("open a session", QVRFUTIL_FAILURE, "this process has one already", kCaller);
         begin();
         login_ = std::move(login);
@@ -205,15 +214,17 @@ public:
     }
 
     /** Closes it on the BMC, within @p limit: after that it is left to its idle time, and the result says so. */
-    Done close(Duration limit)
+    Done close(Duration limit, bool forGood = false)
     {
         const auto until = Clock::now() + limit;
         auto       done  = std::make_shared<std::promise<Done>>();
         auto       told  = done->get_future();
         try {
-            std::thread([self = shared_from_this(), done, until] { done->set_value(self->closeNow(until)); }).detach();
+            std::thread([self = shared_from_this(), done, until, forGood] {
+                done->set_value(self->closeNow(until, forGood));
+            }).detach();
         } catch (const std::system_error&) {  // no thread to be had: then without a limit
-            return closeNow(until);
+            return closeNow(until, forGood);
         }
         if (told.wait_until(until) == std::future_status::ready) return told.get();
         return leftAlone();
@@ -233,11 +244,24 @@ public:
     /** Counts the sessions. Read inside the gate. */
     std::uint64_t epoch() const noexcept { return epoch_; }
 
-    std::function<void(const std::string& what)> onRenewal;
+    // ---- Who is told of renewals ----
+
+    using Listener = std::function<void(const std::string& what)>;
+    void listen(Listener listener)
+    {
+        const std::lock_guard<std::mutex> lock(listening_);
+        listener_ = std::move(listener);
+    }
+    void tellRenewal(const std::string& what)
+    {
+        const std::lock_guard<std::mutex> lock(listening_);
+        if (listener_) listener_(what);
+    }
 
 private:
-    static constexpr s32 kFirstIpVersion = 4;
-    static constexpr s32 kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
+    static constexpr Duration kBeginning{250};
+    static constexpr s32      kFirstIpVersion = 4;
+    static constexpr s32      kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
 
     s32 useEndpoint()
     {
@@ -258,10 +282,12 @@ private:
         return status;
     }
 
-    Done closeNow(Clock::time_point until)
+    Done closeNow(Clock::time_point until, bool forGood)
     {
-        const Alone alone(gate, until);
+        // A request that is under way has its copy of the session and needs no waiting for; one at its beginning does.
+        const Alone alone(gate, until, std::min(until, Clock::now() + kBeginning));
         if (!alone) return leftAlone();
+        isOver_ = isOver_ || forGood;
         if (!std::exchange(isOpen_, false)) return Nothing{};
         s32 status = OXA_SUCCESS;
         {
@@ -289,19 +315,29 @@ private:
                      statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
     }
 
+    std::mutex              listening_;
+    Listener                listener_;
     Generation              generation_ = Generation::newer;
     std::optional<Endpoint> endpoint_;
     Login                   login_;
     bool                    hasFrame_ = false;
     bool                    isOpen_   = false;
+    bool                    isOver_   = false;
     std::uint64_t           epoch_    = 0;
 };
+
+/** The core that was made last, for as long as somebody works with it. */
+inline std::weak_ptr<Core>& lastCore()
+{
+    static std::weak_ptr<Core> last;
+    return last;
+}
 
 /** The one core of the process; a second Client at a time is refused. */
 inline std::shared_ptr<Core> newCore(Duration wait)
 {
+    std::weak_ptr<Core>&              last = lastCore();
     static std::mutex                 mutex;
-    static std::weak_ptr<Core>        last;
     const std::lock_guard<std::mutex> lock(mutex);
     for (const auto until = Clock::now() + wait; !last.expired();) {  // what an earlier one left to the background
         if (Clock::now() >= until)

@@ -99,8 +99,11 @@ struct Error {
     std::string doing;       ///< "GET /redfish/v1/Systems"
     s32         status = 0;  ///< the library's; 0: the library did its part
     u16         http   = 0;  ///< HTTP status of the BMC's answer; 0: none came, or none was asked for
+    s32         cause  = 0;  ///< status of the IPMI exchange behind it; 0: there was none
+    int         system = 0;  ///< errno of the file that could not be written; 0: it was not that
     std::string meaning;
     std::string remedy;
+    std::string page;  ///< the beginning of what came instead of an event stream, as it came
 
     Error() = default;
     Error(std::string what, s32 code, u16 httpStatus = 0)

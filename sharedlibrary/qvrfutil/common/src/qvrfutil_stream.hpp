@@ -302,7 +302,7 @@ private:
         const Next next = connection();
         if (next == Next::giveUp || state_->isStopped()) return false;
         if (next == Next::again) return wait();
-        if (core_->onRenewal) core_->onRenewal("GET " + options_.path);
+        core_->tellRenewal("GET " + options_.path);
         const Done renewed = core_->renew(epoch_);
         if (renewed) return failures_++ == 0 || wait();
         const bool isForGood = !options_.reconnect || renewed.error().status == QVRFUTIL_NO_SESSION_DETAILS;
@@ -367,7 +367,7 @@ private:
     Next judged(const StreamState::Report& report)
     {
         const bool mayBegin = options_.reconnect || failures_ < kMostBeginnings;
-        if (report.http == kUnauthorized && mayBegin) return Next::renew;
+        if (report.http == kUnauthorized && (options_.reconnect || failures_ == 0)) return Next::renew;
         if (isPassing(report.http) && mayBegin) return Next::again;
         if (report.http >= 400 || (!report.isStream && !report.opening.empty())) return giveUp(notAStream(report));
         if (!options_.reconnect) return giveUp(itsEnd(report));
@@ -382,11 +382,12 @@ private:
 
     Error notAStream(const StreamState::Report& report) const
     {
-        const std::string message = redfishMessage(report.opening);
-        return Error("follow " + options_.path, 0,
-                     "answered with something else than an event stream: " +
-                         (message.empty() ? report.opening.substr(0, kMostQuoted) : message),
-                     "check the path; /redfish/v1/EventService names the stream as ServerSentEventUri", report.http);
+        Error error("follow " + options_.path, 0, "the answer is no event stream",
+                    "check the path; /redfish/v1/EventService names the stream as ServerSentEventUri", report.http);
+        if (const std::string message = redfishMessage(report.opening); !message.empty())
+            error.meaning += ": " + message;
+        error.page = report.opening;
+        return error;
     }
     Error itsEnd(const StreamState::Report& report) const
     {
@@ -412,8 +413,7 @@ private:
         return state_->pause(pause + Duration(jitter(random_)));
     }
 
-    static constexpr std::size_t kMostQuoted     = 200;
-    static constexpr int         kMostBeginnings = 5;  // of one that is not to be begun anew
+    static constexpr int kMostBeginnings = 5;  // of one that is not to be begun anew
 
     std::shared_ptr<Core>        core_;
     std::shared_ptr<StreamState> state_;
