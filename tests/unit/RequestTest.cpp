@@ -86,6 +86,9 @@ TEST_P(Methods, GoOutAsAgreedWithTheBmc)
     EXPECT_STREQ(call.buffer.data(), "hello");
     EXPECT_EQ(server.requests().at(0), std::string(GetParam().line) + " /redfish/v1/x HTTP/1.1\r\nHost: 127.0.0.1:" +
                                            server.port() + "\r\n" + GetParam().headers + "\r\n" + GetParam().body);
+    const std::string verb = GetParam().line, known = verb == "DELETE" ? "GET" : verb;  // it has no line of its own
+    expectTrace("QVRFUTILOS" + verb + "Request: p" + known + "Url = https://127.0.0.1:" + server.port() +
+                "/redfish/v1/x.\n");
 }
 
 TEST_P(Methods, WithoutSessionOnTheNewerGenerationAreRefused)

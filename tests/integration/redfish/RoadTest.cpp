@@ -242,7 +242,7 @@ TEST_F(Kept, ConnectionsThatTheBmcClosesCostNoRequest)
     EXPECT_EQ(opens(), 1);
 }
 
-TEST_F(Kept, ConnectionsAreTheirSessionsAndTheirProcesss)
+TEST_F(Kept, ConnectionsBelongToOneSessionAndOneProcess)
 {
     EXPECT_EQ(opens(), 1);
     const int before = control("stats").at("connections");
