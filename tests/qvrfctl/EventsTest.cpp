@@ -152,10 +152,43 @@ TEST_F(Events, HaveTheirDataOnOneLine)
 TEST_F(Events, WhoseLineEndsAreAPieceThatTheLibraryLeavesOutAreNotJoined)
 {
     const auto child = follower({kStream, "--count", "2"});
-    for (const char* piece : {R"(data: {"a":1}\n)", R"(\n)", R"(data: {"a":2})", R"(\n\n)"})
+    for (const char* piece : {R"(data: {"a":1}\n)", R"(\n)", R"(data: text)", R"(\n\n)"})
         bmc.control({"event-raw", piece});
-    const Outcome outcome = child->wait();  // the second has no successor: it ends with a silence
-    EXPECT_EQ(outcome.out, "{\"a\":1}\n{\"a\":2}\n") << outcome.err;
+    const Outcome outcome = child->wait();
+    EXPECT_EQ(outcome.out, "{\"a\":1}\ntext\n") << outcome.err;
+}
+
+TEST_F(Events, AreFollowedWithANewSessionWhereTheirsHadEnded)
+{
+    bmc.control({"status", "401", "GET", kStream, "1"});
+    const auto child = follower({kStream, "--count", "1"});
+    bmc.control({"event", "Here"});
+    const Outcome outcome = child->wait();
+    EXPECT_EQ(message(outcome.out), "Here");
+    EXPECT_TRUE(has(outcome.err, "had ended the session")) << outcome.err;
+}
+
+TEST_F(Events, OfAStreamThatIsBegunAnewTellTheGap)
+{
+    const auto child = follower({kStream, "--count", "2", "--reconnect", "--json"});
+    bmc.control({"event", "Before"});
+    bmc.control({"stream-break"});
+    EXPECT_TRUE(comesTrue([&] { return streams() == 0; }));
+    EXPECT_TRUE(comesTrue([&] { return streams() == 1; }));
+    bmc.control({"event", "After"});
+    const Outcome outcome = child->wait();
+    const auto    all     = lines(outcome.out);
+    ASSERT_EQ(all.size(), 3u) << outcome.out << outcome.err;
+    EXPECT_EQ(Json::parse(all[1])["gap"], "reconnected");
+    EXPECT_TRUE(has(outcome.err, "events may be missing here")) << outcome.err;
+}
+
+TEST_F(Events, EndInTimeWhenTheBmcIsSilent)
+{
+    bmc.control({"delay", "60000", "POST", sessions(), "1"});
+    const Outcome outcome = tool({"events", kStream, "--timeout", "1"});
+    EXPECT_EQ(outcome.exit, 8) << outcome.err;
+    EXPECT_TRUE(has(outcome.err, "did not answer within 1 s")) << outcome.err;
 }
 
 TEST_F(Events, EndWithABrokenStreamAndSaySo)
@@ -212,8 +245,11 @@ INSTANTIATE_TEST_SUITE_P(
     Answers, NoStream,
     testing::Values(Page{"NotFound", {}, "/redfish/v1/nope", "There is no resource"},
                     Page{"AnotherResource", {}, "/redfish/v1/Systems", "#ComputerSystemCollection"},
-                    Page{"Refused", {"status", "401", "GET", kStream, "1"}, kStream, "advice: check the path"},
-                    Page{"Busy", {"status", "503", "GET", kStream, "1"}, kStream, "advice:"}),
+                    Page{"Empty",
+                         {"raw", "HTTP/1.1 404 None\\r\\nContent-Length: 0\\r\\n\\r\\n", "GET", kStream, "1"},
+                         kStream,
+                         "HTTP 404"},
+                    Page{"Refused", {"status", "403", "GET", kStream, "1"}, kStream, "advice: check the path"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Events, AreWaitedForAsLongAsSaid)
@@ -231,9 +267,8 @@ TEST_F(Events, ThatNobodyReadsEndTheFollower)
 {
     ChildOptions closed;
     closed.outputClosed = true;
-    const auto child    = follower({kStream}, closed);
-    bmc.control({"event"});
-    EXPECT_EQ(child->wait().exit, 6);
+    Child child(commandLine({"events", kStream}), withPlatform(closed));
+    EXPECT_EQ(child.wait().exit, 6) << "without an event to write";
     expectNothingLeft();
 }
 

@@ -1,27 +1,33 @@
 /** @file commandEvents.cpp  qvrfctl events: follows an event stream, one event a line. */
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <future>
 
 #include "commands.h"
-#include "eventsplitter.h"
 #include "jsontext.h"
+#include "qvrfutil_stream.hpp"
 #include "request.h"
-#include "subscription.h"
 
 namespace qvrfctl {
 namespace {
 
-using Clock = Subscription::Clock;
-using News  = Subscription::News;
+using qvrfutil::Clock;
+using qvrfutil::EventStream;
+using qvrfutil::Loss;
+using qvrfutil::StreamItem;
+using Deadline = std::optional<Clock::time_point>;
 
 constexpr char        kEventService[] = "/redfish/v1/EventService";
-constexpr auto        kSilence        = std::chrono::seconds(1);  // then an event without an end has lost it
-constexpr std::size_t kMostOpening    = 4096;
+constexpr auto        kLook           = std::chrono::milliseconds(100);
 constexpr std::size_t kMostQuoted     = 200;
 
 struct Words {
     std::string   path;
-    std::uint64_t count   = 0;  ///< 0: no end
-    unsigned      seconds = 0;  ///< 0: no end
+    std::uint64_t count     = 0;  ///< 0: no end
+    unsigned      seconds   = 0;  ///< 0: no end
+    bool          reconnect = false;
 };
 
 /** The stream that the event service announces. */
@@ -41,10 +47,10 @@ std::string announcedStream(Session& session)
 }
 
 /** What came instead of a stream, in a few words. */
-std::string inShort(const std::string& opening)
+std::string inShort(const std::string& page)
 {
-    if (std::string message = redfishMessage(opening); !message.empty()) return message;
-    std::string text = opening.substr(0, kMostQuoted);
+    if (std::string message = redfishMessage(page); !message.empty()) return message;
+    std::string text = page.substr(0, kMostQuoted);
     for (char& c : text)
         if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
     return text;
@@ -55,106 +61,171 @@ std::string counted(std::uint64_t events)
     return std::to_string(events) + (events == 1 ? " event" : " events");
 }
 
+const char* nameOf(Loss loss) noexcept
+{
+    switch (loss) {
+        case Loss::reconnected: return "reconnected";
+        case Loss::tooLong: return "too long";
+        case Loss::silence: return "silence";
+        case Loss::outOfMemory: return "out of memory";
+        case Loss::none: break;
+    }
+    return "";
+}
+
+/** Who reads has gone, and nothing more will be read: not only the next event's write finds that out. */
+bool isReaderGone() noexcept
+{
+    pollfd out{STDOUT_FILENO, 0, 0};
+    return ::poll(&out, 1, 0) == 1 && (out.revents & (POLLERR | POLLNVAL)) != 0;
+}
+
 class Follower {
 public:
-    Follower(const Context& context, const Words& words, std::string path)
-        : output_(context.output), words_(words), path_(std::move(path))
+    Follower(Output& output, const Words& words, Deadline deadline)
+        : output_(output), words_(words), deadline_(deadline)
     {
     }
 
     /** Until what was asked for has come. @throws Failure when it ends otherwise */
-    void run(Subscription& subscription)
+    void run(EventStream& stream)
     {
-        if (words_.seconds != 0) deadline_ = Clock::now() + std::chrono::seconds(words_.seconds);
-        std::string piece;
-        for (;;) {
-            const News news = subscription.next(piece, nextLook());
-            if (news == News::piece) {
-                opening_ += piece.substr(0, kMostOpening - std::min(kMostOpening, opening_.size()));
-                show(splitter_.take(piece));
-                tellDropped();
-            } else {
-                show(splitter_.settle());
-            }
-            if (words_.count != 0 && shown_ == words_.count) return;
-            if (news == News::broken || news == News::ended) throw streamOver(news);
-            if (deadline_ && Clock::now() >= *deadline_) break;
+        while (words_.count == 0 || shown_ < words_.count) {
+            const auto item = stream.next(nextLook());
+            if (isReaderGone()) throw Failure(kExitOutput, "nobody reads the result any more");
+            if (item)
+                show(*item);
+            else if (const auto error = stream.error())
+                throw streamOver(stream.path(), *error);
+            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough();
         }
-        checkIsStream();
+    }
+
+private:
+    Clock::time_point nextLook() const
+    {
+        const auto look = Clock::now() + kLook;
+        return deadline_ ? std::min(*deadline_, look) : look;
+    }
+
+    void show(const StreamItem& item)
+    {
+        if (!item.isEvent()) return showGap(item);
+        ++shown_;
+        if (output_.json()) {
+            output_.record({{"event", item.name ? Json(*item.name) : Json()},
+                            {"id", item.id ? Json(*item.id) : Json()},
+                            {"data", isJson(item.data) ? Json::parse(item.data) : Json(item.data)}});
+            return;
+        }
+        std::string line = item.data;
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        output_.write(line + '\n');
+        output_.flush();
+    }
+
+    /** Told on both: a program that reads the events must know, and so must its operator. */
+    void showGap(const StreamItem& gap)
+    {
+        if (output_.json()) output_.record({{"gap", nameOf(gap.loss)}, {"lastId", gap.lastId}});
+        if (gap.loss == Loss::tooLong)
+            output_.warning("warning: an event of more than " + std::to_string(qvrfutil::EventParser::kMostBytes) +
+                            " bytes was left out");
+        else
+            output_.warning(std::string("warning: events may be missing here (") + nameOf(gap.loss) +
+                            (gap.lastId.empty() ? ")" : "), after the one with id " + gap.lastId) +
+                            "; the BMC's log has them");
+    }
+
+    void checkEnough() const
+    {
         if (words_.count != 0)
             throw Failure(kExitStreamOver, "only " + counted(shown_) + " of " + std::to_string(words_.count) +
                                                " came within " + std::to_string(words_.seconds) + " s");
     }
 
-private:
-    std::optional<Clock::time_point> nextLook() const
+    Failure streamOver(const std::string& path, const qvrfutil::Error& error) const
     {
-        if (!splitter_.isWithinEvent()) return deadline_;
-        const auto settled = Clock::now() + kSilence;
-        return deadline_ ? std::min(*deadline_, settled) : settled;
-    }
-
-    void show(const std::vector<StreamEvent>& events)
-    {
-        for (const StreamEvent& event : events) {
-            if (words_.count != 0 && shown_ == words_.count) return;
-            ++shown_;
-            if (output_.json()) {
-                output_.record({{"event", event.name ? Json(*event.name) : Json()},
-                                {"id", event.id ? Json(*event.id) : Json()},
-                                {"data", isJson(event.data) ? Json::parse(event.data) : Json(event.data)}});
-            } else {
-                std::string line = event.data;
-                std::replace(line.begin(), line.end(), '\n', ' ');
-                output_.write(line + '\n');
-                output_.flush();
-            }
-        }
-    }
-
-    void tellDropped()
-    {
-        if (splitter_.dropped() == dropped_) return;
-        dropped_ = splitter_.dropped();
-        output_.warning("warning: an event of more than " + std::to_string(EventSplitter::kMostBytes) +
-                        " bytes was left out");
-    }
-
-    /** An error page comes as a stream of its own kind. */
-    void checkIsStream() const
-    {
-        if (splitter_.isStream() || opening_.empty()) return;
-        throw Failure(
-            kExitHttpError, path_ + " answered with something else than an event stream: " + inShort(opening_),
-            "check the path; 'qvrfctl get " + std::string(kEventService) + "' names the stream as ServerSentEventUri");
-    }
-
-    Failure streamOver(News news) const
-    {
-        checkIsStream();
-        if (news == News::broken) return libraryFailure("follow " + path_, QVRFUTIL_EVENT_STREAM_BROKEN);
-        return Failure(kExitStreamOver, "the BMC ended the event stream " + path_ + " after " + counted(shown_),
+        if (error.status != 0) return libraryFailure("follow " + path, error.status);
+        if (error.http >= 400 || !error.page.empty())
+            return Failure(kExitHttpError,
+                           path + " answered with something else than an event stream: HTTP " +
+                               std::to_string(error.http) + ' ' + inShort(error.page),
+                           "check the path; 'qvrfctl get " + std::string(kEventService) +
+                               "' names the stream as ServerSentEventUri");
+        return Failure(kExitStreamOver, "the BMC ended the event stream " + path + " after " + counted(shown_),
                        statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice);
     }
 
-    Output&                          output_;
-    const Words&                     words_;
-    std::string                      path_;
-    std::optional<Clock::time_point> deadline_;
-    EventSplitter                    splitter_;
-    std::string                      opening_;
-    std::uint64_t                    shown_   = 0;
-    std::size_t                      dropped_ = 0;
+    Output&       output_;
+    const Words&  words_;
+    Deadline      deadline_;
+    std::uint64_t shown_ = 0;
+};
+
+/** A login and the look for the stream, which a silent BMC holds for minutes. */
+struct Opened {
+    std::unique_ptr<Session> session;
+    std::string              path;
+};
+
+Opened open(const Context& context, const Words& words)
+{
+    Opened opened{std::make_unique<Session>(context), words.path};
+    if (opened.path.empty()) opened.path = announcedStream(*opened.session);
+    return opened;
+}
+
+/** The same by @p deadline: after it the process ends, whatever the BMC still does. */
+Opened openInTime(const Context& context, const Words& words, Deadline deadline)
+{
+    if (!deadline) return open(context, words);
+    std::packaged_task<Opened()> task([&] { return open(context, words); });
+    auto                         opened = task.get_future();
+    std::thread                  opener(std::move(task));
+    if (opened.wait_until(*deadline) == std::future_status::ready) {
+        opener.join();
+        return opened.get();
+    }
+    report(Failure(kExitStreamOver, "the BMC did not answer within " + std::to_string(words.seconds) + " s",
+                   "a session that it still opens ends when its idle time is over"),
+           context.output.json());
+    std::fflush(nullptr);
+    ::_exit(kExitStreamOver);  // the thread is in the library, and cannot be asked to leave it
+}
+
+/** Interrupts end the stream first. */
+class Interruptible {
+public:
+    Interruptible(Interrupts& interrupts, EventStream& stream) : interrupts_(interrupts)
+    {
+        const auto turn = interrupts_.hold();
+        interrupts_.onInterruptStop([&stream] { stream.stop(); });
+    }
+    ~Interruptible()
+    {
+        const auto turn = interrupts_.hold();
+        interrupts_.onInterruptStop({});
+    }
+    Interruptible(Interruptible&&) = delete;
+
+private:
+    Interrupts& interrupts_;
 };
 
 void follow(const Context& context, const Words& words)
 {
     if (!words.path.empty()) checkPath(words.path);
-    Session           session(context);
-    const std::string path = words.path.empty() ? announcedStream(session) : words.path;
-    Subscription      subscription(session, path);
-    context.output.note("following " + path);
-    Follower(context, words, path).run(subscription);
+    Deadline deadline;
+    if (words.seconds != 0) deadline = Clock::now() + std::chrono::seconds(words.seconds);
+    const Opened            opened = openInTime(context, words, deadline);
+    qvrfutil::StreamOptions options;
+    options.path      = opened.path;
+    options.reconnect = words.reconnect;
+    EventStream         stream(opened.session->layer(), options);
+    const Interruptible interruptible(context.interrupts, stream);
+    context.output.note("following " + opened.path);
+    Follower(context.output, words, deadline).run(stream);
 }
 
 }  // namespace
@@ -165,6 +236,8 @@ Action declareEvents(CLI::App& command)
     command.add_option("PATH", words->path, "event stream; the one that the event service announces, unless given");
     command.add_option("--count", words->count, "end after this many events")->check(CLI::PositiveNumber);
     command.add_option("--timeout", words->seconds, "end after this many seconds")->check(CLI::PositiveNumber);
+    command.add_flag("--reconnect", words->reconnect,
+                     "begin the stream anew when it ends or breaks, and say that events may be missing");
     return [words](const Context& context) { follow(context, *words); };
 }
 

@@ -7,10 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 
 #include "commands.h"
-#include "download.h"
 #include "jsontext.h"
 #include "request.h"
 
@@ -116,17 +114,9 @@ void run(const Context& context, const Words& words)
         checkJsonBody(request.body, what);
     }
     if (isUpload) checkUpload(words.file);
-    std::optional<Download> download;
-    if (isDownload(words)) {
-        download.emplace(words.file, context.interrupts);
-        request.file = download->path();
-    }
-
-    Answer     answer = exchange(context, request);
-    const bool failed = answer.http >= 400;
-    if (download && failed) answer.body = download->content();
-    if (download && !failed) download->keep();
-    if (!failed || !download) show(context.output, words, answer);
+    const Answer answer = exchange(context, request);
+    const bool   failed = answer.http >= 400;
+    if (!failed || !isDownload(words)) show(context.output, words, answer);
     context.output.flush();  // the answer stands before the failure
     if (failed) throw httpFailure(request, answer);
 }

@@ -5,9 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "qvrfutil_core.hpp"
+
 namespace qvrfctl {
 
-enum class Generation { newer, older };
+using qvrfutil::Generation;
 
 struct Endpoint {
     std::string address;  ///< IPv6 without brackets

@@ -27,7 +27,8 @@ void declareOptions(CLI::App& app, Options& options);
 
 /** Where the BMC is, after the options. */
 struct Target {
-    Generation              generation = Generation::older;
+    Generation              generation      = Generation::older;
+    bool                    findsGeneration = false;  ///< nobody named it: the BMC's service root has the last word
     std::optional<Endpoint> endpoint;  ///< nothing: found over IPMI
 };
 /** @throws Failure when the options contradict each other */

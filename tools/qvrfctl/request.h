@@ -1,4 +1,5 @@
-/** @file request.h  One request through the library, sent again when its buffer was small or its session had ended. */
+/** @file request.h  One request through the layer, as the command line words it, and its answer as the tool shows it.
+ */
 #ifndef QVRFCTL_REQUEST_H
 #define QVRFCTL_REQUEST_H
 
@@ -9,11 +10,11 @@
 
 namespace qvrfctl {
 
-/** The operation of the library that carries a request. */
+/** How a request is carried. */
 enum class Road {
-    session,  ///< QVRFUTILSendRequest
-    upload,   ///< QVRFUTILSendFileUploadRequest
-    open,     ///< QVRFUTILSendRequestNoAuth
+    session,  ///< with the session; a GET may go into a file
+    upload,   ///< a file and a document about it
+    open,     ///< without a session
 };
 
 struct Request {
@@ -38,7 +39,7 @@ const char* methodName(QVRFUTILRequestType type) noexcept;
 /** @throws Failure for everything but an HTTP status */
 Answer send(Session& session, const Request& request);
 /** The same with nobody logged in, for Road::open. */
-Answer send(const Context& context, const OpenAccess&, const Request& request);
+Answer send(const Context& context, const OpenAccess& access, const Request& request);
 
 /** The failure that an HTTP status of 400 and above is. */
 Failure httpFailure(const Request& request, const Answer& answer);

@@ -1,85 +1,92 @@
-/** @file session.cpp  Opens, renews and closes the session. */
+/** @file session.cpp  Opens and closes the session by the layer, and says how that went. */
 #include "session.h"
 
-#include <array>
-#include <string>
+#include <stdlib.h>
+#include <unistd.h>
 
-#include "OxaAutoUpdateUtils.h"
-#include "smsupport.h"
+#include <cstdio>
+#include <string>
 
 namespace qvrfctl {
 namespace {
 
-// The record's address stands in its brackets already; 6 would put it into a second pair.
-constexpr s32 kAddressAsItIs  = 4;
-constexpr s32 kFirstIpVersion = 4;
-constexpr s32 kLockWaitMs     = 500;
-
-/** The operations by which a generation tells where it is. */
-struct Discovery {
-    s32 (*address)(astring*);
-    s32 (*port)(astring*);
-};
-constexpr Discovery kNewer{APMDiscoveryFetchIPv4IpAddressNewGenandAbove,
-                           APMDiscoveryGetHTTPSPortViaIPMIForNewGenAndAbove};
-constexpr Discovery kOlder{APMDiscoveryUSBNICIPAddress, APMDiscoveryGetIPPort};
-
-/** Where the BMC is, by its own account. */
-Endpoint discovered(const Discovery& discovery)
+Generation wanted(const Target& target)
 {
-    std::array<astring, APM_IPV4_ADDRESS_SIZE> address{};
-    if (const s32 st = discovery.address(address.data()); st != 0)
-        throw Failure(kExitUnreachable, "cannot find the BMC's address: " + discoveryReason(st),
-                      statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED).advice + std::string(", or give --address"),
-                      "OXA_BMC_CMD_NO_IPADDRESS", OXA_BMC_CMD_NO_IPADDRESS);
-    std::array<astring, APM_PORT_SIZE_NEWER_GEN> port{};
-    if (const s32 st = discovery.port(port.data()); st != 0)
-        throw Failure(kExitUnreachable, "cannot find the BMC's HTTPS port: " + discoveryReason(st),
-                      "give --address and --port, or use --generation old", "OXA_BMC_CMD_NO_IPPORT",
-                      OXA_BMC_CMD_NO_IPPORT);
-    try {
-        return parseEndpoint(address.data(), port.data());
-    } catch (const Failure& f) {  // not the caller's fault: the BMC said so
-        throw Failure(kExitLibrary, std::string("the BMC told an endpoint that cannot be used: ") + f.what(),
-                      f.advice());
-    }
+    return target.findsGeneration ? Generation::automatic : target.generation;
 }
 
-Endpoint endpointOf(const Target& target)
+qvrfutil::ClientOptions clientOptions(const Context& context)
 {
-    if (target.endpoint) return *target.endpoint;
-    return discovered(target.generation == Generation::newer ? kNewer : kOlder);
+    qvrfutil::ClientOptions options;
+    options.generation = wanted(context.target);
+    if (context.target.endpoint)
+        options.endpoint = qvrfutil::Endpoint{context.target.endpoint->address, context.target.endpoint->port};
+    options.onRenewal = [&output = context.output](const std::string& what) {
+        output.warning("the BMC had ended the session: opening a new one and sending " + what + " once more");
+    };
+    return options;
 }
 
-void useEndpoint(Endpoint& endpoint)
-{
-    const s32 st = QVRFUTILSetIPAddress(endpoint.address.data(), endpoint.port.data(), endpoint.ipv6 ? TRUE : FALSE);
-    if (st != 0) throw libraryFailure("set the BMC's address", st);
+std::unique_ptr<qvrfutil::Client> newClient(const Context& context)
+try {
+    return std::make_unique<qvrfutil::Client>(clientOptions(context));
+} catch (const qvrfutil::Failure& failure) {
+    throw failureOf("begin", failure.error());
 }
 
-s32 createSession(const Options& options)
+/** Where a generation that somebody named is not the BMC's, that is what is wrong, whatever the library said. */
+Failure loginFailure(const Context& context, const qvrfutil::Client& client, s32 status)
 {
-    std::string user      = options.user;
-    std::string privilege = options.privilege;
-    return QVRFUTILCreateSession(user.data(), privilege.data(), kFirstIpVersion);
+    const Failure failure = sessionFailure(status);
+    if (context.target.findsGeneration) return failure;
+    const auto found = client.detectGeneration();
+    if (!found || *found == client.generation()) return failure;
+    const char* const name = *found == Generation::newer ? "new" : "old";
+    return Failure(
+        failure.exit(), failure.what(),
+        std::string("the BMC is of the other generation: use --generation ") + name + ", or auto, which finds it out",
+        failure.name(), failure.status());
 }
 
-s32 deleteSession(const Options& options)
+Failure notFound(const qvrfutil::Error& error)
 {
-    std::string user = options.user;
-    return QVRFUTILDeleteSession(user.data(), kAddressAsItIs);
+    const bool noPort = error.status == OXA_BMC_CMD_NO_IPPORT;
+    if (error.cause == 0 || (error.status != OXA_BMC_CMD_NO_IPADDRESS && !noPort))
+        return Failure(kExitLibrary, "the BMC told an endpoint that cannot be used: " + error.meaning,
+                       error.remedy + ", or use --generation old, which finds it by itself");
+    const char* const what = noPort ? "HTTPS port: " : "address: ";
+    const std::string advice =
+        noPort ? "give --address and --port, or use --generation old"
+               : statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED).advice + std::string(", or give --address");
+    return Failure(kExitUnreachable, std::string("cannot find the BMC's ") + what + discoveryReason(error.cause),
+                   advice, error.name(), error.status);
 }
 
-/** A request of the interrupted thread may be logging in anew: its session has to be known before it can be closed. */
-void awaitLogin()
+std::string sessionId()
 {
-    for (int tries = 0; tries < 200; ++tries) {
-        if (g_SessionCreationLock == nullptr || SMMutexLock(g_SessionCreationLock, kLockWaitMs) != 0) return;
-        const bool loggingIn = g_isRedfishSessionRequested != FALSE;
-        SMMutexUnLock(g_SessionCreationLock);
-        if (!loggingIn) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(kLockWaitMs));
-    }
+    const std::string id = g_RedfishSession.SessionID;
+    return id == "-1" ? std::string() : id;
+}
+
+void tellClosed(const Output& output, const std::string& id, const qvrfutil::Done& closed)
+{
+    if (closed)
+        output.note("session " + id + " closed");
+    else
+        output.warning("warning: the session " + id + " could not be closed (" + closed.error().meaning +
+                       "); the BMC ends it when its idle time is over");
+}
+
+/** Threads that a silent BMC holds would be at work while the process takes its libraries down. */
+void endAtOnceWhereThreadsAreLeft()
+{
+    if (qvrfutil::Client::isSettled()) return;
+    ::on_exit(
+        [](int status, void*) {
+            std::fflush(nullptr);
+            ::_exit(status);
+        },
+        nullptr);
 }
 
 }  // namespace
@@ -95,52 +102,58 @@ Library::~Library()
     QVRFUTILCleanUp();
 }
 
-OpenAccess::OpenAccess(const Context& context) : library_(context.target.generation)
+OpenAccess::OpenAccess(const Context& context) : client_(newClient(context))
 {
-    Endpoint endpoint = endpointOf(context.target);
-    useEndpoint(endpoint);
+    if (!client_->endpoint()) throw notFound(client_->endpoint().error());
 }
 
-Session::Session(const Context& context) : context_(context), library_(context.target.generation)
+Session::Session(const Context& context) : context_(context), client_(newClient(context))
 {
-    if (isNewer()) {
-        endpoint_ = endpointOf(context.target);
-        useEndpoint(endpoint_);
-    }
+    if (isNewer() && !client_->endpoint()) throw notFound(client_->endpoint().error());
+    closeOnInterrupt();
     open();
+    const QVRFUTILSession& session = record();
+    context_.output.note(std::string("session ") + session.SessionID + " at " + session.IPAddress + ":" + session.Port);
 }
 
 Session::~Session()
 {
     const auto turn = context_.interrupts.hold();
     context_.interrupts.onInterruptClose({});
-    const std::string id = record().SessionID;
-    if (id.empty() || id == "-1") return;  // a renewal failed, and said so
-    if (const s32 st = deleteSession(context_.options); st != 0)
-        context_.output.warning("warning: the session " + id + " could not be closed (status " + std::to_string(st) +
-                                "); the BMC ends it when its idle time is over");
-    else
-        context_.output.note("session " + id + " closed");
-}
-
-void Session::renew()
-{
-    QVRFUTILDeleteSessionNewGenAndAbove();
-    useEndpoint(endpoint_);
-    open();
+    const std::string    id     = sessionId();
+    const qvrfutil::Done closed = session_->close();
+    if (!id.empty()) tellClosed(context_.output, id, closed);  // without one a renewal failed, and said so
+    session_.reset();
+    client_.reset();
+    endAtOnceWhereThreadsAreLeft();
 }
 
 void Session::open()
-{
+try {
+    session_ = std::make_unique<qvrfutil::Session>(*client_,
+                                                   qvrfutil::Login{context_.options.user, context_.options.privilege});
+} catch (const qvrfutil::Failure& failure) {
     const auto turn = context_.interrupts.hold();
     context_.interrupts.onInterruptClose({});
-    if (const s32 st = createSession(context_.options); st != 0) throw sessionFailure(st);
-    context_.interrupts.onInterruptClose([&options = context_.options] {
-        awaitLogin();
-        if (deleteSession(options) != 0) throw libraryFailure("close the session", OXA_BMC_SESSION_DELETION_FAILED);
+    throw loginFailure(context_, *client_, failure.error().status);
+}
+
+/** Also while the login is under way: it is waited for as long as closing may take. */
+void Session::closeOnInterrupt()
+{
+    const auto turn = context_.interrupts.hold();
+    context_.interrupts.onInterruptClose([this] {
+        if (const qvrfutil::Done closed = client_->closeSession(qvrfutil::Session::kClosing); !closed)
+            context_.output.warning("warning: the session could not be closed (" + closed.error().meaning +
+                                    "); the BMC ends it when its idle time is over");
     });
-    const QVRFUTILSession& session = record();
-    context_.output.note(std::string("session ") + session.SessionID + " at " + session.IPAddress + ":" + session.Port);
+}
+
+Failure failureOf(const std::string& what, const qvrfutil::Error& error)
+{
+    if (error.system != 0) return Failure(kExitOutput, "cannot " + error.doing + ": " + error.meaning);
+    if (error.status == 0) return Failure(kExitLibrary, what + ": " + error.meaning, error.remedy);
+    return libraryFailure(what, error.status);
 }
 
 }  // namespace qvrfctl

@@ -1,10 +1,12 @@
-/** @file session.h  The library's frame and the process-wide Redfish session, opened and closed in pairs. */
+/** @file session.h  The layer's client and session, with the options of the command line and the words of the tool. */
 #ifndef QVRFCTL_SESSION_H
 #define QVRFCTL_SESSION_H
 
+#include <memory>
+
 #include "interrupts.h"
 #include "options.h"
-#include "qvrfutil.h"
+#include "qvrfutil.hpp"
 
 namespace qvrfctl {
 
@@ -24,14 +26,16 @@ public:
     Library(Library&&) = delete;
 };
 
-/** The library with the BMC's endpoint set and nobody logged in: for what the BMC serves to everybody. */
+/** The BMC's endpoint, and nobody logged in: for what the BMC serves to everybody. */
 class OpenAccess {
 public:
     /** Finds the BMC. @throws Failure */
     explicit OpenAccess(const Context& context);
 
+    const qvrfutil::Client& client() const noexcept { return *client_; }
+
 private:
-    Library library_;
+    std::unique_ptr<qvrfutil::Client> client_;
 };
 
 /** The session: open while this object lives. */
@@ -39,23 +43,26 @@ class Session {
 public:
     /** Finds the BMC and logs in. @throws Failure */
     explicit Session(const Context& context);
-    /** Closes the session on the BMC; a failure is only a warning, for the work is done. */
+    /** Closes the session on the BMC, in 3 s at most; a failure is only a warning, for the work is done. */
     ~Session();
     Session(Session&&) = delete;
 
     const Context&         context() const noexcept { return context_; }
     const QVRFUTILSession& record() const noexcept { return g_RedfishSession; }
-    bool                   isNewer() const noexcept { return context_.target.generation == Generation::newer; }
-    /** Newer generation: logs in again after the BMC ended the session. The older one does so by itself. */
-    void renew();
+    bool                   isNewer() const noexcept { return client_->generation() == Generation::newer; }
+    qvrfutil::Session&     layer() noexcept { return *session_; }
 
 private:
     void open();
+    void closeOnInterrupt();
 
-    const Context& context_;
-    Library        library_;
-    Endpoint       endpoint_;  ///< newer generation
+    const Context&                     context_;
+    std::unique_ptr<qvrfutil::Client>  client_;
+    std::unique_ptr<qvrfutil::Session> session_;
 };
+
+/** What the layer tells, in the tool's words and with its exit status. @p what: "GET /redfish/v1" */
+Failure failureOf(const std::string& what, const qvrfutil::Error& error);
 
 }  // namespace qvrfctl
 
