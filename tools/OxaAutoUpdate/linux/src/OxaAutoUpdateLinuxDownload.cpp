@@ -55,8 +55,7 @@ private:
 template <class V>
 bool set(CURL* easy, CURLoption option, const char* name, V value) noexcept
 {
-    static_assert(std::is_same_v<V, long> || std::is_pointer_v<V>, "libcurl takes numbers as long: write 0L, not 0");
-    const CURLcode rc = curl_easy_setopt(easy, option, value);
+    const CURLcode rc = setQuietly(easy, option, value);
     if (rc != CURLE_OK) __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: %s failed with err %d.\n", name, rc);
     return rc == CURLE_OK;
 }
@@ -129,7 +128,7 @@ bool listen(CURL* easy, const astring* url) noexcept
 void keepReason(CURL* easy, CURLcode rc, const astring* url) noexcept
 {
     long status = 0;
-    if (rc == CURLE_HTTP_RETURNED_ERROR && curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK)
+    if (rc == CURLE_HTTP_RETURNED_ERROR && responseCode(easy, status) == CURLE_OK)
         setReason("%s: the BMC answers with HTTP status %ld", lastName(url), status);
     else if (rc == CURLE_OPERATION_TIMEDOUT)
         setReason("%s: not there within %ld seconds, the limit for each file", lastName(url), kTransferSeconds);
@@ -139,6 +138,7 @@ void keepReason(CURL* easy, CURLcode rc, const astring* url) noexcept
 
 s32 transfer(const astring* url, const astring* path, File& file) noexcept
 {
+    HeadWatch         watch;
     const GlobalState global;
     if (global.status() != CURLE_OK) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl_global_init failed with err %d.\n", global.status());
@@ -150,10 +150,13 @@ s32 transfer(const astring* url, const astring* path, File& file) noexcept
         return OXA_UPDATE_FAILED;
     }
     if (!prepare(easy.get(), url) || !open(file, path) ||
-        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url))
+        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url) ||
+        !watchHead(easy.get(), watch))
         return OXA_UPDATE_FAILED;
 
-    const CURLcode rc = performQuietly(easy.get());
+    CURLcode rc = performQuietly(easy.get());
+    // For libcurl an answer that ends among its header lines is a whole one, without a body.
+    if (rc == CURLE_OK && !watch.whole()) rc = CURLE_WEIRD_SERVER_REPLY;
     if (g_listener.call != nullptr) g_listener.call(nullptr, 0, 0, g_listener.context);
     if (rc == CURLE_OK) return 0;
     keepReason(easy.get(), rc, url);

@@ -6,14 +6,15 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateUtils.h"
 #include "osprivlege.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
@@ -23,10 +24,6 @@ constexpr char        kInterfaces[] = "/sys/class/net/";
 constexpr std::size_t kWorkSize     = 4096;
 constexpr std::size_t kNameSize     = 64;
 constexpr std::size_t kAddressSize  = 64;
-
-constexpr s32 kFound    = 0;
-constexpr s32 kFailure  = 1;
-constexpr s32 kNoMemory = 9;
 
 constexpr unsigned int kProbes            = 5;
 constexpr unsigned int kProbePauseSeconds = 1;
@@ -67,7 +64,7 @@ bool isUsbNic(const astring* name, astring* target, astring* path) noexcept
     }
     if (sprintf_s(target, kWorkSize, "grep 7a3e/c051 %s >/dev/null", path) < 0) return false;
     __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName: Command  %s\n", target);
-    const int status = std::system(target);
+    const int status = runShell(target);
     if (status == -1)
         __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: no command can be run: %s\n", std::strerror(errno));
     if (status != 0) return false;
@@ -88,22 +85,22 @@ s32 findUsbNic(astring* destination) noexcept
 {
     if (destination == nullptr) {
         __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: no buffer for the name.\n");
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     const SmOwned<astring> target = smText(kWorkSize);
     if (!target) {
         __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: failed to alloc memory targetPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const SmOwned<astring> path = smText(kWorkSize);
     if (!path) {
         __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: failed to alloc memory linkPath = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     const Directory interfaces(::opendir(kInterfaces));
     if (!interfaces) {
         __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: cannot open %s: %s\n", kInterfaces, std::strerror(errno));
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
 
     while (const dirent* entry = ::readdir(interfaces.get())) {
@@ -112,9 +109,9 @@ s32 findUsbNic(astring* destination) noexcept
         __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName:dir name = %s.\n", path.get());
         if (!followed(path.get(), target.get()) || !isUsbNic(entry->d_name, target.get(), path.get())) continue;
         handOver(entry->d_name, destination);
-        return kFound;
+        return 0;
     }
-    return kFailure;
+    return OXA_UPDATE_FAILED;
 }
 
 s32 setUpLink() noexcept
@@ -122,31 +119,31 @@ s32 setUpLink() noexcept
     const SmOwned<astring> name = smText(kNameSize);
     if (!name) {
         __SysDbgPrint3("[AUFPI]SetUSBNICInterface: failed to alloc memory g_torvoInterfaceName = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     s32 status = GetUSBNICInterfaceName(name.get());
     if (status != 0) {
         __SysDbgPrint3("[AUFPI]SetUSBNICInterface: getUSBNICInterfaceName failed with status:%d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     __SysDbgPrint4("[AUFPI]SetUSBNICInterface: g_torvoInterfaceName %s\n", name.get());
 
     const SmOwned<astring> address = smText(kAddressSize);
     if (!address) {
         __SysDbgPrint3("[AUFPI]SetUSBNICInterface: failed to alloc memory pLocalTorvoIP = null.\n");
-        return kNoMemory;
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     status = APMDiscoveryUSBNICIPAddress(address.get());
     if (status != 0) {
         __SysDbgPrint3("[AUFPI]SetUSBNICInterface: APMDiscoveryUSBNICIPAddress failed with status:%d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     __SysDbgPrint4("[AUFPI]SetUSBNICInterface: pLocalTorvoIP %s\n", address.get());
 
     status = OSSendARPProbeToTorvo(name.get(), kProbes, kProbePauseSeconds, address.get());
     if (status != 0) {
         __SysDbgPrint3("[AUFPI]SetUSBNICInterface: OSSendARPProbeToTorvo failed with status:%d.\n", status);
-        return kFailure;
+        return OXA_UPDATE_FAILED;
     }
     return 0;
 }
