@@ -12,7 +12,19 @@ if(QVRFUTIL_PLATFORM STREQUAL "reference")
 endif()
 set_target_properties(qvplatform_contract PROPERTIES EXPORT_NAME contract)
 
-install(TARGETS ${libraries} EXPORT qvrfutilTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+foreach(library IN LISTS libraries)
+  set(component platform)
+  if(library STREQUAL "qvrfutil")
+    set(component runtime)
+  endif()
+  install(TARGETS ${library} EXPORT qvrfutilTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT development)
+  get_target_property(type ${library} TYPE)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND type STREQUAL "SHARED_LIBRARY")
+    set_target_properties(${library} PROPERTIES INSTALL_RPATH "")
+  endif()
+endforeach()
 install(FILES ${QVRFUTIL_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvrfutil)
 
 # ---- CMake: find_package(qvrfutil) gives qvrfutil::qvrfutil -----------------------------------------------------
@@ -46,5 +58,14 @@ configure_file(packaging/qvrfutil.pc.in ${PROJECT_BINARY_DIR}/packaging/qvrfutil
 install(FILES ${PROJECT_BINARY_DIR}/packaging/qvrfutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # ---- Documents --------------------------------------------------------------------------------------------------
-file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md ${PROJECT_SOURCE_DIR}/docs/*.md
+     ${PROJECT_SOURCE_DIR}/docs/*.svg)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+
+# ---- What only a system has, at the place that only a system has ------------------------------------------------
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(system ${PROJECT_SOURCE_DIR}/packaging/system)
+  install(FILES ${system}/qvoxa-sync.service ${system}/qvoxa-sync.timer DESTINATION lib/systemd/system COMPONENT tools)
+  install(FILES ${system}/qvrfutil.tmpfiles DESTINATION lib/tmpfiles.d RENAME qvrfutil.conf COMPONENT tools)
+  install(FILES ${system}/logrotate DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qvrfutil-tools/examples COMPONENT tools)
+endif()

@@ -67,34 +67,3 @@ for program in "$prefix"/bin/*; do
     ! ldd "$program" | grep 'not found' || fail "$program misses a library"
     "$program" --help >"$scratch/log" || fail "$program --help ended with $?"
 done
-
-# ---- The first request of the README, against the installed simulator ----
-"$CC" -std=c11 "${flags[@]}" "$SOURCE/examples/first_request.c" -o "$scratch/first_request" "${found[@]}" \
-    "-Wl,-rpath,$libdir"
-"$prefix/bin/torvosim" --generation old --state-dir "$scratch/bmc" --write-config "$scratch/bmc.cfg" \
-    --ready-file "$scratch/ready" >"$scratch/simulator.log" 2>&1 &
-simulator=$!
-trap 'kill "$simulator" 2>/dev/null; wait "$simulator" 2>/dev/null; rm -rf "$scratch"' EXIT
-until [[ -s $scratch/ready ]]; do
-    kill -0 "$simulator" 2>/dev/null || { cat "$scratch/simulator.log"; fail "torvosim ended before it was ready"; }
-    sleep 0.05
-done
-answer=$(QVPLATFORM_CONFIG=$scratch/bmc.cfg "$scratch/first_request" /redfish/v1/Systems) || fail "first_request: $answer"
-[[ $answer == "HTTP 200"*'"@odata.id":"/redfish/v1/Systems"'* ]] || fail "first_request said: $answer"
-
-# ---- The agent and the listener among the examples, built in the same way ----
-control() { "$prefix/bin/torvosim" ctl --socket "$scratch/bmc/control.sock" "$@" >>"$scratch/control.log"; }
-for example in minimal_agent.c event_listener.cpp; do
-    compiler=("$CC" -std=c11)
-    [[ $example == *.c ]] || compiler=("$CXX" -std=c++17)
-    "${compiler[@]}" "${flags[@]}" "$SOURCE/examples/$example" -o "$scratch/${example%.*}" "${found[@]}" \
-        "-Wl,-rpath,$libdir"
-done
-export QVPLATFORM_CONFIG=$scratch/bmc.cfg
-control status 401 GET /redfish/v1/Systems 1
-answer=$(timeout 60 "$scratch/minimal_agent" old /redfish/v1/Systems 1) || fail "minimal_agent: $answer"
-[[ $answer == *"opened a new one"*"GET /redfish/v1/Systems: HTTP 200"* ]] || fail "minimal_agent said: $answer"
-
-control event-interval 100
-timeout 60 "$scratch/event_listener" /redfish/v1/SSE 2 >"$scratch/events" || fail "event_listener ended with $?"
-grep -q '"Message":"Timer"' "$scratch/events" || { cat "$scratch/events"; fail "event_listener saw no event"; }

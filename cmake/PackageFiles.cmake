@@ -1,0 +1,23 @@
+# Run by cpack over the staged files of each component: what a distribution expects beside them.
+
+file(GLOB components LIST_DIRECTORIES true ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*)
+find_program(gzip gzip REQUIRED)
+foreach(component IN LISTS components)
+  get_filename_component(key ${component} NAME)
+  string(TOUPPER ${key} key)
+  if(CPACK_GENERATOR STREQUAL "DEB")
+    set(package ${CPACK_DEBIAN_${key}_PACKAGE_NAME})
+  else()
+    set(package ${CPACK_RPM_${key}_PACKAGE_NAME})
+  endif()
+  set(documents ${component}/usr/share/doc/${package})
+  file(MAKE_DIRECTORY ${documents})
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/../packaging/copyright ${documents}/copyright COPYONLY)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/../CHANGELOG.md ${documents}/changelog COPYONLY)
+  file(GLOB_RECURSE pages ${component}/usr/share/man/*.[1-8])
+  foreach(page IN LISTS pages ITEMS ${documents}/changelog)
+    execute_process(COMMAND ${gzip} -9nf ${page} COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()
+  file(CHMOD_RECURSE ${component}/usr DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+endforeach()

@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# docs.sh CHECK, one of the functions below; see CMakeLists.txt for the environment it is given.
+set -euo pipefail
+cd "$SOURCE"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+documents=(*.md docs/*.md)
+bad=0
+wrong() { bad=1 && echo "$*"; }
+# blocks LANGUAGE FILE: the fenced blocks of that language, a file each, numbered as they come
+blocks() {
+    awk -v begin="^\`\`\`$1\$" -v out="$work/${2//\//-}" '
+        /^```$/ && on { on = 0; close(name) }
+        on { print > name }
+        $0 ~ begin { on = 1; name = sprintf("%s.%02d", out, ++n) }' "$2"
+    find "$work" -name "${2//\//-}.[0-9]*" | sort
+}
+
+# A relative link leads to a file that is there.
+links() {
+    for document in "${documents[@]}"; do
+        while read -r link; do
+            [[ -e $(dirname "$document")/${link%%#*} ]] || wrong "$document: no ${link%%#*}"
+        done < <(grep -oE '\]\([^):]+\)' "$document" | sed 's/^](\(.*\))$/\1/; s/^#.*/./')
+    done
+}
+
+# C and C++ compile; a fragment that is no function does so inside one.
+snippets() {
+    local count=0 header headers=()
+    for header in "$INCLUDE"/*.h; do headers+=(-include "$header"); done
+    for document in "${documents[@]}"; do
+        for language in c cpp; do
+            for block in $(blocks $language "$document"); do
+                count=$((count + 1)) compiler=("$CC" -std=c11 -x c) && [[ $language == c ]] || compiler=("$CXX" -std=c++17 -x c++)
+                grep -q '^{' "$block" || sed -i -e '1i void f(void);\nvoid f(void) {' -e '$a }' "$block"
+                "${compiler[@]}" -Wall -Wextra -Wno-unused -fsyntax-only -I "$INCLUDE" "${headers[@]}" "$block" || wrong "$document: $block does not compile"
+                rm "$block"
+            done
+        done
+    done
+    [[ $count -gt 2 ]] || wrong "only $count snippets were found"
+}
+
+# The programs know every option that a line with their name shows.
+options() {
+    for program in qvrfctl qvoxa-sync torvosim; do
+        man=$(sed 's/\\-/-/g' tools/*/"$program".1 simulator/"$program".1 docs/"$program".md 2>/dev/null)
+        while read -r option; do
+            grep -qF -e "$option" <<<"$man" || wrong "$program has no $option"
+        done < <(grep -hE "^    (.* )?$program " "${documents[@]}" | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z-]+' | sort -u)
+    done
+}
+
+# Blocks of "sh run" are run, those of a document in one shell, in a directory with this build as build/release.
+sessions() {
+    for document in "${documents[@]}"; do
+        readarray -t found < <(blocks "sh run" "$document")
+        [[ ${#found[@]} -gt 0 ]] || continue
+        rm -rf "${work:?}/home" && mkdir -p "$work/home/build" && ln -s "$SOURCE"/* "$work/home/" 2>/dev/null || true
+        ln -s "$BUILD" "$work/home/build/release"
+        # The build is there already; whatever runs in the background ends with the shell.
+        { echo "trap 'jobs -p | xargs -r kill' EXIT; cmake() { [[ \$1 != --preset && \$2 != --preset ]] || return 0; command cmake \"\$@\"; }"
+            cat "${found[@]}"; } >"$work/session"
+        (cd "$work/home" && HOME=$work/home PATH=$BUILD/bin:$PATH CFLAGS=${SANITIZE-} bash -euxo pipefail "$work/session") \
+            >"$work/log" 2>&1 || { cat "$work/log"; wrong "$document: a command failed"; }
+    done
+}
+
+"$1"
+exit $bad
