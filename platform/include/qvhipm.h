@@ -20,9 +20,10 @@ extern "C" {
 /** EsmIPMICmdIoctlReq::ReqType of the raw request with an own buffer (IPMICmdParameters::IRREx). */
 #define QVHIPM_REQTYPE_RAW_EX 11
 
+/** The head of a record. */
 typedef struct _EsmIoctlData {
-    u64 Reserved;
-    s32 Status;
+    u64 Reserved; /**< 0 */
+    s32 Status;   /**< of the driver; not looked at */
 } EsmIoctlData;
 
 /**
@@ -30,9 +31,9 @@ typedef struct _EsmIoctlData {
  * in the reply byte 0 is the netFn, byte 1 the command, byte 2 the completion code, the rest data.
  */
 typedef struct _IPMIReqRspEx {
-    u8  RsSA; /**< responder's slave address; 0x20 is the BMC */
-    u8  ChannelNum;
-    u8  ReservedAlign[2];
+    u8  RsSA;                             /**< responder's slave address; 0x20 is the BMC */
+    u8  ChannelNum;                       /**< 0 */
+    u8  ReservedAlign[2];                 /**< not looked at */
     u32 ReqPhaseBufLen;                   /**< request bytes in the buffer */
     u32 RspPhaseBufLen;                   /**< reply bytes wanted, netFn, command and completion code among them */
     u8  ReqRspBuffer[QVHIPM_BUFFER_SIZE]; /**< request in, reply out */
@@ -40,29 +41,32 @@ typedef struct _IPMIReqRspEx {
 
 /** The record's other forms belong to other users of the platform; they are here for the layout alone. */
 typedef struct _IPMIGetInfo {
-    u8 Data[16];
+    u8 Data[16]; /**< not used here */
 } IPMIGetInfo;
+/** A raw exchange with a smaller buffer; not used here. */
 typedef struct _IPMIReqRsp {
-    u8  RsSA;
-    u8  ReservedAlign[3];
-    u32 ReqPhaseBufLen;
-    u32 RspPhaseBufLen;
-    u8  ReqRspBuffer[32];
+    u8  RsSA;             /**< as in IPMIReqRspEx */
+    u8  ReservedAlign[3]; /**< not looked at */
+    u32 ReqPhaseBufLen;   /**< as in IPMIReqRspEx */
+    u32 RspPhaseBufLen;   /**< as in IPMIReqRspEx */
+    u8  ReqRspBuffer[32]; /**< as in IPMIReqRspEx */
 } IPMIReqRsp;
 
+/** What a record carries, by its ReqType; of these forms the library uses IRREx alone. */
 typedef union _IPMICmdParameters {
-    IPMIGetInfo  IBGI;
-    IPMIGetInfo  IBGF;
-    IPMIGetInfo  IBGNR;
-    IPMIReqRsp   IRR;
-    IPMIReqRspEx IRREx;
+    IPMIGetInfo  IBGI;  /**< not used here */
+    IPMIGetInfo  IBGF;  /**< not used here */
+    IPMIGetInfo  IBGNR; /**< not used here */
+    IPMIReqRsp   IRR;   /**< not used here */
+    IPMIReqRspEx IRREx; /**< QVHIPM_REQTYPE_RAW_EX */
 } IPMICmdParameters;
 
+/** A request to the BMC, and then its reply. */
 typedef struct _EsmIPMICmdIoctlReq {
-    EsmIoctlData      IOCTLData;
-    s32               Status;
-    u32               ReqType;
-    IPMICmdParameters Parameters;
+    EsmIoctlData      IOCTLData;  /**< the record's head */
+    s32               Status;     /**< preset by the caller; not looked at */
+    u32               ReqType;    /**< QVHIPM_REQTYPE_RAW_EX */
+    IPMICmdParameters Parameters; /**< the exchange itself */
 } EsmIPMICmdIoctlReq;
 
 /**

@@ -55,7 +55,7 @@ typedef struct _OxaSignatureObject {
     astring* pVerifyFile; /**< path of the signed file */
     astring* pSignFile;   /**< path of its detached signature */
     astring* pSignDB;     /**< a scratch directory for the verifier */
-    u8       reserved[8];
+    u8       reserved[8]; /**< zeros */
 } OxaSignatureObject;
 
 /** OSVerifyDigitalSignature could not look at the signature at all: its own program or library is missing. */

@@ -20,10 +20,10 @@ extern "C" {
 
 /** Room that a caller brings for the texts below, in bytes, NUL included. */
 #define APM_IPV4_ADDRESS_SIZE   16
-#define APM_IPV6_ADDRESS_SIZE   48
-#define APM_PORT_SIZE           6
-#define APM_PORT_SIZE_NEWER_GEN 8
-#define APM_VERSION_SIZE        10
+#define APM_IPV6_ADDRESS_SIZE   48 /**< eight groups */
+#define APM_PORT_SIZE           6  /**< five digits */
+#define APM_PORT_SIZE_NEWER_GEN 8  /**< as the newer generation tells it */
+#define APM_VERSION_SIZE        10 /**< nine characters */
 
 /**
  * The version of the agent update package that the BMC holds, as APMDiscoveryGetOxaPloxVersion last read it. Written
@@ -136,15 +136,15 @@ extern u8 g_sEnabledUSBNIC;
 
 /** The files of an update package by name, each a text of SMAllocMem that the record's owner releases, or NULL. */
 typedef struct _StructOxaPloxPackage {
-    astring* pPackagexml;
-    astring* pSHA256file;
-    astring* pZelmarPubKey;
-    astring* pWindowsUpdatePkg;
-    astring* pWindowsNanoUpdatePkg;
-    astring* pLinuxUpdatePkg;
-    astring* pLinuxSignFile;
-    astring* pLinuxInstallScript;
-    astring* pWindowsInstallScript;
+    astring* pPackagexml;           /**< package.xml */
+    astring* pSHA256file;           /**< the manifest, sha256sum */
+    astring* pZelmarPubKey;         /**< the public key */
+    astring* pWindowsUpdatePkg;     /**< package for Windows */
+    astring* pWindowsNanoUpdatePkg; /**< package for Windows Nano Server */
+    astring* pLinuxUpdatePkg;       /**< package for Linux */
+    astring* pLinuxSignFile;        /**< its signature */
+    astring* pLinuxInstallScript;   /**< the script OXA_Lx.sh */
+    astring* pWindowsInstallScript; /**< the script OXA_Win.bat */
 } StructOxaPloxPackage;
 
 /**
