@@ -1,4 +1,4 @@
-/** @file fuzz.cpp  Finds the target that the first argument names. libFuzzer runs it, or the small main below. */
+/** @file fuzz.cpp  Runs the target that FUZZ_TARGET in the environment names, for libFuzzer or the small main below. */
 #include "fuzz.h"
 
 #include <sys/mman.h>
@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -55,23 +54,12 @@ void hold(bool condition, const char* what)
 
 }  // namespace fuzz
 
-static fuzz::Target* g_target;
-
-/** Takes the name out of the arguments before libFuzzer reads them. */
-extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments)
-{
-    char** const given = *arguments;
-    g_target           = fuzz::Target::first;
-    while (g_target != nullptr && *count > 1 && std::strcmp(g_target->name, given[1]) != 0) g_target = g_target->next;
-    fuzz::hold(g_target != nullptr && *count > 1, "usage: fuzz TARGET [OPTION|DIRECTORY...], a target with a corpus");
-    std::copy(given + 2, given + *count + 1, given + 1);  // the NULL behind the last one too
-    --*count;
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    g_target->run({{reinterpret_cast<const char*>(data), size}});
+    static const fuzz::Target* target = fuzz::Target::first;
+    while (target != nullptr && target->name != std::string_view(std::getenv("FUZZ_TARGET"))) target = target->next;
+    fuzz::hold(target != nullptr, "FUZZ_TARGET names a target");
+    target->run({{reinterpret_cast<const char*>(data), size}});
     return 0;
 }
 
@@ -79,7 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 /** Runs the target once for each file of the directory that comes last. */
 int main(int count, char** arguments)
 {
-    LLVMFuzzerInitialize(&count, &arguments);
     int runs = 0;
     for (const auto& entry : std::filesystem::directory_iterator(arguments[count - 1])) {
         std::ifstream     file(entry.path(), std::ios::binary);

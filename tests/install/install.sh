@@ -38,7 +38,7 @@ unresolved=()
 flags=(-Wall -Wextra -Wpedantic -Werror ${SANITIZE:+"$SANITIZE"} "${unresolved[@]}")
 read -ra found <<<"$("$PKG_CONFIG" --cflags --libs qvrfutil)"
 "$CC" -std=c11 "${flags[@]}" "$here/agent.c" -o "$scratch/agent-c" "${found[@]}"
-"$CXX" -std=c++17 "${flags[@]}" "$here/agent.cpp" -o "$scratch/agent-cpp" "${found[@]}"
+"$CXX" -std=c++17 -x c++ "${flags[@]}" "$here/agent.c" -x none -o "$scratch/agent-cpp" "${found[@]}"
 
 mkdir "$scratch/consumer"
 cp "$here/agent.c" "$scratch/consumer/"
