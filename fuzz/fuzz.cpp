@@ -56,8 +56,9 @@ void hold(bool condition, const char* what)
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    static const fuzz::Target* target = fuzz::Target::first;
-    while (target != nullptr && target->name != std::string_view(std::getenv("FUZZ_TARGET"))) target = target->next;
+    static const char* const   name   = std::getenv("FUZZ_TARGET");
+    static const fuzz::Target* target = name != nullptr ? fuzz::Target::first : nullptr;
+    while (target != nullptr && target->name != std::string_view(name)) target = target->next;
     fuzz::hold(target != nullptr, "FUZZ_TARGET names a target");
     target->run({{reinterpret_cast<const char*>(data), size}});
     return 0;
