@@ -1,4 +1,4 @@
-/* The smallest agent, C and C++ alike: starts the library, sets an endpoint, shows what the session record then says. */
+/* The smallest agent, C and C++ alike: starts the library, sets an endpoint, shows what the session record says. */
 #include <stdio.h>
 #include <string.h>
 
