@@ -9,7 +9,7 @@ FUZZ(session_headers)
 {
     auto                   header = fuzz::text(in.rest());
     qvrf::SmOwned<astring> token, id;
-    const s32              status = qvrf::tokenAndSessionId(header.data(), qvrf::Receive(token), qvrf::Receive(id));
+    const s32              status = qvrf::GetTokenSSID(header.data(), qvrf::Receive(token), qvrf::Receive(id));
     if (token) fuzz::hold(std::strlen(token.get()) <= 32, "a token has 32 characters at most");
     if (id) fuzz::hold(std::strlen(id.get()) <= 64, "a session identifier has 64 characters at most");
     fuzz::hold(status == 0 || status == -1, "a documented status");
