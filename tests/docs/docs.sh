@@ -45,7 +45,7 @@ snippets() {
 # The programs know every option that a line with their name shows.
 options() {
     for program in qvrfctl qvoxa-sync torvosim; do
-        man=$(sed 's/\\-/-/g' tools/*/"$program".1 simulator/"$program".1 docs/"$program".md 2>/dev/null)
+        man=$(sed 's/\\-/-/g' tools/*/"$program".1 simulator/"$program".1 docs/"$program".md 2>/dev/null || true)
         while read -r option; do
             grep -qF -e "$option" <<<"$man" || wrong "$program has no $option"
         done < <(grep -hE "^    (.* )?$program " "${documents[@]}" | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z-]+' | sort -u)
