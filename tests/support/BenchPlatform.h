@@ -173,7 +173,13 @@ public:
     /** The awaited exchanges that did not take place, in words; empty when all did. */
     std::string missing() const;
 
+    /** What the platform found wrong since the last time: unexpected traffic, a foreign mutex, a secret. */
+    std::vector<std::string> takeComplaints();
+    std::size_t              heldMutexes() const;  ///< locked by somebody
+
     // For the symbols.
+    void     complain(const std::string& what);  ///< under the platform's own lock or in the test's thread
+    void     countHeld(int change);
     bool     failsNow(const char* symbol);
     void     record(const std::string& call);
     void*    allocate(u32 size, bool scripted);
@@ -197,7 +203,7 @@ private:
     Exchange& await(Channel channel, const std::string& request);
     Exchange* next(Channel channel, const std::string& request);
 
-    mutable std::mutex     guard_;
+    mutable std::recursive_mutex guard_;
     std::unique_ptr<State> state_;
 };
 

@@ -5,13 +5,12 @@
  * "Encryption" is reversible and no more: the text's bytes in hexadecimal, last byte first, with the fixed key text
  * "bench-key". So a record never holds the plain text, and the wrong texts do not decrypt.
  */
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "BenchPlatform.h"
+#include "LibraryCalls.h"
 
 namespace {
 
@@ -33,6 +32,7 @@ extern "C" {
 
 s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astring** b64Text, astring** b64Key)
 {
+    const bench::Paused paused;
     platform().record("SMqvoxaPBKDF2Encrypt " + std::to_string(length));
     if (platform().failsNow("SMqvoxaPBKDF2Encrypt")) return 1;
     if (platform().crypto.encryptStatus != 0) return platform().crypto.encryptStatus;
@@ -50,6 +50,7 @@ s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astri
 
 s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Text, astring** output)
 {
+    const bench::Paused paused;
     platform().record("SMqvoxaPBKDF2Decrypt");
     if (platform().failsNow("SMqvoxaPBKDF2Decrypt")) return 1;
     if (platform().crypto.decryptStatus != 0) return platform().crypto.decryptStatus;
@@ -65,6 +66,7 @@ s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Text, astring*
 
 s32 SMSecureGenerateBMCLoginToken(u32 reserved, const astring* userName, u32 role)
 {
+    const bench::Paused paused;
     platform().record("SMSecureGenerateBMCLoginToken " + std::to_string(reserved) + " " + textOf(userName) + " " +
                       std::to_string(role));
     return platform().failsNow("SMSecureGenerateBMCLoginToken") ? 1 : platform().token.generateStatus;
@@ -72,6 +74,7 @@ s32 SMSecureGenerateBMCLoginToken(u32 reserved, const astring* userName, u32 rol
 
 s32 SMSecureGetBMCLoginToken(astring** token, u32* length)
 {
+    const bench::Paused paused;
     platform().record("SMSecureGetBMCLoginToken");
     if (platform().failsNow("SMSecureGetBMCLoginToken")) return 1;
     if (platform().token.getStatus != 0) return platform().token.getStatus;
@@ -82,6 +85,7 @@ s32 SMSecureGetBMCLoginToken(astring** token, u32* length)
 
 s32 OSVerifyDigitalSignature(OxaSignatureObject* object)
 {
+    const bench::Paused paused;
     platform().record("OSVerifyDigitalSignature " + textOf(object->pVerifyFile));
     platform().keepSignatureCheck({textOf(object->pCommonName), textOf(object->pKey), textOf(object->pVerifyFile),
                                    textOf(object->pSignFile), textOf(object->pSignDB)});

@@ -1,6 +1,4 @@
 /** @file BenchSupport.cpp  The support services on the bench: memory, mutexes, threads, debug print, paths, logs. */
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -9,6 +7,7 @@
 #include <thread>
 
 #include "BenchPlatform.h"
+#include "LibraryCalls.h"
 
 namespace {
 
@@ -46,16 +45,19 @@ extern "C" {
 
 void* SMAllocMem(u32 size)
 {
+    const bench::Paused paused;
     return platform().allocate(size, true);
 }
 
 void SMFreeMem(void* memory)
 {
+    const bench::Paused paused;
     platform().release(memory);
 }
 
 void* SMMutexCreate(u32 reserved)
 {
+    const bench::Paused paused;
     platform().record("SMMutexCreate " + std::to_string(reserved));
     if (platform().failsNow("SMMutexCreate")) return nullptr;
     platform().countMutex(1);
@@ -64,12 +66,14 @@ void* SMMutexCreate(u32 reserved)
 
 s32 SMMutexLock(void* mutex, s32 waitMs)
 {
+    const bench::Paused paused;
     platform().record("SMMutexLock " + std::to_string(waitMs));
     if (!mutex || platform().failsNow("SMMutexLock") || platform().takesTimeout()) return 1;
     auto* m = static_cast<BenchMutex*>(mutex);
     // The system clock, because the thread sanitizer does not know the steady one's lock.
     if (!m->mutex.try_lock_until(std::chrono::system_clock::now() + std::chrono::milliseconds(waitMs))) return 1;
     std::lock_guard<std::mutex> lock(m->guard);
+    platform().countHeld(1);
     m->held   = true;
     m->holder = std::this_thread::get_id();
     return 0;
@@ -77,16 +81,18 @@ s32 SMMutexLock(void* mutex, s32 waitMs)
 
 s32 SMMutexUnLock(void* mutex)
 {
+    const bench::Paused paused;
     platform().record("SMMutexUnLock");
     auto* m = static_cast<BenchMutex*>(mutex);
     if (!m) return 1;
     {
         std::lock_guard<std::mutex> lock(m->guard);
         if (!m->held || m->holder != std::this_thread::get_id()) {
-            ADD_FAILURE() << "a mutex was given up by a thread that does not hold it";
+            platform().complain("a mutex was given up by a thread that does not hold it");
             return 1;
         }
         m->held = false;
+        platform().countHeld(-1);
     }
     m->mutex.unlock();
     return 0;
@@ -94,12 +100,13 @@ s32 SMMutexUnLock(void* mutex)
 
 s32 SMMutexDestroy(void* mutex)
 {
+    const bench::Paused paused;
     platform().record("SMMutexDestroy");
     auto* m = static_cast<BenchMutex*>(mutex);
     if (!m) return 1;
     {
         std::lock_guard<std::mutex> lock(m->guard);
-        EXPECT_FALSE(m->held) << "a mutex was destroyed while a thread holds it";
+        if (m->held) platform().complain("a mutex was destroyed while a thread holds it");
     }
     platform().countMutex(-1);
     delete m;
@@ -108,14 +115,20 @@ s32 SMMutexDestroy(void* mutex)
 
 void* SMThreadStart(SMThreadProc procedure, void* argument)
 {
+    const bench::Paused paused;
     platform().record("SMThreadStart");
     if (platform().failsNow("SMThreadStart")) return nullptr;
     platform().countThread(1);
-    return new std::thread([=] { procedure(argument); });
+    const bench::Place place = bench::here() == bench::Place::outside ? bench::Place::outside : bench::Place::worker;
+    return new std::thread([=] {
+        const bench::Inside inside(place);
+        procedure(argument);
+    });
 }
 
 s32 SMThreadStop(void* thread)
 {
+    const bench::Paused paused;
     platform().record("SMThreadStop");
     auto* t = static_cast<std::thread*>(thread);
     if (!t) return 1;
@@ -127,6 +140,7 @@ s32 SMThreadStop(void* thread)
 
 s32 __SysDbgPrint3(const astring* format, ...)
 {
+    const bench::Paused paused;
     std::va_list arguments;
     va_start(arguments, format);
     platform().print(bench::Level::error, formatted(format, arguments));
@@ -136,6 +150,7 @@ s32 __SysDbgPrint3(const astring* format, ...)
 
 s32 __SysDbgPrint4(const astring* format, ...)
 {
+    const bench::Paused paused;
     std::va_list arguments;
     va_start(arguments, format);
     platform().print(bench::Level::trace, formatted(format, arguments));
@@ -145,6 +160,7 @@ s32 __SysDbgPrint4(const astring* format, ...)
 
 s32 SMGetPathByProductIDandType(u32 productId, u32 pathType, astring* path, u32* size)
 {
+    const bench::Paused paused;
     platform().record("SMGetPathByProductIDandType " + std::to_string(productId) + " " + std::to_string(pathType));
     if (platform().failsNow("SMGetPathByProductIDandType")) return 1;
     const auto found = platform().paths.find({productId, pathType});
@@ -159,6 +175,7 @@ s32 SMGetPathByProductIDandType(u32 productId, u32 pathType, astring* path, u32*
 s32 SMAppendToOSSysLog(u32 logType, u32 severity, u32 eventId, const astring* source, const astring* message,
                        const astring* messageId, u32 /*dataSize*/, void* /*data*/)
 {
+    const bench::Paused paused;
     platform().record("SMAppendToOSSysLog " + textOf(message));
     platform().keep(bench::OsLogEntry{logType, severity, eventId, textOf(source), textOf(message), textOf(messageId)});
     return platform().failsNow("SMAppendToOSSysLog") ? 1 : platform().osLogStatus;
@@ -166,6 +183,7 @@ s32 SMAppendToOSSysLog(u32 logType, u32 severity, u32 eventId, const astring* so
 
 s32 SMHOSMIExportLogKSL(const astring* messageId, u32 argumentCount, astring** arguments)
 {
+    const bench::Paused paused;
     bench::KsLogEntry entry{textOf(messageId), {}};
     for (u32 i = 0; i < argumentCount; ++i) entry.arguments.push_back(textOf(arguments[i]));
     platform().record("SMHOSMIExportLogKSL " + entry.messageId);

@@ -32,6 +32,13 @@ SSL_CTX* newContext()
     return context;
 }
 
+/** One for the process: nobody checks its certificate, and a new key takes longer than a request. */
+SSL_CTX* theContext()
+{
+    static SSL_CTX* const context = newContext();
+    return context;
+}
+
 bool bindTo(int fd, bool ipv6, int port)
 {
     if (ipv6) {
@@ -68,7 +75,7 @@ std::string readRequest(SSL* tls)
 
 }  // namespace
 
-TlsResponder::TlsResponder(bool ipv6) : context_(newContext())
+TlsResponder::TlsResponder(bool ipv6) : context_(theContext())
 {
     signal(SIGPIPE, SIG_IGN);
     listener_ = socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -91,7 +98,6 @@ TlsResponder::~TlsResponder()
     shutdown(listener_, SHUT_RDWR);
     thread_.join();
     close(listener_);
-    SSL_CTX_free(static_cast<SSL_CTX*>(context_));
 }
 
 void TlsResponder::answer(TlsAnswer answer)

@@ -12,10 +12,14 @@ using Watches = std::map<const void*, QVRFUTILSSEWatch>;
 
 std::mutex g_mutex;
 
-/** Never destroyed: a subscription may outlive the process's static objects. */
-Watches& watches()
+/**
+ * Never destroyed: a subscription may outlive the process's static objects. In memory that is there: a subscription's
+ * thread may be the first to ask, and has nobody to tell that memory is out.
+ */
+Watches& watches() noexcept
 {
-    static Watches* const all = new Watches;
+    alignas(Watches) static unsigned char memory[sizeof(Watches)];
+    static Watches* const                 all = new (memory) Watches;
     return *all;
 }
 

@@ -74,7 +74,10 @@ HeaderList::~HeaderList()
 bool HeaderList::append(const char* line) noexcept
 {
     curl_slist* longer = curl_slist_append(list_, line);
-    if (longer == nullptr) return false;
+    if (longer == nullptr) {
+        __SysDbgPrint3("[QVRFUTIL] HeaderList: no memory for a request header.\n");
+        return false;
+    }
     list_ = longer;
     return true;
 }

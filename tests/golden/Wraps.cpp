@@ -1,0 +1,433 @@
+/**
+ * @file Wraps.cpp
+ * Where the library's calls into the C library and libcurl end up (linker option --wrap): each may be made to fail,
+ * what runs processes or waits is noted and does not happen, what hands something out is held against what takes it back.
+ */
+#include <curl/curl.h>
+#include <dirent.h>
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <new>
+#include <sstream>
+
+#include "LibraryCalls.h"
+#include "Words.h"
+#include "Wraps.h"
+
+#undef curl_easy_setopt
+#undef curl_easy_getinfo
+
+using bench::counting;
+
+namespace {
+
+bool refused(const char* call)
+{
+    return counting() && bench::fails(call);
+}
+
+template <class T>
+T* held(T* what, const char* kind)
+{
+    if (counting()) bench::acquired(what, kind);
+    return what;
+}
+
+/** A transcript line of these parts, put together where nothing counts. */
+template <class... Parts>
+void note(const Parts&... parts)
+{
+    if (bench::here() == bench::Place::outside) return;
+    const bench::Paused paused;
+    std::ostringstream  line;
+    (line << ... << parts);
+    bench::note(line.str());
+}
+
+golden::World g_world;
+
+}  // namespace
+
+golden::World& golden::world()
+{
+    return g_world;
+}
+
+extern "C" {
+
+// A call that may fail, and nothing else.
+#define FAILING(result, name, parameters, arguments, failure)  \
+    result __real_##name parameters;                           \
+    result __wrap_##name parameters                            \
+    {                                                          \
+        if (refused(#name)) return failure;                    \
+        return __real_##name arguments;                        \
+    }
+// A call that gives something back: it does so even when it reports a failure.
+#define RETURNING(result, name, type, failure)    \
+    result __real_##name(type what);              \
+    result __wrap_##name(type what)               \
+    {                                             \
+        const bool fails = refused(#name);        \
+        bench::released(what);                    \
+        const result done = __real_##name(what);  \
+        if (fails) errno = EIO;                   \
+        return fails ? failure : done;            \
+    }
+#define HOLDING(type, name, parameters, arguments)             \
+    type __real_##name parameters;                             \
+    type __wrap_##name parameters                              \
+    {                                                          \
+        return refused(#name) ? nullptr : held(__real_##name arguments, #name); \
+    }
+#define FREEING(name, type)                \
+    void __real_##name(type what);         \
+    void __wrap_##name(type what)          \
+    {                                      \
+        bench::released(what);             \
+        __real_##name(what);               \
+    }
+
+// --- Memory.
+HOLDING(void*, malloc, (size_t size), (size))
+HOLDING(void*, calloc, (size_t count, size_t size), (count, size))
+HOLDING(char*, strdup, (const char* text), (text))
+FREEING(free, void*)
+
+void* __real_realloc(void* block, size_t size);
+void* __wrap_realloc(void* block, size_t size)
+{
+    if (!counting()) return __real_realloc(block, size);
+    if (refused("realloc")) return nullptr;
+    bench::released(block);
+    return held(__real_realloc(block, size), "malloc");
+}
+
+// --- Files.
+FAILING(ssize_t, read, (int fd, void* to, size_t size), (fd, to, size), -1)
+FAILING(ssize_t, write, (int fd, const void* from, size_t size), (fd, from, size), -1)
+FAILING(int, stat, (const char* path, struct stat* to), (path, to), -1)
+FAILING(int, lstat, (const char* path, struct stat* to), (path, to), -1)
+FAILING(int, fstat, (int fd, struct stat* to), (fd, to), -1)
+FAILING(int, access, (const char* path, int mode), (path, mode), -1)
+FAILING(int, mkdir, (const char* path, mode_t mode), (path, mode), -1)
+FAILING(int, rename, (const char* from, const char* to), (from, to), -1)
+FAILING(int, unlink, (const char* path), (path), -1)
+FAILING(int, rmdir, (const char* path), (path), -1)
+FAILING(int, remove, (const char* path), (path), -1)
+FAILING(ssize_t, readlink, (const char* path, char* to, size_t size), (path, to, size), -1)
+FAILING(char*, realpath, (const char* path, char* to), (path, to), nullptr)
+FAILING(char*, getcwd, (char* to, size_t size), (to, size), nullptr)
+FAILING(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags), -1)
+FAILING(int, mkstemp, (char* name), (name), -1)
+FAILING(size_t, fwrite, (const void* from, size_t size, size_t count, FILE* to), (from, size, count, to), 0)
+FAILING(char*, fgets, (char* to, int size, FILE* from), (to, size, from), nullptr)
+FAILING(int, fflush, (FILE* stream), (stream), EOF)
+HOLDING(FILE*, fopen, (const char* path, const char* mode), (path, mode))
+HOLDING(FILE*, popen, (const char* command, const char* mode), (command, mode))
+HOLDING(DIR*, opendir, (const char* path), (path))
+HOLDING(DIR*, fdopendir, (int fd), (fd))
+RETURNING(int, fclose, FILE*, EOF)
+RETURNING(int, pclose, FILE*, -1)
+RETURNING(int, closedir, DIR*, -1)
+FAILING(dirent*, readdir, (DIR* directory), (directory), nullptr)
+
+int __real_open(const char* path, int flags, ...);
+int __wrap_open(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return refused("open") ? -1 : __real_open(path, flags, mode);
+}
+
+int __real_close(int fd);
+int __wrap_close(int fd)
+{
+    const bool fails = refused("close");
+    const int  done  = __real_close(fd);
+    return fails ? -1 : done;
+}
+
+// --- The network.
+FAILING(int, socket, (int family, int type, int protocol), (family, type, protocol), -1)
+FAILING(int, bind, (int fd, const sockaddr* address, socklen_t size), (fd, address, size), -1)
+FAILING(int, getsockname, (int fd, sockaddr* address, socklen_t* size), (fd, address, size), -1)
+FAILING(ssize_t, sendto, (int fd, const void* from, size_t size, int flags, const sockaddr* to, socklen_t room),
+        (fd, from, size, flags, to, room), -1)
+FAILING(ssize_t, recvfrom, (int fd, void* to, size_t size, int flags, sockaddr* from, socklen_t* room),
+        (fd, to, size, flags, from, room), -1)
+FAILING(int, getifaddrs, (ifaddrs * *list), (list), -1)
+
+int __real_ioctl(int fd, unsigned long command, ...);
+int __wrap_ioctl(int fd, unsigned long command, ...)
+{
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return refused("ioctl") ? -1 : __real_ioctl(fd, command, argument);
+}
+
+/** Nobody waits for long. */
+int __real_select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeOut);
+int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeOut)
+{
+    if (refused("select")) return -1;
+    if (counting() && timeOut != nullptr) note("select ", timeOut->tv_sec, " s");
+    timeval soon{1, 0};
+    return __real_select(count, read, write, except, counting() && timeOut != nullptr ? &soon : timeOut);
+}
+
+// --- Processes and their environment.
+int __real_system(const char* command);
+int __wrap_system(const char* command)
+{
+    if (!counting()) return __real_system(command);
+    note("system ", command);
+    if (refused("system")) return -1;
+    const bench::Paused paused;
+    const auto          found = g_world.commands.find(command);
+    return found == g_world.commands.end() ? 0 : found->second;
+}
+
+pid_t __real_fork();
+pid_t __wrap_fork()
+{
+    if (!counting()) return __real_fork();
+    note("fork");
+    return refused("fork") ? -1 : 4242;
+}
+
+pid_t __real_waitpid(pid_t child, int* status, int options);
+pid_t __wrap_waitpid(pid_t child, int* status, int options)
+{
+    if (!counting()) return __real_waitpid(child, status, options);
+    if (refused("waitpid")) return -1;
+    *status = g_world.childStatus;
+    return child;
+}
+
+pid_t __real_getpid();
+pid_t __wrap_getpid()
+{
+    return counting() ? 4711 : __real_getpid();
+}
+
+int __real_kill(pid_t process, int signal);
+int __wrap_kill(pid_t process, int signal)
+{
+    if (!counting()) return __real_kill(process, signal);
+    note("kill ", signal);
+    return refused("kill") ? -1 : 0;
+}
+
+// --- Time stands still.
+time_t __real_time(time_t* to);
+time_t __wrap_time(time_t* to)
+{
+    if (!counting()) return __real_time(to);
+    if (to != nullptr) *to = g_world.now;
+    return g_world.now;
+}
+
+int __real_nanosleep(const timespec* time, timespec* left);
+int __wrap_nanosleep(const timespec* time, timespec* left)
+{
+    if (!counting()) return __real_nanosleep(time, left);
+    note("nanosleep ", time->tv_sec, ".", time->tv_nsec);
+    return 0;
+}
+
+unsigned __real_sleep(unsigned seconds);
+unsigned __wrap_sleep(unsigned seconds)
+{
+    if (!counting()) return __real_sleep(seconds);
+    note("sleep ", seconds);
+    return 0;
+}
+
+// --- The console.
+int __real_puts(const char* text);
+int __wrap_puts(const char* text)
+{
+    if (!counting()) return __real_puts(text);
+    note("prints ", text, "\n");
+    return 1;
+}
+
+int __real_vprintf(const char* format, va_list arguments);
+int __wrap_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+int __wrap_printf(const char* format, ...)
+{
+    char    text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    if (counting())
+        note("prints ", text);
+    else
+        std::fputs(text, stdout);
+    return length;
+}
+
+int __real_putchar(int c);
+int __wrap_putchar(int c)
+{
+    if (!counting()) return __real_putchar(c);
+    note("prints ", static_cast<char>(c));
+    return c;
+}
+
+// --- libcurl.
+CURLcode __real_curl_easy_setopt(CURL* easy, CURLoption option, ...);
+
+/** Without the host's certificates: nobody checks the scripted service's, and parsing them takes most of a request. */
+CURL* __real_curl_easy_init();
+CURL* __wrap_curl_easy_init()
+{
+    if (refused("curl_easy_init")) return nullptr;
+    CURL* const easy = held(__real_curl_easy_init(), "curl_easy_init");
+    if (easy == nullptr) return nullptr;
+    __real_curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr);
+    __real_curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+    return easy;
+}
+FREEING(curl_easy_cleanup, CURL*)
+HOLDING(CURLM*, curl_multi_init, (), ())
+RETURNING(CURLMcode, curl_multi_cleanup, CURLM*, CURLM_OK)
+HOLDING(curl_mime*, curl_mime_init, (CURL * easy), (easy))
+FREEING(curl_mime_free, curl_mime*)
+FAILING(curl_mimepart*, curl_mime_addpart, (curl_mime * form), (form), nullptr)
+FAILING(CURLcode, curl_mime_name, (curl_mimepart * part, const char* name), (part, name), CURLE_OUT_OF_MEMORY)
+FAILING(CURLcode, curl_mime_type, (curl_mimepart * part, const char* type), (part, type), CURLE_OUT_OF_MEMORY)
+FAILING(CURLcode, curl_mime_data, (curl_mimepart * part, const char* data, size_t size), (part, data, size),
+        CURLE_OUT_OF_MEMORY)
+FAILING(CURLcode, curl_mime_filedata, (curl_mimepart * part, const char* file), (part, file), CURLE_READ_ERROR)
+FAILING(CURLMcode, curl_multi_add_handle, (CURLM * multi, CURL* easy), (multi, easy), CURLM_OUT_OF_MEMORY)
+FAILING(CURLMcode, curl_multi_perform, (CURLM * multi, int* running), (multi, running), CURLM_OUT_OF_MEMORY)
+
+CURLcode __real_curl_global_init(long flags);
+CURLcode __wrap_curl_global_init(long flags)
+{
+    return refused("curl_global_init") ? CURLE_FAILED_INIT : __real_curl_global_init(flags);
+}
+
+curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
+curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* line)
+{
+    if (refused("curl_slist_append")) return nullptr;
+    bench::released(list);
+    return held(__real_curl_slist_append(list, line), "curl_slist_append");
+}
+FREEING(curl_slist_free_all, curl_slist*)
+
+/** A stream that says nothing is looked at often: the test does not wait for the next look. */
+CURLMcode __real_curl_multi_wait(CURLM* multi, curl_waitfd* more, unsigned count, int ms, int* ready);
+CURLMcode __wrap_curl_multi_wait(CURLM* multi, curl_waitfd* more, unsigned count, int ms, int* ready)
+{
+    if (refused("curl_multi_wait")) return CURLM_OUT_OF_MEMORY;
+    return __real_curl_multi_wait(multi, more, count, counting() ? 10 : ms, ready);
+}
+
+// Every option that the library sets takes a pointer or a long: one machine word each.
+CURLcode __wrap_curl_easy_setopt(CURL* easy, CURLoption option, ...)
+{
+    va_list arguments;
+    va_start(arguments, option);
+    void* const word = va_arg(arguments, void*);
+    va_end(arguments);
+    if (refused("curl_easy_setopt")) return CURLE_OUT_OF_MEMORY;
+    if (counting()) {
+        const bench::Paused     paused;
+        const curl_easyoption*  about = curl_easy_option_by_id(option);
+        const std::string       name  = about == nullptr ? std::to_string(option) : about->name;
+        if (about != nullptr && (about->type == CURLOT_LONG || about->type == CURLOT_VALUES))
+            note("  ", name, " ", reinterpret_cast<long>(word));
+        else if (about != nullptr && about->type == CURLOT_STRING && word != nullptr)
+            note("  ", name, " ", golden::inQuotes(static_cast<const char*>(word)));
+        else
+            note("  ", name, word == nullptr ? " NULL" : "");
+    }
+    return __real_curl_easy_setopt(easy, option, word);
+}
+
+CURLcode __real_curl_easy_perform(CURL* easy);
+CURLcode __wrap_curl_easy_perform(CURL* easy)
+{
+    if (refused("curl_easy_perform")) return CURLE_COULDNT_CONNECT;
+    const CURLcode      done = __real_curl_easy_perform(easy);
+    const bench::Paused paused;
+    if (g_world.noteTraffic) g_world.noteTraffic();
+    return done;
+}
+
+CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL* easy, CURLINFO info, ...)
+{
+    va_list arguments;
+    va_start(arguments, info);
+    void* const out = va_arg(arguments, void*);
+    va_end(arguments);
+    return refused("curl_easy_getinfo") ? CURLE_BAD_FUNCTION_ARGUMENT : __real_curl_easy_getinfo(easy, info, out);
+}
+
+curl_version_info_data* __real_curl_version_info(CURLversion now);
+curl_version_info_data* __wrap_curl_version_info(CURLversion now)
+{
+    static curl_version_info_data info = *__real_curl_version_info(now);
+    info.version_num                   = g_world.curlVersion;
+    return &info;
+}
+
+// --- The library's own operation that answers a fixed link-local address, which no test host has.
+int32_t __real_APMDiscoveryUSBNICIPv6Address(char* address);
+int32_t __wrap_APMDiscoveryUSBNICIPv6Address(char* address)
+{
+    if (g_world.ipv6Address.empty()) return __real_APMDiscoveryUSBNICIPv6Address(address);
+    std::strcpy(address, g_world.ipv6Address.c_str());
+    return 0;
+}
+
+}  // extern "C"
+
+// --- The C++ library's memory, for the whole program; only what the library asks for may fail.
+void* operator new(std::size_t size)
+{
+    if (refused("operator new")) throw std::bad_alloc();
+    void* const block = held(__real_malloc(size), "operator new");
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return refused("operator new") ? nullptr : held(__real_malloc(size), "operator new");
+}
+void operator delete(void* block) noexcept
+{
+    if (counting()) bench::released(block);
+    __real_free(block);
+}
+void operator delete(void* block, std::size_t) noexcept
+{
+    operator delete(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept
+{
+    operator delete(block);
+}

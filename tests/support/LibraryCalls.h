@@ -1,0 +1,64 @@
+/**
+ * @file LibraryCalls.h
+ * What the library does to the world around it: a transcript of it, and which of its calls are to fail.
+ *
+ * Only threads that stand inside the library count: the driver that calls an exported operation enters, and so does a
+ * thread that the library starts. Where the stand-ins work for themselves (allocate, compare, print), they pause.
+ */
+#ifndef LIBRARYCALLS_H
+#define LIBRARYCALLS_H
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+enum class Place : char { outside, caller, worker };
+
+/** While one lives, this thread runs the library's code. */
+class Inside {
+public:
+    explicit Inside(Place place) noexcept;
+    ~Inside();
+    Inside(Inside&&) = delete;
+
+private:
+    Place before_;
+    int   pausedBefore_;
+};
+
+/** While one lives, this thread works for the bench, wherever it stands. */
+class Paused {
+public:
+    Paused() noexcept;
+    ~Paused();
+    Paused(Paused&&) = delete;
+};
+
+Place here() noexcept;        ///< where this thread stands, paused or not
+bool  counting() noexcept;    ///< inside and not paused
+
+/** Adds a line to the transcript of this thread's place; a thread outside has none. */
+void note(const std::string& line);
+/** Takes the lines of a place. */
+std::vector<std::string> takeNotes(Place place);
+
+// --- Failures.
+void noFailures();                                           ///< none from now on; forgets what failed
+void failNth(unsigned nth, Place place);                     ///< the n-th call of that place's threads that can fail
+/** The n-th call of this name from that place, with this errno. */
+void failNamed(const std::string& call, unsigned nth, Place place, int error);
+/** Asked by each stand-in once a call: whether this one fails. errno is set when it does. */
+bool fails(const char* call);
+/** The calls that failed, blanks between; empty when so many never came. */
+std::string failed();
+
+// --- What the library holds of the C library: memory, lists, handles.
+void        acquired(const void* what, const char* kind);
+void        released(const void* what);
+/** What is held now, by kind: "2 malloc, 1 curl_easy_init"; empty for nothing. */
+std::string held();
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,153 @@
+/**
+ * @file walk_test.cpp
+ * The failure walk: every call that a scenario marks with "walk", with its 1st, 2nd, 3rd ... call into the world
+ * failing (memory, platform, libcurl, system), until a run meets no failure.
+ *
+ *   walk_test SCENARIO-DIRECTORY EXPORT-MAP [OPERATION]
+ *
+ * After each failure: a status that the scenario names, a line in the error log, and nothing left: no memory, handle,
+ * descriptor, lock, thread or file. An exported operation without such a call fails the test.
+ */
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+
+#include "Operations.h"
+#include "Scenario.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr unsigned kLimit = 2000;  // more calls than any operation makes
+
+char g_current[300];  // for a crash's last words
+
+[[noreturn]] void lastWords(int)
+{
+    const char text[] = "\nwalk_test: crashed in: ";
+    if (::write(STDOUT_FILENO, text, sizeof text - 1) < 0 || ::write(STDOUT_FILENO, g_current, std::strlen(g_current)) < 0 ||
+        ::write(STDOUT_FILENO, "\n", 1) < 0)
+        ::_exit(3);
+    ::_exit(2);
+}
+
+class Walk {
+public:
+    explicit Walk(std::string only) : only_(std::move(only)) {}
+
+    void file(const std::string& path)
+    {
+        for (const golden::Case& one : golden::readFile(path).cases) {
+            const auto walks = [](const std::string& line) { return line.rfind("walk ", 0) == 0; };
+            const auto found = std::find_if(one.lines.begin(), one.lines.end(), walks);
+            if (found != one.lines.end() && (only_.empty() || found->rfind("walk " + only_, 0) == 0)) walk(path, one);
+        }
+    }
+
+    /** What each operation met; and those that have no row. */
+    void report(const std::string& map)
+    {
+        for (const auto& [operation, calls] : met_) {
+            unsigned    all = 0;
+            std::string text;
+            for (const auto& [call, count] : calls) {
+                all += count;
+                text += " " + call + (count > 1 ? "*" + std::to_string(count) : "");
+            }
+            std::printf("%-46s %4u failures:%s\n", operation.c_str(), all, text.c_str());
+        }
+        std::printf("%zu operations, %u failures, %u skipped\n", met_.size(), total_, skipped_);
+        if (only_.empty()) missing(map);
+    }
+
+    int result() const { return wrong_ != 0 ? 1 : skipped_ != 0 ? 77 : 0; }
+
+private:
+    void walk(const std::string& path, const golden::Case& one)
+    {
+        const golden::Outcome whole = golden::runCase(one);
+        if (!whole.skipped.empty()) {
+            std::printf("%s: %s: skipped: %s\n", path.c_str(), one.title.c_str(), whole.skipped.c_str());
+            ++skipped_;
+            return;
+        }
+        if (!whole.walked) return complain(one.title, whole.complaints.empty() ? "does not run" : whole.complaints.front());
+        auto& met = met_[whole.walked->operation];
+        for (unsigned nth = 1; nth <= kLimit; ++nth) {
+            std::snprintf(g_current, sizeof g_current, "%s: %s: call %u", path.c_str(), one.title.c_str(), nth);
+            const golden::Outcome outcome = golden::runCase(one, nth);
+            if (!outcome.walked) return complain(g_current, "did not come to its call");
+            if (outcome.walked->failed.empty()) return;
+            ++total_;
+            ++met[outcome.walked->failed];
+            judge(outcome, *whole.walked);
+        }
+        complain(one.title, "makes too many calls");
+    }
+
+    void judge(const golden::Outcome& outcome, const golden::Walked& whole)
+    {
+        const golden::Walked& walked = *outcome.walked;
+        const std::string     where  = std::string(g_current) + " (" + walked.failed + ")";
+        for (const std::string& what : outcome.complaints) complain(where, what);
+        if (walked.statuses.count(walked.status) == 0)
+            complain(where, "gives " + std::to_string(walked.status) + ", which no row documents");
+        if (!walked.errorLogged && walked.mayBeSilent.count(walked.failed) == 0) complain(where, "logs no error");
+        if (!walked.held.empty()) complain(where, "leaves " + walked.held);
+        // What the whole run makes may be there, under another name when names are random.
+        if (walked.filesLeft.size() > whole.filesLeft.size()) complain(where, "leaves files");
+    }
+
+    void missing(const std::string& map)
+    {
+        static const std::set<std::string> variables = {
+            "g_RedfishSession",    "g_SessionCreationLock", "g_isRedfishSessionRequested", "giSServerNewGenAndAbove",
+            "OxaUpdatedVersion",   "pExecutionDirectory",   "pOXAInstallPath",             "standAloneAutoUpdate",
+            "installationType",    "g_sEnabledUSBNIC"};
+        std::ifstream     in(map);
+        const std::string text  = std::regex_replace(std::string{std::istreambuf_iterator<char>(in), {}}, std::regex("#[^\n]*"), "");
+        const auto        begin = text.find("global:"), end = text.find("local:");
+        if (begin == text.npos || end == text.npos) return complain(map, "is no map of exports");
+        const std::string names = text.substr(begin + 7, end - begin - 7);
+        const std::regex  name("[A-Za-z_][A-Za-z0-9_]*");
+        for (std::sregex_iterator it(names.begin(), names.end(), name), none; it != none; ++it)
+            if (variables.count(it->str()) == 0 && met_.count(it->str()) == 0)
+                complain(it->str(), "is exported, and no scenario walks it");
+    }
+
+    void complain(const std::string& where, const std::string& what)
+    {
+        std::printf("%s: %s\n", where.c_str(), what.c_str());
+        ++wrong_;
+    }
+
+    const std::string                                      only_;
+    std::map<std::string, std::map<std::string, unsigned>> met_;
+    unsigned                                               total_ = 0, skipped_ = 0, wrong_ = 0;
+};
+
+}  // namespace
+
+int main(int count, char** words)
+{
+    if (count < 3) return std::fprintf(stderr, "usage: walk_test DIRECTORY EXPORT-MAP [OPERATION]\n"), 1;
+    for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
+    Walk                  walk(count > 3 ? words[3] : "");
+    std::set<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(words[1]))
+        if (entry.path().extension() == ".txt") files.insert(entry.path().string());
+    for (const std::string& path : files) walk.file(path);
+    walk.report(words[2]);
+    return walk.result();
+}
