@@ -89,9 +89,11 @@ void makeMockup(const std::string& directory, unsigned long resources)
 
 void inventory(Session& session, unsigned long resources)
 {
+    QVRFUTILKeepConnections(FALSE);
     const double plain = microseconds([&] {
         for (unsigned long i = 0; i < resources; ++i) byCall();
     });
+    QVRFUTILKeepConnections(TRUE);
     std::size_t  read  = 0;
     const double whole = microseconds([&] {
         for (const std::string& path : session.members("/redfish/v1/Parts").orThrow())
@@ -128,7 +130,6 @@ int run(int argc, char** argv)
     if (variant == nullptr) {
         QVRFUTILKeepConnections(FALSE);
         compare(session, pairs);
-        QVRFUTILKeepConnections(TRUE);
         inventory(session, resources);
         return 0;
     }
