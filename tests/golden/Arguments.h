@@ -125,7 +125,8 @@ class Argument<T*, std::enable_if_t<std::is_arithmetic_v<T> && !isText<std::remo
 public:
     explicit Argument(Call& call) : word_(call.take())
     {
-        if (word_.bare().size() > 1 && word_.bare()[0] == '&') value_ = static_cast<V>(numberOf(word_.bare().substr(1)));
+        if (word_.bare().size() > 1 && word_.bare()[0] == '&')
+            value_ = static_cast<V>(numberOf(word_.bare().substr(1)));
     }
     T*   get() { return word_.bare() == "null" ? nullptr : &value_; }
     void show(Call& call)

@@ -30,8 +30,8 @@ private:
     void take(SSEEventData* event)
     {
         const bench::Paused paused;
-        bench::note("event " + std::to_string(event->StatusCode) + ", " + std::to_string(event->EventPayloadSize) + "/" +
-                    std::to_string(event->ReceivedEventAvailableSize) + " bytes " +
+        bench::note("event " + std::to_string(event->StatusCode) + ", " + std::to_string(event->EventPayloadSize) +
+                    "/" + std::to_string(event->ReceivedEventAvailableSize) + " bytes " +
                     (event->pEvent == nullptr ? "none" : inQuotes(event->pEvent)));
         SMFreeMem(event->pEvent);
         SMFreeMem(event);

@@ -43,9 +43,9 @@ s32 manifest(astring* file, astring** texts)
 {
     StructOxaPloxPackage package{};
     const s32            status = pasrseSHA256File(file, &package);
-    astring* const       all[]  = {package.pPackagexml,         package.pSHA256file,          package.pZelmarPubKey,
-                                   package.pWindowsUpdatePkg,    package.pWindowsNanoUpdatePkg, package.pLinuxUpdatePkg,
-                                   package.pLinuxSignFile,       package.pLinuxInstallScript,  package.pWindowsInstallScript};
+    astring* const       all[]  = {package.pPackagexml,       package.pSHA256file,           package.pZelmarPubKey,
+                                   package.pWindowsUpdatePkg, package.pWindowsNanoUpdatePkg, package.pLinuxUpdatePkg,
+                                   package.pLinuxSignFile,    package.pLinuxInstallScript,   package.pWindowsInstallScript};
     const bench::Paused  paused;
     std::string          lines;
     for (astring* text : all) lines += std::string(text == nullptr ? "-" : text) + "\n", SMFreeMem(text);
@@ -56,16 +56,15 @@ s32 manifest(astring* file, astring** texts)
 /** Watches a subscriber, or ends that; what the watch hears goes into the transcript. */
 s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
 {
-    const QVRFUTILSSEWatch heard = {
-        nullptr,
-        [](void*, const astring* bytes, u32 size) {
-            const bench::Paused paused;
-            bench::note("left out " + inQuotes(std::string(bytes, size)));
-        },
-        [](void*, u16 http) {
-            const bench::Paused paused;
-            bench::note("over, HTTP " + std::to_string(http));
-        }};
+    const QVRFUTILSSEWatch heard = {nullptr,
+                                    [](void*, const astring* bytes, u32 size) {
+                                        const bench::Paused paused;
+                                        bench::note("left out " + inQuotes(std::string(bytes, size)));
+                                    },
+                                    [](void*, u16 http) {
+                                        const bench::Paused paused;
+                                        bench::note("over, HTTP " + std::to_string(http));
+                                    }};
     return QVRFUTILWatchSSE(context, begins != 0 ? &heard : nullptr);
 }
 
@@ -92,109 +91,188 @@ const tm kMoment{5, 4, 3, 2, 1, 100, 3, 32, 0, 0, nullptr};
 
 }  // namespace
 
-#define OPERATION(name) {#name, of(&::name)}
-#define AS(name, ...)   {#name, of(+__VA_ARGS__)}
+#define OPERATION(name)    \
+    {                      \
+#name, of(&::name) \
+    }
+#define AS(name, ...)           \
+    {                           \
+#name, of(+__VA_ARGS__) \
+    }
 
 const std::map<std::string, Operation>& operations()
 {
     static const std::map<std::string, Operation> all = {
         // frame, session, requests
-        OPERATION(QVRFUTILInit), OPERATION(QVRFUTILCleanUp), OPERATION(QVRFUTILGetRFSessionInfo),
-        OPERATION(QVRFUTILKeepConnections), OPERATION(QVRFUTILSetIPAddress), OPERATION(TorvoRedfishPrereqCheck), OPERATION(QVRFUTILCreateSession),
-        OPERATION(QVRFUTILDeleteSession), OPERATION(QVRFUTILDeleteSessionNewGenAndAbove),
-        OPERATION(QVRFUTILSendRequest), OPERATION(QVRFUTILOSSendRequest), OPERATION(QVRFUTILOSGETRequest),
-        OPERATION(QVRFUTILOSPOSTRequest), OPERATION(QVRFUTILOSPATCHRequest), OPERATION(QVRFUTILOSDELETERequest),
-        AS(QVRFUTILCurlRedfishGETResponseCallback, [](const astring* text, size_t size, size_t count) {
-            return collected(&QVRFUTILCurlRedfishGETResponseCallback, text, size, count);
-        }),
-        AS(SACopyFileCBCurl, [](const astring* file, astring* text) {
-            FILE* const  stream = file == nullptr ? nullptr : fopen(file, "w");
-            const size_t taken  = SACopyFileCBCurl(text, 1, text == nullptr ? 3 : strlen(text), stream);
-            if (stream != nullptr) fclose(stream);
-            return static_cast<s32>(taken);
-        }),
+        OPERATION(QVRFUTILInit),
+        OPERATION(QVRFUTILCleanUp),
+        OPERATION(QVRFUTILGetRFSessionInfo),
+        OPERATION(QVRFUTILKeepConnections),
+        OPERATION(QVRFUTILSetIPAddress),
+        OPERATION(TorvoRedfishPrereqCheck),
+        OPERATION(QVRFUTILCreateSession),
+        OPERATION(QVRFUTILDeleteSession),
+        OPERATION(QVRFUTILDeleteSessionNewGenAndAbove),
+        OPERATION(QVRFUTILSendRequest),
+        OPERATION(QVRFUTILOSSendRequest),
+        OPERATION(QVRFUTILOSGETRequest),
+        OPERATION(QVRFUTILOSPOSTRequest),
+        OPERATION(QVRFUTILOSPATCHRequest),
+        OPERATION(QVRFUTILOSDELETERequest),
+        AS(QVRFUTILCurlRedfishGETResponseCallback,
+           [](const astring* text, size_t size, size_t count) {
+               return collected(&QVRFUTILCurlRedfishGETResponseCallback, text, size, count);
+           }),
+        AS(SACopyFileCBCurl,
+           [](const astring* file, astring* text) {
+               FILE* const  stream = file == nullptr ? nullptr : fopen(file, "w");
+               const size_t taken  = SACopyFileCBCurl(text, 1, text == nullptr ? 3 : strlen(text), stream);
+               if (stream != nullptr) fclose(stream);
+               return static_cast<s32>(taken);
+           }),
         // uploads, requests without a session, subscriptions
-        OPERATION(QVRFUTILSendFileUploadRequest), OPERATION(QVRFUTILOSSendFileUploadRequest),
-        OPERATION(QVRFUTILSendRequestNoAuth), OPERATION(QVRFUTILOSSendRequestNoAuth), OPERATION(QVRFUTILRegisterSSE),
-        OPERATION(QVRFUTILOSRegisterSSE), OPERATION(QVRFUTILUnregisterSSE), OPERATION(QVRFUTILOSUnregisterSSE),
+        OPERATION(QVRFUTILSendFileUploadRequest),
+        OPERATION(QVRFUTILOSSendFileUploadRequest),
+        OPERATION(QVRFUTILSendRequestNoAuth),
+        OPERATION(QVRFUTILOSSendRequestNoAuth),
+        OPERATION(QVRFUTILRegisterSSE),
+        OPERATION(QVRFUTILOSRegisterSSE),
+        OPERATION(QVRFUTILUnregisterSSE),
+        OPERATION(QVRFUTILOSUnregisterSSE),
         {"QVRFUTILWatchSSE", of(&watch)},
         AS(QVRFUTILReadCurlMultiEvents,
            [](const astring*) { return QVRFUTILReadCurlMultiEvents(nullptr) == nullptr ? 0 : 1; }),
         // accounts, login token, session service
-        OPERATION(OXAConfigureBMCUser), OPERATION(OXASetBMCUsername), OPERATION(OXASetBMCUserPassword),
-        OPERATION(OXASetBMCUserPrivilege), OPERATION(GenerateTorvoUser), OPERATION(OXADeleteTorvoUser),
-        OPERATION(OXAPasswordGenerator), OPERATION(GenerateOAuthToken), OPERATION(OXAGetTorvoWebserver),
-        OPERATION(OXAGetTorvoRedfish), OPERATION(OXACreateRedfishSession), OPERATION(OXADeleteRedfishSession), OPERATION(OSCreateRedfishSession), OPERATION(OSDeleteRedfishSession),
-        AS(curlRedfishResponseCallback, [](const astring* text, size_t size, size_t count) {
-            return collected(&curlRedfishResponseCallback, text, size, count);
-        }),
+        OPERATION(OXAConfigureBMCUser),
+        OPERATION(OXASetBMCUsername),
+        OPERATION(OXASetBMCUserPassword),
+        OPERATION(OXASetBMCUserPrivilege),
+        OPERATION(GenerateTorvoUser),
+        OPERATION(OXADeleteTorvoUser),
+        OPERATION(OXAPasswordGenerator),
+        OPERATION(GenerateOAuthToken),
+        OPERATION(OXAGetTorvoWebserver),
+        OPERATION(OXAGetTorvoRedfish),
+        OPERATION(OXACreateRedfishSession),
+        OPERATION(OXADeleteRedfishSession),
+        OPERATION(OSCreateRedfishSession),
+        OPERATION(OSDeleteRedfishSession),
+        AS(curlRedfishResponseCallback,
+           [](const astring* text, size_t size, size_t count) {
+               return collected(&curlRedfishResponseCallback, text, size, count);
+           }),
         // discovery
-        OPERATION(APMDiscoveryGetTorvoFwVersion), OPERATION(APMDiscoveryGetOxaPloxVersion),
-        OPERATION(APMDiscoveryGetOxaOSVersion), OPERATION(APMDiscoveryUSBNICIPAddress),
-        OPERATION(APMDiscoveryFetchIPv4IpAddressNewGenandAbove), OPERATION(APMDiscoveryUSBNICIPv6Address),
-        OPERATION(APMDiscoveryUSBNICIPv6AddressNewGenandAbove), OPERATION(APMDiscoveryGetIPPort),
-        OPERATION(APMDiscoveryGetHTTPSPortViaIPMIForNewGenAndAbove), OPERATION(APMDiscoveryGetOSToBMCStatus),
-        OPERATION(APMDiscoverySetOSToBMCStatus), OPERATION(ConverHexToAscii), OPERATION(APMSuptConverHexToAscii),
+        OPERATION(APMDiscoveryGetTorvoFwVersion),
+        OPERATION(APMDiscoveryGetOxaPloxVersion),
+        OPERATION(APMDiscoveryGetOxaOSVersion),
+        OPERATION(APMDiscoveryUSBNICIPAddress),
+        OPERATION(APMDiscoveryFetchIPv4IpAddressNewGenandAbove),
+        OPERATION(APMDiscoveryUSBNICIPv6Address),
+        OPERATION(APMDiscoveryUSBNICIPv6AddressNewGenandAbove),
+        OPERATION(APMDiscoveryGetIPPort),
+        OPERATION(APMDiscoveryGetHTTPSPortViaIPMIForNewGenAndAbove),
+        OPERATION(APMDiscoveryGetOSToBMCStatus),
+        OPERATION(APMDiscoverySetOSToBMCStatus),
+        OPERATION(ConverHexToAscii),
+        OPERATION(APMSuptConverHexToAscii),
         // USB NIC
-        OPERATION(GetUSBNICInterfaceName), OPERATION(SetUSBNICInterface), OPERATION(OSSendARPProbeToTorvo),
-        OPERATION(SetIFFlags), OPERATION(LXcheckHostIPVersion), OPERATION(LXcheckIFIPConfigured),
-        OPERATION(SetAddrGenModePolicyForUSBNICIPV6), OPERATION(IsUSBNICIntfConfigRequired),
-        OPERATION(getTriggerInfo), OPERATION(stoppingAPMServiceFromWithIn),
+        OPERATION(GetUSBNICInterfaceName),
+        OPERATION(SetUSBNICInterface),
+        OPERATION(OSSendARPProbeToTorvo),
+        OPERATION(SetIFFlags),
+        OPERATION(LXcheckHostIPVersion),
+        OPERATION(LXcheckIFIPConfigured),
+        OPERATION(SetAddrGenModePolicyForUSBNICIPV6),
+        OPERATION(IsUSBNICIntfConfigRequired),
+        OPERATION(getTriggerInfo),
+        OPERATION(stoppingAPMServiceFromWithIn),
         // update package
-        OPERATION(createHTTPSurl), AS(pasrseSHA256File, [](astring* file, astring** texts) {
-            return manifest(file, texts);
-        }),
-        OPERATION(trim), OPERATION(getOxaversion), OPERATION(OxaSetupOSBMCPassThru), OPERATION(InitOxaAutoUpdateLog),
-        OPERATION(OxaAutoUpdateLogtoOSKS), OPERATION(DownloadHTTPSFile), OPERATION(DownloadOxaAutoUpdateFile),
-        OPERATION(downloadOxaUpdatePackage), OPERATION(PrepareOXAAutoUpdate), OPERATION(OXAAutoUpdateNow),
-        OPERATION(OXAAutoUpdateReason), AS(OXAAutoUpdateOnProgress, [](s32) { OXAAutoUpdateOnProgress(nullptr, nullptr); }),
-        OPERATION(AutoUpdateGetOxaInstallPath), OPERATION(AutoUpdateCheckUserPrivilege),
-        OPERATION(SetExecutionDirectory), OPERATION(CheckStandaloneAutoUpdate), OPERATION(CleanIPCDirectory),
-        OPERATION(CheckBinaryExecutionPath), OPERATION(CreateDirectory), OPERATION(IsDirExist),
-        OPERATION(FolderPathCorrection), OPERATION(RemoveDirectory), OPERATION(ExtractFile),
-        OPERATION(ParseConfigFile), OPERATION(FileCheck),
+        OPERATION(createHTTPSurl),
+        AS(pasrseSHA256File, [](astring* file, astring** texts) { return manifest(file, texts); }),
+        OPERATION(trim),
+        OPERATION(getOxaversion),
+        OPERATION(OxaSetupOSBMCPassThru),
+        OPERATION(InitOxaAutoUpdateLog),
+        OPERATION(OxaAutoUpdateLogtoOSKS),
+        OPERATION(DownloadHTTPSFile),
+        OPERATION(DownloadOxaAutoUpdateFile),
+        OPERATION(downloadOxaUpdatePackage),
+        OPERATION(PrepareOXAAutoUpdate),
+        OPERATION(OXAAutoUpdateNow),
+        OPERATION(OXAAutoUpdateReason),
+        AS(OXAAutoUpdateOnProgress, [](s32) { OXAAutoUpdateOnProgress(nullptr, nullptr); }),
+        OPERATION(AutoUpdateGetOxaInstallPath),
+        OPERATION(AutoUpdateCheckUserPrivilege),
+        OPERATION(SetExecutionDirectory),
+        OPERATION(CheckStandaloneAutoUpdate),
+        OPERATION(CleanIPCDirectory),
+        OPERATION(CheckBinaryExecutionPath),
+        OPERATION(CreateDirectory),
+        OPERATION(IsDirExist),
+        OPERATION(FolderPathCorrection),
+        OPERATION(RemoveDirectory),
+        OPERATION(ExtractFile),
+        OPERATION(ParseConfigFile),
+        OPERATION(FileCheck),
         // bounds-checked functions
-        OPERATION(strcmpcase_s), OPERATION(OXAmemcpy_s), OPERATION(OXAmemset_s), OPERATION(OXAstrNonDigitCheck),
-        OPERATION(strcpy_s), OPERATION(wcscpy_s), OPERATION(strcat_s), OPERATION(wcscat_s), OPERATION(strncat_s),
-        OPERATION(strncpy_s), OPERATION(wcsncpy_s), OPERATION(wcsncat_s), OPERATION(_wcsset_s),
-        OPERATION(_wcsnset_s), OPERATION(_ultoa_s), OPERATION(_ltoa_s), AS(tmpnam_s, [](const astring* directory) {
-            return temporaryName(directory);
-        }),
+        OPERATION(strcmpcase_s),
+        OPERATION(OXAmemcpy_s),
+        OPERATION(OXAmemset_s),
+        OPERATION(OXAstrNonDigitCheck),
+        OPERATION(strcpy_s),
+        OPERATION(wcscpy_s),
+        OPERATION(strcat_s),
+        OPERATION(wcscat_s),
+        OPERATION(strncat_s),
+        OPERATION(strncpy_s),
+        OPERATION(wcsncpy_s),
+        OPERATION(wcsncat_s),
+        OPERATION(_wcsset_s),
+        OPERATION(_wcsnset_s),
+        OPERATION(_ultoa_s),
+        OPERATION(_ltoa_s),
+        AS(tmpnam_s, [](const astring* directory) { return temporaryName(directory); }),
         OPERATION(getenv_s),
-        OPERATION(ctime_s), OPERATION(_get_timezone),
+        OPERATION(ctime_s),
+        OPERATION(_get_timezone),
         AS(strdup_s, [](const astring* text, astring** copy) { *copy = strdup_s(text); }),
         AS(_dupenv_s, [](astring** value, size_t* size, const astring* name) { return _dupenv_s(value, size, name); }),
-        AS(strtok_s, [](astring* text, const astring* delimiters, astring* first) {
-            astring*       rest  = nullptr;
-            astring* const token = strtok_s(text, delimiters, &rest);
-            strcpy_s(first, 16, token == nullptr ? "none" : token);
-        }),
-        AS(wcstok_s, [](wchar_t* text, const wchar_t* delimiters, wchar_t* first) {
-            wchar_t*       rest  = nullptr;
-            wchar_t* const token = wcstok_s(text, delimiters, &rest);
-            wcscpy_s(first, 16, token == nullptr ? L"none" : token);
-        }),
+        AS(strtok_s,
+           [](astring* text, const astring* delimiters, astring* first) {
+               astring*       rest  = nullptr;
+               astring* const token = strtok_s(text, delimiters, &rest);
+               strcpy_s(first, 16, token == nullptr ? "none" : token);
+           }),
+        AS(wcstok_s,
+           [](wchar_t* text, const wchar_t* delimiters, wchar_t* first) {
+               wchar_t*       rest  = nullptr;
+               wchar_t* const token = wcstok_s(text, delimiters, &rest);
+               wcscpy_s(first, 16, token == nullptr ? L"none" : token);
+           }),
         AS(sprintf_s, [](astring* to, size_t size, s32 number) { return sprintf_s(to, size, "%d", number); }),
-        AS(_snprintf_s,
-           [](astring* to, size_t size, size_t count, s32 number) { return _snprintf_s(to, size, count, "%d", number); }),
-        AS(fopen_s, [](const astring* file, const astring* mode) {
-            FILE*         stream = nullptr;
-            const errno_t status = fopen_s(&stream, file, mode);
-            if (stream != nullptr) fclose(stream);
-            return status;
-        }),
-        AS(_sopen_s, [](const astring* file, s32 flags, s32 mode) {
-            int           fd     = -1;
-            const errno_t status = _sopen_s(&fd, file, flags, 0, mode);
-            if (fd >= 0) close(fd);
-            return status;
-        }),
+        AS(_snprintf_s, [](astring* to, size_t size, size_t count,
+                           s32 number) { return _snprintf_s(to, size, count, "%d", number); }),
+        AS(fopen_s,
+           [](const astring* file, const astring* mode) {
+               FILE*         stream = nullptr;
+               const errno_t status = fopen_s(&stream, file, mode);
+               if (stream != nullptr) fclose(stream);
+               return status;
+           }),
+        AS(_sopen_s,
+           [](const astring* file, s32 flags, s32 mode) {
+               int           fd     = -1;
+               const errno_t status = _sopen_s(&fd, file, flags, 0, mode);
+               if (fd >= 0) close(fd);
+               return status;
+           }),
         AS(asctime_s, [](astring* to, size_t size) { return asctime_s(to, size, &kMoment); }),
-        AS(localtime_s, [](long moment) {
-            tm           broken{};
-            const time_t time = moment;
-            return localtime_s(&broken, &time) == 0 ? broken.tm_year : -1;
-        }),
+        AS(localtime_s,
+           [](long moment) {
+               tm           broken{};
+               const time_t time = moment;
+               return localtime_s(&broken, &time) == 0 ? broken.tm_year : -1;
+           }),
     };
     return all;
 }

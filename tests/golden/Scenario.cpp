@@ -43,7 +43,10 @@ struct Field {
     const char* name;
     std::size_t offset, size;
 };
-#define FIELD(name) {#name, offsetof(QVRFUTILSession, name), sizeof(QVRFUTILSession::name)}
+#define FIELD(name)                                                           \
+    {                                                                         \
+#name, offsetof(QVRFUTILSession, name), sizeof(QVRFUTILSession::name) \
+    }
 constexpr Field kTexts[] = {FIELD(Port),     FIELD(IPAddress), FIELD(SessionID), FIELD(EncryptedSessionToken),
                             FIELD(pb64Text), FIELD(pb64Key),   FIELD(UserName),  FIELD(Privilege)};
 
@@ -56,16 +59,18 @@ astring* fieldOf(const Field& field)
 std::map<std::string, std::string> visibleState()
 {
     std::map<std::string, std::string> all;
-    for (const Field& field : kTexts) all[std::string("record ") + field.name] = inQuotes({fieldOf(field), ::strnlen(fieldOf(field), field.size)});
+    for (const Field& field : kTexts)
+        all[std::string("record ") + field.name] = inQuotes({fieldOf(field), ::strnlen(fieldOf(field), field.size)});
     all["record isOAuth"]              = std::to_string(g_RedfishSession.isOAuth);
     all["record IPVersion"]            = std::to_string(g_RedfishSession.IPVersion);
     all["record pb64KeyLen"]           = std::to_string(g_RedfishSession.pb64KeyLen);
     all["giSServerNewGenAndAbove"]     = std::to_string(giSServerNewGenAndAbove);
     all["g_isRedfishSessionRequested"] = std::to_string(g_isRedfishSessionRequested);
     all["g_SessionCreationLock"]       = g_SessionCreationLock == nullptr ? "none" : "a lock";
-    all["OxaUpdatedVersion"]           = inQuotes(std::string(OxaUpdatedVersion, ::strnlen(OxaUpdatedVersion, sizeof OxaUpdatedVersion)));
-    all["g_sEnabledUSBNIC"]            = std::to_string(g_sEnabledUSBNIC);
-    all["installationType"]            = std::to_string(installationType);
+    all["OxaUpdatedVersion"] =
+        inQuotes(std::string(OxaUpdatedVersion, ::strnlen(OxaUpdatedVersion, sizeof OxaUpdatedVersion)));
+    all["g_sEnabledUSBNIC"] = std::to_string(g_sEnabledUSBNIC);
+    all["installationType"] = std::to_string(installationType);
     return all;
 }
 
@@ -73,7 +78,8 @@ std::set<std::string> filesBelow(const std::string& directory)
 {
     std::set<std::string> all;
     if (directory.empty()) return all;
-    for (const auto& entry : fs::recursive_directory_iterator(directory)) all.insert(entry.path().string().substr(directory.size()));
+    for (const auto& entry : fs::recursive_directory_iterator(directory))
+        all.insert(entry.path().string().substr(directory.size()));
     return all;
 }
 
@@ -123,8 +129,8 @@ private:
         bench::noFailures();
         bench::takeNotes(bench::Place::caller);
         bench::takeNotes(bench::Place::worker);
-        world()             = World{};
-        world().noteTraffic = [this] { noteRequests(); };
+        world()                     = World{};
+        world().noteTraffic         = [this] { noteRequests(); };
         g_RedfishSession            = QVRFUTILSession{};
         giSServerNewGenAndAbove     = FALSE;
         g_isRedfishSessionRequested = FALSE;
@@ -145,12 +151,14 @@ private:
         QVRFUTILCleanUp();
         giveBack(pExecutionDirectory);
         giveBack(pOXAInstallPath);
-        for (const auto& [name, before] : environment_) before ? ::setenv(name.c_str(), before->c_str(), 1) : ::unsetenv(name.c_str());
+        for (const auto& [name, before] : environment_)
+            before ? ::setenv(name.c_str(), before->c_str(), 1) : ::unsetenv(name.c_str());
         server_.reset();
         if (!directory_.empty()) fs::remove_all(directory_);
         if (outcome_.walked) outcome_.walked->held = bench::held() == held_ ? "" : bench::held();
         const bool free = outcome_.walked && !outcome_.walked->failed.empty();  // after a failure much is never asked
-        if (!free && outcome_.skipped.empty() && !bmc_.missing().empty()) complain("did not take place: " + bmc_.missing());
+        if (!free && outcome_.skipped.empty() && !bmc_.missing().empty())
+            complain("did not take place: " + bmc_.missing());
         for (const std::string& what : bmc_.takeComplaints()) complain(what);
         if (bmc_.liveBlocks() != 0) complain(std::to_string(bmc_.liveBlocks()) + " blocks were not given back");
         if (bmc_.liveThreads() != 0) complain("threads still run");
@@ -174,23 +182,54 @@ private:
     using Command = void (Run::*)(const Words&);
     static const std::map<std::string, Command>& commands()
     {
-        static const std::map<std::string, Command> all = {
-            {"older", &Run::older},         {"newer", &Run::newer},         {"requested", &Run::requested},
-            {"logged", &Run::logged},       {"private", &Run::privately},   {"link", &Run::link},
-            {"fail-worker", &Run::fail},    {"installation", &Run::installation}, {"execution", &Run::execution},
-            {"library", &Run::library},     {"session", &Run::session},
-            {"record", &Run::record},       {"renewing", &Run::renewing},   {"ipmi", &Run::ipmi},
-            {"command", &Run::text},        {"value", &Run::text},          {"userset", &Run::text},
-            {"user", &Run::user},           {"free-slot", &Run::freeSlot},  {"token", &Run::token},
-            {"crypto", &Run::crypto},       {"firmware", &Run::firmware},   {"lock-timeouts", &Run::lockTimeouts},
-            {"https", &Run::https},         {"login", &Run::login},         {"discover", &Run::discover},
-            {"ipv6", &Run::ipv6},           {"system", &Run::system},       {"child", &Run::child},
-            {"clock", &Run::clock},         {"curl", &Run::curl},           {"fail", &Run::fail},
-            {"file", &Run::file},           {"directory", &Run::directory}, {"path", &Run::path},
-            {"secret", &Run::secret},       {"version", &Run::version},     {"await", &Run::await},
-            {"statuses", &Run::statuses},   {"silent", &Run::silent},       {"call", &Run::call},
-            {"walk", &Run::walk},           {"show", &Run::show},           {"ks", &Run::ks},
-            {"quiet", &Run::quiet},         {"os-log", &Run::osLog},        {"signature", &Run::signature}, {"environment", &Run::environment}};
+        static const std::map<std::string, Command> all = {{"older", &Run::older},
+                                                           {"newer", &Run::newer},
+                                                           {"requested", &Run::requested},
+                                                           {"logged", &Run::logged},
+                                                           {"private", &Run::privately},
+                                                           {"link", &Run::link},
+                                                           {"fail-worker", &Run::fail},
+                                                           {"installation", &Run::installation},
+                                                           {"execution", &Run::execution},
+                                                           {"library", &Run::library},
+                                                           {"session", &Run::session},
+                                                           {"record", &Run::record},
+                                                           {"renewing", &Run::renewing},
+                                                           {"ipmi", &Run::ipmi},
+                                                           {"command", &Run::text},
+                                                           {"value", &Run::text},
+                                                           {"userset", &Run::text},
+                                                           {"user", &Run::user},
+                                                           {"free-slot", &Run::freeSlot},
+                                                           {"token", &Run::token},
+                                                           {"crypto", &Run::crypto},
+                                                           {"firmware", &Run::firmware},
+                                                           {"lock-timeouts", &Run::lockTimeouts},
+                                                           {"https", &Run::https},
+                                                           {"login", &Run::login},
+                                                           {"discover", &Run::discover},
+                                                           {"ipv6", &Run::ipv6},
+                                                           {"system", &Run::system},
+                                                           {"child", &Run::child},
+                                                           {"clock", &Run::clock},
+                                                           {"curl", &Run::curl},
+                                                           {"fail", &Run::fail},
+                                                           {"file", &Run::file},
+                                                           {"directory", &Run::directory},
+                                                           {"path", &Run::path},
+                                                           {"secret", &Run::secret},
+                                                           {"version", &Run::version},
+                                                           {"await", &Run::await},
+                                                           {"statuses", &Run::statuses},
+                                                           {"silent", &Run::silent},
+                                                           {"call", &Run::call},
+                                                           {"walk", &Run::walk},
+                                                           {"show", &Run::show},
+                                                           {"ks", &Run::ks},
+                                                           {"quiet", &Run::quiet},
+                                                           {"os-log", &Run::osLog},
+                                                           {"signature", &Run::signature},
+                                                           {"environment", &Run::environment}};
         return all;
     }
 
@@ -200,10 +239,10 @@ private:
     }
 
     // --- The library's state.
-    void older(const Words&) { giSServerNewGenAndAbove = FALSE; }
-    void newer(const Words&) { giSServerNewGenAndAbove = TRUE; }
-    void installation(const Words& words) { assign(pOXAInstallPath, words.at(1).value()); }
-    void execution(const Words& words) { assign(pExecutionDirectory, words.at(1).value()); }
+    void        older(const Words&) { giSServerNewGenAndAbove = FALSE; }
+    void        newer(const Words&) { giSServerNewGenAndAbove = TRUE; }
+    void        installation(const Words& words) { assign(pOXAInstallPath, words.at(1).value()); }
+    void        execution(const Words& words) { assign(pExecutionDirectory, words.at(1).value()); }
     static void assign(astring*& global, const std::string& text)
     {
         giveBack(global);
@@ -276,21 +315,28 @@ private:
         const std::string what = words[at].bare();
         if (what == "fails") return void(exchange.fails());
         const long n = number(words, ++at);
-        if (what == "completes") exchange.completes(static_cast<u8>(n));
-        else if (what == "leaves") exchange.leavesStatus(static_cast<s32>(n));
-        else if (what == "text") exchange.answersText(words.at(++at).value(), static_cast<std::size_t>(n));
-        else if (what == "at") exchange.answersAt(static_cast<std::size_t>(n), takeHex(words, at));
-        else throw std::runtime_error("an IPMI answer has no word " + what);
+        if (what == "completes")
+            exchange.completes(static_cast<u8>(n));
+        else if (what == "leaves")
+            exchange.leavesStatus(static_cast<s32>(n));
+        else if (what == "text")
+            exchange.answersText(words.at(++at).value(), static_cast<std::size_t>(n));
+        else if (what == "at")
+            exchange.answersAt(static_cast<std::size_t>(n), takeHex(words, at));
+        else
+            throw std::runtime_error("an IPMI answer has no word " + what);
     }
     void text(const Words& words)
     {
         const std::string what = words[0].bare(), request = words.at(1).value();
         bench::Exchange&  exchange = what == "command" ? bmc_.expectCommandLine(request)
-                                    : what == "value"  ? bmc_.expectValue(request)
+                                     : what == "value" ? bmc_.expectValue(request)
                                                        : bmc_.expectUserSet(request);
         for (std::size_t at = 3; at < words.size(); ++at) {
-            if (words[at].quoted) exchange.replies(words[at].text);
-            else if (words[at].bare() == "fails") exchange.fails(static_cast<s32>(number(words, ++at, 1)));
+            if (words[at].quoted)
+                exchange.replies(words[at].text);
+            else if (words[at].bare() == "fails")
+                exchange.fails(static_cast<s32>(number(words, ++at, 1)));
         }
     }
     void user(const Words& words) { bmc_.users.slots[words.at(1).value()] = static_cast<u32>(number(words, 2)); }
@@ -389,8 +435,8 @@ private:
         if (!server_) return;
         const auto all = server_->requests();
         for (; requests_ < all.size(); ++requests_) {
-            const std::string  request = withoutBoundary(all[requests_]);
-            const std::size_t  head    = std::min(request.find("\r\n\r\n"), request.size());
+            const std::string request = withoutBoundary(all[requests_]);
+            const std::size_t head    = std::min(request.find("\r\n\r\n"), request.size());
             for (std::size_t at = 0; at < head;) {
                 const std::size_t end = std::min(request.find("\r\n", at), head);
                 bench::note("> " + request.substr(at, end - at) + "\n");
@@ -538,7 +584,8 @@ private:
     void privately(const Words&)
     {
         if (const std::string& why = privateHost(); !why.empty()) throw Skip(why);
-        for (const char* path : {"/tmp/.AutoUpdate", "/tmp/.signature", "/opt/zelmar", "/sys/class"}) fs::remove_all(path);
+        for (const char* path : {"/tmp/.AutoUpdate", "/tmp/.signature", "/opt/zelmar", "/sys/class"})
+            fs::remove_all(path);
     }
     /** An entry of /sys/class/net. */
     void link(const Words& words)
@@ -548,29 +595,29 @@ private:
     }
     void show(const Words& words)
     {
-        std::ifstream in(words.at(1).value(), std::ios::binary);
+        std::ifstream     in(words.at(1).value(), std::ios::binary);
         const std::string content{std::istreambuf_iterator<char>(in), {}};
         write("= file " + words[1].value() + " " + (in.is_open() ? inQuotes(content) : "is not there"));
     }
 
-    const Case&                          case_;
-    const unsigned                       failing_;
-    bench::Platform&                     bmc_ = bench::Platform::instance();
-    Outcome                              outcome_;
-    Variables                            variables_;
-    std::unique_ptr<bench::TlsResponder> server_;
-    std::size_t                          requests_ = 0;
-    std::map<std::string, void*>         handles_;
-    Listener                             listener_;
-    std::string                          directory_;
+    const Case&                                       case_;
+    const unsigned                                    failing_;
+    bench::Platform&                                  bmc_ = bench::Platform::instance();
+    Outcome                                           outcome_;
+    Variables                                         variables_;
+    std::unique_ptr<bench::TlsResponder>              server_;
+    std::size_t                                       requests_ = 0;
+    std::map<std::string, void*>                      handles_;
+    Listener                                          listener_;
+    std::string                                       directory_;
     std::map<std::string, std::optional<std::string>> environment_;
-    std::size_t                          descriptors_ = 0;
-    std::string                          held_;
-    long                                 status_      = 0;
-    bool                                 errorLogged_ = false;
-    bool                                 quiet_       = false;
-    std::set<long>                       statuses_;
-    std::set<std::string>                silent_;
+    std::size_t                                       descriptors_ = 0;
+    std::string                                       held_;
+    long                                              status_      = 0;
+    bool                                              errorLogged_ = false;
+    bool                                              quiet_       = false;
+    std::set<long>                                    statuses_;
+    std::set<std::string>                             silent_;
 };
 
 }  // namespace

@@ -31,19 +31,19 @@ File readFile(const std::string& path);
 struct Walked {
     std::string           operation;
     long                  status = 0;
-    std::set<long>        statuses;      ///< documented for failures
-    std::set<std::string> mayBeSilent;   ///< calls whose failure needs no line in the error log
-    std::set<std::string> filesLeft;     ///< new in the scenario's directory
-    std::string           failed;        ///< what failed, from bench::failed()
+    std::set<long>        statuses;     ///< documented for failures
+    std::set<std::string> mayBeSilent;  ///< calls whose failure needs no line in the error log
+    std::set<std::string> filesLeft;    ///< new in the scenario's directory
+    std::string           failed;       ///< what failed, from bench::failed()
     bool                  errorLogged = false;
-    std::string           held;          ///< of the C library after all, that was not there before
+    std::string           held;  ///< of the C library after all, that was not there before
 };
 
 struct Outcome {
     std::vector<std::string> text;        ///< the case's lines with a fresh transcript behind each call
     std::vector<std::string> complaints;  ///< what no transcript may bless: unexpected traffic, leaks, open files
     std::optional<Walked>    walked;
-    std::string              skipped;     ///< why the case could not run here
+    std::string              skipped;  ///< why the case could not run here
     std::size_t              calls = 0;
 };
 

@@ -33,8 +33,8 @@ private:
         Word word;
         while (more() && line_[at_] != '"') {
             const char c = line_[at_];
-            if (c == '=' && word.name.empty() && !word.lead.empty() && at_ + 1 < line_.size() && line_[at_ + 1] != ' ' &&
-                line_[at_ + 1] != '>') {
+            if (c == '=' && word.name.empty() && !word.lead.empty() && at_ + 1 < line_.size() &&
+                line_[at_ + 1] != ' ' && line_[at_ + 1] != '>') {
                 word.name.swap(word.lead);
                 ++at_;
             } else if (c == '$') {
@@ -73,7 +73,9 @@ private:
             case 'n': return "\n";
             case 'r': return "\r";
             case 't': return "\t";
-            case 'x': at_ += 2; return std::string(1, static_cast<char>(std::stoi(line_.substr(at_ - 2, 2), nullptr, 16)));
+            case 'x':
+                at_ += 2;
+                return std::string(1, static_cast<char>(std::stoi(line_.substr(at_ - 2, 2), nullptr, 16)));
             default: return std::string(1, escaped);
         }
     }

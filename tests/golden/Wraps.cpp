@@ -1,7 +1,8 @@
 /**
  * @file Wraps.cpp
  * Where the library's calls into the C library and libcurl end up (linker option --wrap): each may be made to fail,
- * what runs processes or waits is noted and does not happen, what hands something out is held against what takes it back.
+ * what runs processes or waits is noted and does not happen, what hands something out is held against what takes it
+ * back.
  */
 #include <curl/curl.h>
 #include <dirent.h>
@@ -69,36 +70,36 @@ golden::World& golden::world()
 extern "C" {
 
 // A call that may fail, and nothing else.
-#define FAILING(result, name, parameters, arguments, failure)  \
-    result __real_##name parameters;                           \
-    result __wrap_##name parameters                            \
-    {                                                          \
-        if (refused(#name)) return failure;                    \
-        return __real_##name arguments;                        \
+#define FAILING(result, name, parameters, arguments, failure) \
+    result __real_##name parameters;                          \
+    result __wrap_##name parameters                           \
+    {                                                         \
+        if (refused(#name)) return failure;                   \
+        return __real_##name arguments;                       \
     }
 // A call that gives something back: it does so even when it reports a failure.
-#define RETURNING(result, name, type, failure)    \
-    result __real_##name(type what);              \
-    result __wrap_##name(type what)               \
-    {                                             \
-        const bool fails = refused(#name);        \
-        bench::released(what);                    \
-        const result done = __real_##name(what);  \
-        if (fails) errno = EIO;                   \
-        return fails ? failure : done;            \
+#define RETURNING(result, name, type, failure)   \
+    result __real_##name(type what);             \
+    result __wrap_##name(type what)              \
+    {                                            \
+        const bool fails = refused(#name);       \
+        bench::released(what);                   \
+        const result done = __real_##name(what); \
+        if (fails) errno = EIO;                  \
+        return fails ? failure : done;           \
     }
-#define HOLDING(type, name, parameters, arguments)             \
-    type __real_##name parameters;                             \
-    type __wrap_##name parameters                              \
-    {                                                          \
+#define HOLDING(type, name, parameters, arguments)                              \
+    type __real_##name parameters;                                              \
+    type __wrap_##name parameters                                               \
+    {                                                                           \
         return refused(#name) ? nullptr : held(__real_##name arguments, #name); \
     }
-#define FREEING(name, type)                \
-    void __real_##name(type what);         \
-    void __wrap_##name(type what)          \
-    {                                      \
-        bench::released(what);             \
-        __real_##name(what);               \
+#define FREEING(name, type)        \
+    void __real_##name(type what); \
+    void __wrap_##name(type what)  \
+    {                              \
+        bench::released(what);     \
+        __real_##name(what);       \
     }
 
 // --- Memory.
@@ -135,7 +136,7 @@ FAILING(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags),
 FAILING(int, mkstemp, (char* name), (name), -1)
 FAILING(size_t, fwrite, (const void* from, size_t size, size_t count, FILE* to), (from, size, count, to), 0)
 FAILING(char*, fgets, (char* to, int size, FILE* from), (to, size, from), nullptr)
-FAILING(int, fflush, (FILE* stream), (stream), EOF)
+FAILING(int, fflush, (FILE * stream), (stream), EOF)
 HOLDING(FILE*, fopen, (const char* path, const char* mode), (path, mode))
 HOLDING(FILE*, popen, (const char* command, const char* mode), (command, mode))
 HOLDING(DIR*, opendir, (const char* path), (path))
@@ -143,7 +144,7 @@ HOLDING(DIR*, fdopendir, (int fd), (fd))
 RETURNING(int, fclose, FILE*, EOF)
 RETURNING(int, pclose, FILE*, -1)
 RETURNING(int, closedir, DIR*, -1)
-FAILING(dirent*, readdir, (DIR* directory), (directory), nullptr)
+FAILING(dirent*, readdir, (DIR * directory), (directory), nullptr)
 
 int __real_open(const char* path, int flags, ...);
 int __wrap_open(const char* path, int flags, ...)
@@ -354,9 +355,9 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, CURLoption option, ...)
     va_end(arguments);
     if (refused("curl_easy_setopt")) return CURLE_OUT_OF_MEMORY;
     if (counting()) {
-        const bench::Paused     paused;
-        const curl_easyoption*  about = curl_easy_option_by_id(option);
-        const std::string       name  = about == nullptr ? std::to_string(option) : about->name;
+        const bench::Paused    paused;
+        const curl_easyoption* about = curl_easy_option_by_id(option);
+        const std::string      name  = about == nullptr ? std::to_string(option) : about->name;
         if (about != nullptr && (about->type == CURLOT_LONG || about->type == CURLOT_VALUES))
             note("  ", name, " ", reinterpret_cast<long>(word));
         else if (about != nullptr && about->type == CURLOT_STRING && word != nullptr)

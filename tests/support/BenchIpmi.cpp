@@ -33,7 +33,7 @@ s32 QVHIPMGetTorvoFwVersion(u16* major, u16* minor, u16* build)
 
 s32 QVHIPMVorskPassthru(const astring* command, astring** response)
 {
-    const bench::Paused paused;
+    const bench::Paused        paused;
     std::optional<std::string> reply;
     const s32 status = platform().text(bench::Channel::commandLine, "QVHIPMVorskPassthru", command, reply);
     *response        = reply ? platform().newText(*reply) : nullptr;
@@ -56,7 +56,7 @@ s32 QVHIPMVorskCmdPassthru(const astring* command, const astring* key, u32 keyLe
 
 s32 BMCUserSetValueInUserDB(const astring* command)
 {
-    const bench::Paused paused;
+    const bench::Paused        paused;
     std::optional<std::string> reply;
     return platform().text(bench::Channel::userSet, "BMCUserSetValueInUserDB", command, reply);
 }

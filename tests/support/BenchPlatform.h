@@ -204,7 +204,7 @@ private:
     Exchange* next(Channel channel, const std::string& request);
 
     mutable std::recursive_mutex guard_;
-    std::unique_ptr<State> state_;
+    std::unique_ptr<State>       state_;
 };
 
 /** "C0 BF 01" for bytes. */

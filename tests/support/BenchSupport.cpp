@@ -141,7 +141,7 @@ s32 SMThreadStop(void* thread)
 s32 __SysDbgPrint3(const astring* format, ...)
 {
     const bench::Paused paused;
-    std::va_list arguments;
+    std::va_list        arguments;
     va_start(arguments, format);
     platform().print(bench::Level::error, formatted(format, arguments));
     va_end(arguments);
@@ -151,7 +151,7 @@ s32 __SysDbgPrint3(const astring* format, ...)
 s32 __SysDbgPrint4(const astring* format, ...)
 {
     const bench::Paused paused;
-    std::va_list arguments;
+    std::va_list        arguments;
     va_start(arguments, format);
     platform().print(bench::Level::trace, formatted(format, arguments));
     va_end(arguments);
@@ -184,7 +184,7 @@ s32 SMAppendToOSSysLog(u32 logType, u32 severity, u32 eventId, const astring* so
 s32 SMHOSMIExportLogKSL(const astring* messageId, u32 argumentCount, astring** arguments)
 {
     const bench::Paused paused;
-    bench::KsLogEntry entry{textOf(messageId), {}};
+    bench::KsLogEntry   entry{textOf(messageId), {}};
     for (u32 i = 0; i < argumentCount; ++i) entry.arguments.push_back(textOf(arguments[i]));
     platform().record("SMHOSMIExportLogKSL " + entry.messageId);
     platform().keep(entry);

@@ -21,13 +21,13 @@ struct Named {
 };
 
 struct State {
-    std::mutex               guard;
-    std::vector<std::string> notes[3];
-    unsigned                 countdown = 0;
-    Place                    place     = Place::caller;
-    std::map<std::string, unsigned> asked;  // since failNth
-    std::vector<Named>       named;
-    std::string              failed;
+    std::mutex                         guard;
+    std::vector<std::string>           notes[3];
+    unsigned                           countdown = 0;
+    Place                              place     = Place::caller;
+    std::map<std::string, unsigned>    asked;  // since failNth
+    std::vector<Named>                 named;
+    std::string                        failed;
     std::map<const void*, const char*> held;
 };
 
@@ -52,14 +52,14 @@ int errorNow(State& s, const std::string& call)
 {
     if (s.countdown != 0 && s.place == t_place && !oneOfTooMany(s, call) && --s.countdown == 0) return EIO;
     for (Named& named : s.named)
-        if (named.call == call && named.place == t_place && named.countdown != 0 && --named.countdown == 0) return named.error;
+        if (named.call == call && named.place == t_place && named.countdown != 0 && --named.countdown == 0)
+            return named.error;
     return 0;
 }
 
 }  // namespace
 
-Inside::Inside(Place place) noexcept
-    : before_(std::exchange(t_place, place)), pausedBefore_(std::exchange(t_paused, 0))
+Inside::Inside(Place place) noexcept : before_(std::exchange(t_place, place)), pausedBefore_(std::exchange(t_paused, 0))
 {
 }
 Inside::~Inside()

@@ -35,8 +35,8 @@ public:
     Paused(Paused&&) = delete;
 };
 
-Place here() noexcept;        ///< where this thread stands, paused or not
-bool  counting() noexcept;    ///< inside and not paused
+Place here() noexcept;      ///< where this thread stands, paused or not
+bool  counting() noexcept;  ///< inside and not paused
 
 /** Adds a line to the transcript of this thread's place; a thread outside has none. */
 void note(const std::string& line);
@@ -44,8 +44,8 @@ void note(const std::string& line);
 std::vector<std::string> takeNotes(Place place);
 
 // --- Failures.
-void noFailures();                                           ///< none from now on; forgets what failed
-void failNth(unsigned nth, Place place);                     ///< the n-th call of that place's threads that can fail
+void noFailures();                        ///< none from now on; forgets what failed
+void failNth(unsigned nth, Place place);  ///< the n-th call of that place's threads that can fail
 /** The n-th call of this name from that place, with this errno. */
 void failNamed(const std::string& call, unsigned nth, Place place, int error);
 /** Asked by each stand-in once a call: whether this one fails. errno is set when it does. */
@@ -54,8 +54,8 @@ bool fails(const char* call);
 std::string failed();
 
 // --- What the library holds of the C library: memory, lists, handles.
-void        acquired(const void* what, const char* kind);
-void        released(const void* what);
+void acquired(const void* what, const char* kind);
+void released(const void* what);
 /** What is held now, by kind: "2 malloc, 1 curl_easy_init"; empty for nothing. */
 std::string held();
 

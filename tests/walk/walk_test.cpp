@@ -35,8 +35,8 @@ char g_current[300];  // for a crash's last words
 [[noreturn]] void lastWords(int)
 {
     const char text[] = "\nwalk_test: crashed in: ";
-    if (::write(STDOUT_FILENO, text, sizeof text - 1) < 0 || ::write(STDOUT_FILENO, g_current, std::strlen(g_current)) < 0 ||
-        ::write(STDOUT_FILENO, "\n", 1) < 0)
+    if (::write(STDOUT_FILENO, text, sizeof text - 1) < 0 ||
+        ::write(STDOUT_FILENO, g_current, std::strlen(g_current)) < 0 || ::write(STDOUT_FILENO, "\n", 1) < 0)
         ::_exit(3);
     ::_exit(2);
 }
@@ -81,7 +81,8 @@ private:
             ++skipped_;
             return;
         }
-        if (!whole.walked) return complain(one.title, whole.complaints.empty() ? "does not run" : whole.complaints.front());
+        if (!whole.walked)
+            return complain(one.title, whole.complaints.empty() ? "does not run" : whole.complaints.front());
         auto& met = met_[whole.walked->operation];
         for (unsigned nth = 1; nth <= kLimit; ++nth) {
             std::snprintf(g_current, sizeof g_current, "%s: %s: call %u", path.c_str(), one.title.c_str(), nth);
@@ -111,12 +112,14 @@ private:
     void missing(const std::string& map)
     {
         static const std::set<std::string> variables = {
-            "g_RedfishSession",    "g_SessionCreationLock", "g_isRedfishSessionRequested", "giSServerNewGenAndAbove",
-            "OxaUpdatedVersion",   "pExecutionDirectory",   "pOXAInstallPath",             "standAloneAutoUpdate",
-            "installationType",    "g_sEnabledUSBNIC"};
+            "g_RedfishSession",        "g_SessionCreationLock", "g_isRedfishSessionRequested",
+            "giSServerNewGenAndAbove", "OxaUpdatedVersion",     "pExecutionDirectory",
+            "pOXAInstallPath",         "standAloneAutoUpdate",  "installationType",
+            "g_sEnabledUSBNIC"};
         std::ifstream     in(map);
-        const std::string text  = std::regex_replace(std::string{std::istreambuf_iterator<char>(in), {}}, std::regex("#[^\n]*"), "");
-        const auto        begin = text.find("global:"), end = text.find("local:");
+        const std::string text =
+            std::regex_replace(std::string{std::istreambuf_iterator<char>(in), {}}, std::regex("#[^\n]*"), "");
+        const auto begin = text.find("global:"), end = text.find("local:");
         if (begin == text.npos || end == text.npos) return complain(map, "is no map of exports");
         const std::string names = text.substr(begin + 7, end - begin - 7);
         const std::regex  name("[A-Za-z_][A-Za-z0-9_]*");
