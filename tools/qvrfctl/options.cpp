@@ -13,9 +13,9 @@ void declareOptions(CLI::App& app, Options& options)
 {
     app.add_option("--address", options.address, "BMC's IP address; without it the BMC is found over IPMI");
     app.add_option("--port", options.port, "BMC's HTTPS port, up to 9999; with --address, 443 unless given");
-    app.add_option("--generation", options.generation,
-                   "BMC generation: new or old; new with --address, old without, unless given")
-        ->check(CLI::IsMember({"new", "old"}));
+    app.add_option("--generation", options.generation, "BMC generation: new, old, or auto, which finds it out")
+        ->check(CLI::IsMember({"auto", "new", "old"}))
+        ->capture_default_str();
     app.add_option("--user", options.user, "BMC user of the session")->capture_default_str();
     app.add_option("--privilege", options.privilege, "privilege of the session: ro, op or root")
         ->check(CLI::IsMember(privileges()))
@@ -37,6 +37,7 @@ Target targetOf(const Options& options)
     } else if (!options.port.empty()) {
         throw wrongUsage("--port needs --address", "without an address, address and port are found over IPMI");
     }
+    target.findsGeneration = options.generation == "auto";
     target.generation = target.endpoint || options.generation == "new" ? Generation::newer : Generation::older;
     checkUserName(options.user);
     return target;

@@ -14,7 +14,7 @@ namespace qvrfctl {
 struct Options {
     std::string address;
     std::string port;
-    std::string generation;
+    std::string generation = "auto";
     std::string user      = "root";
     std::string privilege = "root";
     OutputStyle style;

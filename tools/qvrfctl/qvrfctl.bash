@@ -24,7 +24,7 @@ _qvrfctl()
     done
 
     case $before in
-        --generation) COMPREPLY=($(compgen -W "new old" -- "$word")) && return ;;
+        --generation) COMPREPLY=($(compgen -W "auto new old" -- "$word")) && return ;;
         --privilege) COMPREPLY=($(compgen -W "ro op root" -- "$word")) && return ;;
         -o | --output | --file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
         --address | --port | --user | --count | --timeout) return ;;
