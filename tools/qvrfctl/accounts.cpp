@@ -1,6 +1,7 @@
 /** @file accounts.cpp  Reads the account collection and its members. */
 #include "accounts.h"
 
+#include "jsontext.h"
 #include "request.h"
 
 namespace qvrfctl {
@@ -13,7 +14,7 @@ Json readResource(Session& session, const std::string& path)
     const Request request{QVRFUTIL_REQUEST_GET, path, {}, false, {}};
     const Answer  answer = send(session, request);
     if (answer.http >= 400) throw httpFailure(request, answer);
-    Json json = Json::parse(answer.body, nullptr, false);
+    Json json = isJson(answer.body) ? Json::parse(answer.body) : Json();
     if (!json.is_object()) throw Failure(kExitLibrary, "the BMC's answer to GET " + path + " is not a JSON object");
     return json;
 }

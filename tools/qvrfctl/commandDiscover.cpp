@@ -1,12 +1,14 @@
 /** @file commandDiscover.cpp  qvrfctl discover, qvrfctl services: what IPMI tells without any session. */
 #include <array>
 #include <cstring>
+#include <iterator>
 
 #include "OxaAutoUpdateUtils.h"
 #include "commands.h"
 #include "linkstate.h"
 #include "oxarfutilHelper.h"
 #include "qvstatus.h"
+#include "reach.h"
 
 namespace qvrfctl {
 namespace {
@@ -74,25 +76,19 @@ constexpr Fact kFacts[] = {
     {"pass-through", "passThrough", passThroughMode},
 };
 
-/** IPv6 of the older generation is a constant: it says nothing about whether the BMC answers. */
-bool isAsked(const Fact& fact, Generation generation) noexcept
-{
-    return fact.read != ipv6Address || generation == Generation::newer;
-}
-
 void discover(const Context& context)
 {
     const Generation generation = context.target.generation;
     const Library    library(generation);
     Json             facts       = Json::object();
     Json             unavailable = Json::object();
-    bool             answered    = false;
     std::string      lines;
     for (const Fact& fact : kFacts) {
         Text      text{};
         const s32 st = fact.read(generation, text);
         text.back()  = '\0';
-        answered     = answered || (st == 0 && isAsked(fact, generation)) || st > 1;  // a refusal is an answer
+        // Each further question would wait for its answer in vain.
+        if (&fact == std::begin(kFacts) && isSilence(st)) throw noAnswerOverIpmi();
         std::string value;
         if (st == 0) {
             facts[fact.key] = text.data();
@@ -104,7 +100,6 @@ void discover(const Context& context)
         }
         if (!context.output.json()) lines += labelled(fact.label, value);
     }
-    if (!answered) throw noAnswerOverIpmi();
     facts["unavailable"] = std::move(unavailable);
     if (context.output.json())
         context.output.document(facts);

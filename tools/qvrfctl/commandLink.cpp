@@ -1,6 +1,9 @@
 /** @file commandLink.cpp  qvrfctl link: looks at the USB NIC and sets it up. */
+#include <net/if.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <optional>
@@ -12,6 +15,7 @@
 #include "linkstate.h"
 #include "osprivlege.h"
 #include "qvstatus.h"
+#include "reach.h"
 
 namespace qvrfctl {
 namespace {
@@ -26,7 +30,13 @@ constexpr booln       kIpv4              = 0;
 constexpr auto kPlugInTime  = std::chrono::seconds(10);
 constexpr auto kPlugInPause = std::chrono::milliseconds(250);
 
+// The kernel reports the carrier some time after the interface is up.
+constexpr auto kCarrierTime  = std::chrono::seconds(5);
+constexpr auto kCarrierPause = std::chrono::milliseconds(20);
+
 constexpr char kCheckLink[] = "check that the pass-through is on and the interface up with 'qvrfctl link status'";
+constexpr char kSwitchOffAndOn[] =
+    "switch the OS-to-BMC pass-through off and on in the BMC's settings: the BMC then plugs its USB NIC in anew";
 constexpr char kCheckRight[] =
     "run it as root with CAP_NET_ADMIN and CAP_NET_RAW; the platform's debug log (suptlib.loglevel=error) says more";
 
@@ -117,11 +127,15 @@ void show(Output& output, const Findings& found)
 void showStatus(const Context& context)
 {
     const Library library(context.target.generation);
-    Findings      found{findInterface(), askMode(), {}};
-    found.bmcAddress = askAddress();
+    Findings      found{findInterface(), {}, {}};
+    const bool    answers = answersOverIpmi();
+    if (answers) {
+        found.mode       = askMode();
+        found.bmcAddress = askAddress();
+    }
     show(context.output, found);
     context.output.flush();  // what is known stands before the failure
-    if (!found.mode && !found.bmcAddress) throw noAnswerOverIpmi();
+    if (!answers) throw noAnswerOverIpmi();
     if (!found.interface)
         throw noInterface(found.mode == kPassThroughUsbNic ? "check the host's USB devices and network drivers"
                                                            : "'qvrfctl link setup' switches the pass-through on");
@@ -168,8 +182,28 @@ std::string learnAddress(Findings& found)
     return *found.bmcAddress;
 }
 
+bool isRunning(const std::string& interface)
+{
+    const auto flags = readLink(interface).flags;
+    return std::find(flags.begin(), flags.end(), "RUNNING") != flags.end();
+}
+
+/**
+ * Up, with its carrier there. A USB interface that was just plugged in and goes up, down and up within a moment can
+ * lose its carrier for good; so it comes up here and settles, before the policy takes it down once more.
+ */
+void bringUp(const std::string& interface)
+{
+    std::string name = interface;
+    if (SetIFFlags(name.data(), IFF_UP, AF_INET) != 0)
+        throw Failure(kExitLibrary, "cannot bring " + interface + " up", kCheckRight);
+    const auto deadline = Clock::now() + kCarrierTime;
+    while (!isRunning(interface) && Clock::now() < deadline) std::this_thread::sleep_for(kCarrierPause);
+}
+
 std::string setIpv6Policy(Findings& found)
 {
+    bringUp(*found.interface);
     const pid_t self = ::getpid();
     const s32   st   = SetAddrGenModePolicyForUSBNICIPV6(found.interface->data());
     // Without the command `ip` the process that should have become it comes back here as well.
@@ -186,10 +220,11 @@ std::string addressAndProbe(Findings& found)
     if (st == 0) return *found.bmcAddress + " answers, host is " + host;
     if (LXcheckHostIPVersion(found.interface->data(), kIpv4) != 0)
         throw Failure(kExitLibrary, "cannot give " + *found.interface + " an IPv4 address", kCheckRight);
-    throw Failure(
-        kExitNoLink,
-        "the BMC at " + *found.bmcAddress + " does not answer ARP requests of " + *found.interface + " (" + host + ')',
-        kCheckLink);
+    const bool carrier = isRunning(*found.interface);
+    throw Failure(kExitNoLink,
+                  "the BMC at " + *found.bmcAddress + " does not answer ARP requests of " + *found.interface + " (" +
+                      host + (carrier ? ")" : "): the interface has no carrier"),
+                  carrier ? kCheckLink : kSwitchOffAndOn);
 }
 
 /** The interface goes down and up for its IPv6 address: that comes before anything is sent over it. */

@@ -1,6 +1,4 @@
 /** @file commandUser.cpp  qvrfctl user list, add and delete. */
-#include <string.h>
-
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -8,8 +6,10 @@
 #include "accounts.h"
 #include "commands.h"
 #include "oxarfutilHelper.h"
-#include "process.h"
-#include "smsupport.h"
+#include "password.h"
+#include "qvhipm.h"
+#include "qvstatus.h"
+#include "reach.h"
 
 namespace qvrfctl {
 namespace {
@@ -20,14 +20,11 @@ struct Words {
     bool        unchecked = false;
 };
 
-struct WipedAndFreed {
-    void operator()(astring* secret) const noexcept
-    {
-        ::explicit_bzero(secret, OXA_PASSWORD_LENGTH);
-        SMFreeMem(secret);
-    }
-};
-using Password = std::unique_ptr<astring, WipedAndFreed>;
+/** The slots that the host manages; those below are the BMC's own. */
+bool isManaged(u32 slot) noexcept
+{
+    return slot >= 3 && slot <= 16;
+}
 
 void list(const Context& context)
 {
@@ -85,46 +82,62 @@ bool checkAdded(const Context& context, const Words& words)
                   row.advice, row.name, row.status);
 }
 
+/** The user's slot, or a free one. @throws Failure */
+u32 slotFor(const std::string& name)
+{
+    const u32 present = BMCUserGetUserPresence(name.c_str());
+    const u32 slot    = isManaged(present) ? present : BMCUserGetFreeUserSlotFromDB();
+    if (!isManaged(slot)) throw libraryFailure("add the user " + name, OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT);
+    return slot;
+}
+
 void add(const Context& context, const Words& words)
 {
     checkManageable(words.name);
-    Password password;
+    const Password password;
     {
-        const Library                 library(context.target.generation);
-        const qvtools::StdoutToStderr diverted;  // the library tells there that no slot is free
-        astring*                      generated = nullptr;
-        const s32                     st = GenerateTorvoUser(words.name.c_str(), words.privilege.c_str(), &generated);
-        password.reset(generated);
+        const Library library(context.target.generation);
+        needAnswerOverIpmi();
+        const s32 st = OXAConfigureBMCUser(slotFor(words.name), words.name.c_str(), password.text(),
+                                           words.privilege.c_str(), TRUE);
         if (st != OXA_SUCCESS) throw libraryFailure("add the user " + words.name, st);
     }
-    const bool             checked = checkAdded(context, words);
-    const std::string_view text(password.get(), ::strnlen(password.get(), OXA_PASSWORD_LENGTH));
+    const bool checked = checkAdded(context, words);
     if (context.output.json()) {
-        context.output.document(
-            {{"name", words.name}, {"privilege", words.privilege}, {"password", text}, {"checked", checked}});
+        context.output.document({{"name", words.name},
+                                 {"privilege", words.privilege},
+                                 {"password", password.text()},
+                                 {"checked", checked}});
     } else {
-        context.output.write(text);
+        context.output.write(password.text());
         context.output.write("\n");
     }
+}
+
+/** @return whether there was such a user. @throws Failure */
+bool erase(const Context& context, const std::string& name)
+{
+    const Library library(context.target.generation);
+    needAnswerOverIpmi();  // "no such user" and "no answer" are one to the library
+    const bool  present = isManaged(BMCUserGetUserPresence(name.c_str()));
+    std::string copy    = name;
+    if (const s32 st = OXADeleteTorvoUser(copy.data()); st != OXA_SUCCESS)
+        throw libraryFailure("delete the user " + name, st);
+    return present;
 }
 
 void remove(const Context& context, const Words& words)
 {
     checkManageable(words.name);
-    {
-        const Library library(context.target.generation);
-        std::string   name = words.name;
-        const s32     st   = OXADeleteTorvoUser(name.data());
-        if (st != OXA_SUCCESS) throw libraryFailure("delete the user " + words.name, st);
-    }
+    const bool deleted  = erase(context, words.name);
     const auto accounts = words.unchecked ? std::nullopt : listed(context, words.name);
     if (accounts && !accounts->empty())
         throw Failure(kExitLibrary, "the BMC still has the user " + words.name + " (slot " + accounts->front().id + ")",
                       "only users in slots 3 to 16 can be deleted from the host");
     if (context.output.json())
-        context.output.document({{"name", words.name}, {"deleted", true}, {"checked", accounts.has_value()}});
+        context.output.document({{"name", words.name}, {"deleted", deleted}, {"checked", accounts.has_value()}});
     else
-        context.output.write(words.name + " is no user of the BMC\n");
+        context.output.write(words.name + (deleted ? " deleted\n" : " was no user of the BMC\n"));
 }
 
 void declareUnchecked(CLI::App& command, Words& words)

@@ -1,8 +1,13 @@
 /** @file failure.cpp  The tables of statuses: meaning, advice, exit status. */
 #include "failure.h"
 
+#include <curl/curl.h>
+
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+
+#include "librarylog.h"
 
 #include "qvstatus.h"
 
@@ -78,6 +83,31 @@ constexpr HttpRow kHttp[] = {
 };
 constexpr HttpRow kOtherHttp{0, "error", ""};
 
+/** What to do about a refused login, by HTTP status. */
+struct LoginRow {
+    int         status;
+    const char* advice;
+};
+constexpr char kCheckToken[] =
+    "check that secure.tokenkey is this BMC's key, check --user, and compare the clocks with 'qvrfctl doctor'";
+constexpr LoginRow kRefusals[] = {
+    {401, kCheckToken},
+    {403, kCheckToken},
+    {404, "this BMC has its sessions elsewhere, as the other generation does: --generation auto finds it"},
+    {503, "close sessions that are no longer needed, or wait until the BMC ends the idle ones"},
+};
+constexpr char kOtherRefusal[] = "check the state of Redfish with 'qvrfctl services'; the BMC's log may say more";
+
+/** What to do about a login that did not get an answer, by libcurl's result. */
+constexpr char kNoTls[] = "host and BMC agree on no TLS version or cipher: 'qvrfctl doctor' shows what the BMC offers";
+constexpr LoginRow kNoAnswer[] = {
+    {CURLE_COULDNT_CONNECT, "check address and port with 'qvrfctl discover', and the link with 'qvrfctl link status'"},
+    {CURLE_OPERATION_TIMEDOUT, "the BMC is reached but silent: wait, or restart it; 'qvrfctl doctor' finds the step"},
+    {CURLE_SSL_CONNECT_ERROR, kNoTls},
+    {CURLE_SSL_CIPHER, kNoTls},
+};
+constexpr char kOtherTransfer[] = "'qvrfctl doctor' finds the step that fails";
+
 struct CompletionRow {
     s32         code;
     const char* text;
@@ -118,7 +148,8 @@ Failure wrongUsage(const std::string& what, std::string advice)
 
 namespace {
 
-Failure failureOf(std::string_view what, s32 status, const char* meaning, const char* advice, ExitStatus exit)
+Failure failureOf(std::string_view what, s32 status, const std::string& meaning, const std::string& advice,
+                  ExitStatus exit)
 {
     const StatusRow&  row  = statusRow(status);
     const std::string name = row.name[0] != '\0' ? row.name : "UNLISTED";
@@ -127,12 +158,22 @@ Failure failureOf(std::string_view what, s32 status, const char* meaning, const 
                    advice, name, status);
 }
 
+/** What the platform wrote about a part of the way that is its own: the BMC's device, the token's key. */
+std::string platformsWord(s32 status, ExitStatus exit)
+{
+    const char*       opening = exit == kExitUnreachable                        ? "[HIPM] "
+                                : status == OXA_REDFISH_TOKEN_GENERATION_FAILED ? "readTokenKey : "
+                                                                                : nullptr;
+    const std::string word    = opening != nullptr ? newestLibraryError(opening) : std::string();
+    return word.empty() ? word : " (" + word + ')';
+}
+
 }  // namespace
 
 Failure libraryFailure(std::string_view what, s32 status)
 {
     const StatusRow& row = statusRow(status);
-    return failureOf(what, status, row.meaning, row.advice, row.exit);
+    return failureOf(what, status, row.meaning + platformsWord(status, row.exit), row.advice, row.exit);
 }
 
 Failure libraryFailure(std::string_view what, s32 status, const char* meaning, const char* advice)
@@ -140,18 +181,68 @@ Failure libraryFailure(std::string_view what, s32 status, const char* meaning, c
     return failureOf(what, status, meaning, advice, statusRow(status).exit);
 }
 
+namespace {
+
+template <std::size_t Size>
+const char* adviceOf(const LoginRow (&rows)[Size], long number, const char* otherwise) noexcept
+{
+    for (const LoginRow& row : rows)
+        if (row.status == number) return row.advice;
+    return otherwise;
+}
+
+/** The number behind @p opening at the beginning of @p line; 0 when it begins otherwise. */
+long numberBehind(const std::string& line, const std::string& opening)
+{
+    return line.compare(0, opening.size(), opening) == 0 ? std::strtol(line.c_str() + opening.size(), nullptr, 10) : 0;
+}
+
+struct Told {
+    std::string meaning;
+    std::string advice;
+};
+
+Told toldBy(const LoginCause& cause, const StatusRow& row)
+{
+    if (cause.kind == LoginCause::Kind::http)
+        return {"the BMC answered the login with HTTP " + std::to_string(cause.number) + ' ' +
+                    httpRow(static_cast<int>(cause.number)).reason,
+                adviceOf(kRefusals, cause.number, kOtherRefusal)};
+    if (cause.kind == LoginCause::Kind::transfer)
+        return {std::string("the login was not answered: ") + ::curl_easy_strerror(static_cast<CURLcode>(cause.number)),
+                adviceOf(kNoAnswer, cause.number, kOtherTransfer)};
+    return {row.meaning, row.advice};
+}
+
+}  // namespace
+
+LoginCause loginCause(const std::vector<std::string>& errors)
+{
+    LoginCause cause;
+    for (const std::string& line : errors) {
+        if (const long http = numberBehind(line, "OSCreateRedfishSession: HTTP Response code = "); http != 0)
+            cause = {LoginCause::Kind::http, http};
+        const long curl = numberBehind(line, "OSCreateRedfishSession: The curl API set Easy Perform failed with ");
+        if (curl != 0 && cause.kind != LoginCause::Kind::http) cause = {LoginCause::Kind::transfer, curl};
+    }
+    return cause;
+}
+
 Failure sessionFailure(s32 status)
 {
     // The newer generation reports a refused login, or an address where nobody answers, as a general failure.
-    const StatusRow& row = statusRow(status == QVRFUTIL_FAILURE ? OXA_BMC_SESSION_CREATION_FAILED : status);
-    return failureOf("open a Redfish session", status, row.meaning, row.advice,
-                     row.exit == kExitLibrary ? kExitNoSession : row.exit);
+    const bool       isRefusal = status == QVRFUTIL_FAILURE || status == OXA_BMC_SESSION_CREATION_FAILED;
+    const StatusRow& row       = statusRow(isRefusal ? OXA_BMC_SESSION_CREATION_FAILED : status);
+    const ExitStatus exit      = row.exit == kExitLibrary ? kExitNoSession : row.exit;
+    const Told       told      = isRefusal ? toldBy(loginCause(libraryErrors()), row) : Told{row.meaning, row.advice};
+    return failureOf("open a Redfish session", status, told.meaning + platformsWord(status, exit), told.advice, exit);
 }
 
 Failure noAnswerOverIpmi()
 {
     const StatusRow& row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
-    return Failure(kExitUnreachable, "the BMC does not answer over IPMI", row.advice, row.name, row.status);
+    return Failure(kExitUnreachable, "the BMC does not answer over IPMI" + platformsWord(row.status, row.exit),
+                   row.advice, row.name, row.status);
 }
 
 std::string discoveryReason(s32 status)

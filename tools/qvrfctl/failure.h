@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "qvtypes.h"
 
@@ -69,11 +70,20 @@ Failure wrongUsage(const std::string& what, std::string advice = {});
 Failure libraryFailure(std::string_view what, s32 status);
 /** The same, when more is known than the status tells. */
 Failure libraryFailure(std::string_view what, s32 status, const char* meaning, const char* advice);
-/** The same for the opening of a session, where a general failure means that there is none. */
+/** The same for the opening of a session, where a general failure means that there is none. Names the cause. */
 Failure sessionFailure(s32 status);
 
-/** Nothing that the BMC was asked over IPMI was answered. */
+/** Nothing that the BMC was asked over IPMI was answered. The platform's own word for it is added where it has one. */
 Failure noAnswerOverIpmi();
+
+/** Why a login was refused, after the lines that the library wrote about it. */
+struct LoginCause {
+    enum class Kind { unknown, http, transfer };
+    Kind kind   = Kind::unknown;
+    long number = 0;  ///< HTTP status, or libcurl's result
+};
+/** Of several attempts the one that got an answer counts: it came further than one that reached nobody. */
+LoginCause loginCause(const std::vector<std::string>& errors);
 
 /** What the result of a discovery operation means, in a few words: "the BMC refused (completion code 0xc1: ...)". */
 std::string discoveryReason(s32 status);

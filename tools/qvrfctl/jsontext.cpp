@@ -1,12 +1,35 @@
 /** @file jsontext.cpp  Indents JSON without reading its values, and finds the message in an error body. */
 #include "jsontext.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace qvrfctl {
 namespace {
 
-constexpr std::size_t kIndent = 2;
+constexpr std::size_t kIndent        = 2;
+constexpr std::size_t kDeepestIndent = 32;  // deeper ones stand below each other
+constexpr std::size_t kDeepest       = 256;
+constexpr std::size_t kLongest       = 500;
+
+/** Whether more than @p deepest brackets outside strings are open at any place. */
+bool isDeeper(std::string_view json, std::size_t deepest) noexcept
+{
+    std::size_t depth    = 0;
+    bool        inString = false;
+    for (std::size_t at = 0; at < json.size() && depth <= deepest; ++at) {
+        const char c = json[at];
+        if (inString && c == '\\')
+            ++at;
+        else if (c == '"')
+            inString = !inString;
+        else if (!inString && (c == '{' || c == '['))
+            ++depth;
+        else if (!inString && (c == '}' || c == ']') && depth > 0)
+            --depth;
+    }
+    return depth > deepest;
+}
 
 class Indenter {
 public:
@@ -24,7 +47,7 @@ private:
     void newLine()
     {
         text_ += '\n';
-        text_.append(depth_ * kIndent, ' ');
+        text_.append(std::min(depth_, kDeepestIndent) * kIndent, ' ');
     }
     void skipBlanks()
     {
@@ -85,7 +108,7 @@ private:
 
 bool isJson(std::string_view text)
 {
-    return text.find('\0') == text.npos && nlohmann::json::accept(text);
+    return text.find('\0') == text.npos && !isDeeper(text, kDeepest) && nlohmann::json::accept(text);
 }
 
 std::string indented(std::string_view json)
@@ -102,8 +125,9 @@ std::string redfishMessage(std::string_view body)
     if (extended != error.end() && extended->is_array())
         for (const auto& info : *extended)
             if (info.is_object() && info.contains("Message") && info["Message"].is_string())
-                return info["Message"].get<std::string>();
-    if (error.contains("message") && error["message"].is_string()) return error["message"].get<std::string>();
+                return info["Message"].get<std::string>().substr(0, kLongest);
+    if (error.contains("message") && error["message"].is_string())
+        return error["message"].get<std::string>().substr(0, kLongest);
     return {};
 }
 

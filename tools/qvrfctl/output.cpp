@@ -3,8 +3,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "jsontext.h"
@@ -17,7 +20,65 @@ constexpr std::size_t kLabelWidth = 22;
 std::string dumped(const Json& json, bool indent)
 {
     // A BMC's text need not be UTF-8; a document must be.
-    return json.dump(indent ? 2 : -1, ' ', false, Json::error_handler_t::replace) + '\n';
+    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return (indent ? indented(text) : text) + '\n';
+}
+
+bool showsColours() noexcept
+{
+    const char* const no   = std::getenv("NO_COLOR");
+    const char* const term = std::getenv("TERM");
+    return (no == nullptr || *no == '\0') && term != nullptr && std::strcmp(term, "dumb") != 0;
+}
+
+constexpr const char* kPaint[] = {"", "\x1b[32m", "\x1b[33m", "\x1b[31m"};  // indexed by the colour
+constexpr char        kPlain[] = "\x1b[0m";
+
+// ---- what a terminal may be given -------------------------------------------------------------------------------
+
+struct Character {
+    std::size_t size;  // bytes; 0: these are not UTF-8
+    char32_t    code;
+};
+
+/** The character that @p text begins with. Overlong forms count as what they stand for, and are caught as that. */
+Character firstOf(std::string_view text) noexcept
+{
+    const auto        lead = static_cast<unsigned char>(text[0]);
+    const std::size_t size = lead < 0x80   ? 1
+                             : lead < 0xC0 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF8 ? 4
+                                           : 0;
+    if (size > text.size()) return {0, 0};
+    char32_t code = size == 1 ? lead : lead & (0x7Fu >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        const auto next = static_cast<unsigned char>(text[i]);
+        if ((next & 0xC0u) != 0x80u) return {0, 0};
+        code = (code << 6) | (next & 0x3Fu);
+    }
+    return {size, code};
+}
+
+bool isHarmless(const Character& c) noexcept
+{
+    constexpr char32_t turning[][2] = {{0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069}};
+    for (const auto& range : turning)
+        if (c.code >= range[0] && c.code <= range[1]) return false;
+    if (c.size == 1) return (c.code >= ' ' && c.code != 0x7F) || c.code == '\t' || c.code == '\n';
+    return c.size != 0 && c.code > 0x9F;
+}
+
+std::string escaped(std::string_view bytes)
+{
+    std::string text;
+    for (const char byte : bytes) {
+        std::array<char, 5> code{};
+        std::snprintf(code.data(), code.size(), "\\x%02x", unsigned{static_cast<unsigned char>(byte)});
+        text += code.data();
+    }
+    return text;
 }
 
 [[noreturn]] void fail(int error)
@@ -29,11 +90,27 @@ std::string dumped(const Json& json, bool indent)
 }  // namespace
 
 Output::Output(const OutputStyle& style)
-    : style_(style), terminal_(::isatty(STDOUT_FILENO) == 1), indents_(style.pretty || terminal_)
+    : style_(style),
+      terminal_(::isatty(STDOUT_FILENO) == 1),
+      indents_(style.pretty || terminal_),
+      colours_(terminal_ && showsColours())
 {
 }
 
 void Output::write(std::string_view text)
+{
+    put(terminal_ ? harmless(text) : text);
+}
+
+void Output::write(std::string_view text, Colour colour)
+{
+    const bool paints = colours_ && colour != Colour::none;
+    if (paints) put(kPaint[static_cast<std::size_t>(colour)]);
+    write(text);
+    if (paints) put(kPlain);
+}
+
+void Output::put(std::string_view text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) fail(errno);
 }
@@ -71,7 +148,30 @@ void Output::note(std::string_view text) const
 
 void Output::warning(std::string_view text) const
 {
-    std::fprintf(stderr, "qvrfctl: %.*s\n", static_cast<int>(text.size()), text.data());
+    std::fprintf(stderr, "qvrfctl: %s\n", harmlessLine(text).c_str());
+}
+
+std::string harmless(std::string_view text)
+{
+    std::string clean;
+    while (!text.empty()) {
+        const Character   c    = firstOf(text);
+        const std::size_t size = std::max<std::size_t>(c.size, 1);
+        if (isHarmless(c))
+            clean += text.substr(0, size);
+        else if (text.substr(0, 2) != "\r\n")
+            clean += escaped(text.substr(0, size));
+        text.remove_prefix(size);
+    }
+    return clean;
+}
+
+std::string harmlessLine(std::string_view text)
+{
+    std::string line = harmless(text);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+    return line;
 }
 
 std::string labelled(std::string_view label, std::string_view value)
@@ -84,8 +184,9 @@ std::string labelled(std::string_view label, std::string_view value)
 
 void report(const Failure& failure, bool asDocument) noexcept
 try {
-    std::fprintf(stderr, "qvrfctl: %s\n", failure.what());
-    if (!failure.advice().empty()) std::fprintf(stderr, "qvrfctl: advice: %s\n", failure.advice().c_str());
+    std::fprintf(stderr, "qvrfctl: %s\n", harmlessLine(failure.what()).c_str());
+    if (!failure.advice().empty())
+        std::fprintf(stderr, "qvrfctl: advice: %s\n", harmlessLine(failure.advice()).c_str());
     if (!asDocument || failure.exit() == kExitOutput) return;
     Json error{{"message", failure.what()}, {"advice", failure.advice()}, {"exit", static_cast<int>(failure.exit())}};
     if (!failure.name().empty()) {

@@ -18,6 +18,8 @@ struct OutputStyle {
     bool verbose = false;
 };
 
+enum class Colour { none, green, yellow, red };
+
 class Output {
 public:
     explicit Output(const OutputStyle& style);
@@ -26,7 +28,10 @@ public:
     bool hasDocument() const noexcept { return hasDocument_; }
 
     // Each throws Failure(kExitOutput) when standard output does not take the text.
+    /** Lets everything pass as it is, but to a terminal only what is harmless. */
     void write(std::string_view text);
+    /** The text in a colour, where standard output shows colours and NO_COLOR is not set. */
+    void write(std::string_view text, Colour colour);
     void document(const Json& json);
     /** One JSON document of many: on one line whatever the style, and flushed. */
     void record(const Json& json);
@@ -39,11 +44,23 @@ public:
     void warning(std::string_view text) const;  ///< never fails
 
 private:
+    void put(std::string_view text);
+
     OutputStyle style_;
     bool        terminal_;
     bool        indents_;
+    bool        colours_;
     bool        hasDocument_ = false;
 };
+
+/**
+ * @p text for a terminal. What a BMC sends may hold control characters, with which it would rule the reader's terminal:
+ * they become "\x1b" and the like, and so do marks that turn the direction of writing, and bytes that are not UTF-8.
+ * Tabs and line ends stay.
+ */
+std::string harmless(std::string_view text);
+/** The same on one line, for a message. */
+std::string harmlessLine(std::string_view text);
 
 /** "label:      value" and a line feed. */
 std::string labelled(std::string_view label, std::string_view value);
