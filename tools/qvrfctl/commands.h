@@ -15,6 +15,7 @@ using Action = std::function<void(const Context&)>;
 struct Command {
     const char* name;
     const char* summary;
+    const char* example;
     Action (*declare)(CLI::App& command);  ///< adds the command's arguments; what comes back outlives the parse
 };
 
@@ -37,6 +38,8 @@ Action declareEvents(CLI::App& command);
 Action declareLink(CLI::App& command);
 Action declareSession(CLI::App& command);
 Action declareUser(CLI::App& command);
+Action declareDoctor(CLI::App& command);
+Action declareReport(CLI::App& command);
 
 }  // namespace qvrfctl
 

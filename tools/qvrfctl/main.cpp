@@ -1,29 +1,103 @@
 /** @file main.cpp  qvrfctl: the library's Redfish client and BMC discovery on the command line. */
 #include <signal.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
 #include "commands.h"
+#include "librarylog.h"
 #include "process.h"
+#include "suggestion.h"
 
 namespace qvrfctl {
 namespace {
 
 constexpr char kFooter[] =
+    "Examples:\n"
+    "  qvrfctl discover                      what the BMC says about itself\n"
+    "  qvrfctl get /redfish/v1/Systems       read a resource\n"
+    "  qvrfctl doctor                        what is wrong when nothing works\n"
+    "  qvrfctl help user                     how to manage users\n"
+    "\n"
     "Exit status: 0 done; 1 the library or the BMC failed; 2 wrong usage, nothing was sent; 3 no answer over IPMI;\n"
     "4 no Redfish session; 5 HTTP status of 400 or above; 6 the result could not be written;\n"
     "7 carried out, but the answer did not fit; 8 the event stream was over early;\n"
-    "9 no USB NIC, or the BMC does not answer on it. See qvrfctl(1).";
+    "9 no USB NIC, or the BMC does not answer on it; from 11 on the step of doctor that failed. See qvrfctl(1).";
 
 struct Parsed {
-    CLI::App app{"Talks to this server's BMC: Redfish requests, users, discovery.", "qvrfctl"};
-    Options  options;
-    Action   action;
+    CLI::App                 app{"Talks to this server's BMC: Redfish requests, users, discovery.", "qvrfctl"};
+    Options                  options;
+    Action                   action;
+    std::vector<std::string> helpOn;
 };
 
-/** @return false when all there was to do is done (--help, --version); throws Failure for a wrong command line */
+// ---- wrong command lines ----------------------------------------------------------------------------------------
+
+/** The innermost command that the command line names. */
+const CLI::App& namedIn(const CLI::App& app)
+{
+    const auto parsed = app.get_subcommands();
+    return parsed.empty() ? app : namedIn(*parsed.front());
+}
+
+std::vector<std::string> commandNames(const CLI::App& app)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* sub : app.get_subcommands({})) names.push_back(sub->get_name());
+    return names;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* part = &app; part != nullptr; part = part->get_parent())
+        for (const CLI::Option* option : part->get_options())
+            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    return names;
+}
+
+std::string callOf(const CLI::App& app)
+{
+    return app.get_parent() == nullptr ? "" : callOf(*app.get_parent()) + ' ' + app.get_name();
+}
+
+/** The failure that a word is which nobody expected, with the one that may have been meant. */
+Failure unknownWord(const CLI::App& app, const std::string& word)
+{
+    const CLI::App&   at       = namedIn(app);
+    const bool        isOption = word.front() == '-';
+    const auto        known    = isOption ? optionNames(at) : commandNames(at);
+    const std::string meant    = nearest(word.substr(0, word.find('=')), known);
+    const char*       kind     = isOption ? "option" : known.empty() ? "word" : "command";
+    return wrongUsage(std::string("unknown ") + kind + " '" + word + "'",
+                      meant.empty() ? "see 'qvrfctl help" + callOf(at) + "'" : "did you mean '" + meant + "'?");
+}
+
+Failure parseFailure(const CLI::App& app, const CLI::ParseError& error)
+{
+    for (const std::string& word : app.remaining(true))
+        if (!word.empty() && word != "--") return unknownWord(app, word);
+    return wrongUsage(error.what(), "see 'qvrfctl help" + callOf(namedIn(app)) + "'");
+}
+
+// ---- the command line -------------------------------------------------------------------------------------------
+
+void showHelp(CLI::App& app, const std::vector<std::string>& words)
+{
+    CLI::App* about = &app;
+    for (const std::string& word : words) {
+        const auto names = commandNames(*about);
+        if (std::find(names.begin(), names.end(), word) == names.end())
+            throw wrongUsage("no help: there is no command '" + word + "'",
+                             "did you mean '" + nearest(word, names) + "'?");
+        about = about->get_subcommand(word);
+    }
+    std::fputs(about->help().c_str(), stdout);
+}
+
+/** @return false when all there was to do is done (help, --version); throws Failure for a wrong command line */
 bool parse(Parsed& parsed, int argc, char** argv)
 {
     CLI::App& app = parsed.app;
@@ -35,20 +109,33 @@ bool parse(Parsed& parsed, int argc, char** argv)
     std::vector<std::pair<CLI::App*, Action>> actions;
     for (const Command& command : commands()) {
         CLI::App* sub = app.add_subcommand(command.name, command.summary);
+        sub->footer(std::string("Example: ") + command.example);
         actions.emplace_back(sub, command.declare(*sub));
     }
+    CLI::App* help = app.add_subcommand("help", "tell how a command is used");
+    help->add_option("COMMAND", parsed.helpOn, "the command, and its own command where it has some");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& done) {
         app.exit(done);
         return false;
-    } catch (const CLI::ParseError& e) {
-        throw wrongUsage(e.what(), "see 'qvrfctl --help'");
+    } catch (const CLI::ParseError& error) {
+        throw parseFailure(app, error);
     }
+    if (help->parsed()) showHelp(app, parsed.helpOn);
+    if (help->parsed()) return false;
     for (auto& [sub, action] : actions)
         if (sub->parsed()) parsed.action = std::move(action);
     if (!parsed.action) throw wrongUsage("a command is missing", "see 'qvrfctl --help'");
     return true;
+}
+
+/** With --verbose: what the library itself had to say about a failure. */
+void tellLibraryErrors(const Options& options)
+{
+    if (!options.style.verbose) return;
+    for (const std::string& line : libraryErrors())
+        std::fprintf(stderr, "qvrfctl: library: %s\n", harmlessLine(line).c_str());
 }
 
 /** @return exit status */
@@ -65,6 +152,7 @@ int run(int argc, char** argv)
         output->flush();
         return kExitOk;
     } catch (const Failure& failure) {
+        tellLibraryErrors(parsed.options);
         report(failure, parsed.options.style.json && (!output || !output->hasDocument()));
         return failure.exit();
     }
@@ -81,7 +169,7 @@ int main(int argc, char** argv)
     try {
         return qvrfctl::run(argc, argv);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "qvrfctl: %s\n", e.what());
+        std::fprintf(stderr, "qvrfctl: %s\n", qvrfctl::harmlessLine(e.what()).c_str());
         return qvrfctl::kExitLibrary;
     }
 }

@@ -3,7 +3,7 @@
 _qvrfctl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="discover services link get post patch delete upload events session user"
+    local commands="discover services link get post patch delete upload events session user doctor report help"
     local options="--address --port --generation --user --privilege --json --pretty --verbose --version --help"
     local command="" verb="" i
 
@@ -39,7 +39,9 @@ _qvrfctl()
         post | patch) options+=" --include --data" ;;
         delete) options+=" --include" ;;
         upload) options+=" --file --metadata" ;;
-        events) options+=" --count --timeout --reconnect" ;;
+        events) options+=" --count --timeout" ;;
+        doctor) options+=" --probe" ;;
+        report) options+=" --output" ;;
         user) [[ $verb == add || $verb == delete ]] && options+=" --no-check" ;;
     esac
     if [[ $word == -* ]]; then
@@ -50,6 +52,8 @@ _qvrfctl()
         COMPREPLY=($(compgen -W "list add delete" -- "$word"))
     elif [[ $command == link && -z $verb ]]; then
         COMPREPLY=($(compgen -W "status setup" -- "$word"))
+    elif [[ $command == help && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "$commands" -- "$word"))
     elif [[ $command =~ ^(get|post|patch|delete|upload|events)$ && -z $verb ]]; then
         COMPREPLY=($(compgen -W "/redfish/v1/" -- "$word"))
         compopt -o nospace 2> /dev/null || true

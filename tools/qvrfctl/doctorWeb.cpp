@@ -1,0 +1,102 @@
+/** @file doctorWeb.cpp  The steps on the BMC's web server, with nobody logged in. */
+#include <algorithm>
+
+#include "doctor.h"
+#include "jsontext.h"
+
+namespace qvrfctl {
+namespace {
+
+constexpr char kRoot[]      = "/redfish/v1";
+constexpr char kNewerOnes[] = "/redfish/v1/SessionService/Sessions";
+constexpr char kOlderOnes[] = "/redfish/v1/Sessions";
+
+std::string placeOf(const Endpoint& endpoint)
+{
+    return endpoint.address + " port " + endpoint.port;
+}
+
+WebProbe probeOf(const Patient& patient)
+{
+    return WebProbe(*patient.endpoint, patient.interface);
+}
+
+/** Where the service root says that sessions are; empty when it does not. */
+std::string sessionsOf(const WebAnswer& root)
+{
+    const Json json = isJson(root.body) ? Json::parse(root.body) : Json();
+    try {
+        return json.at("Links").at("Sessions").at("@odata.id").get<std::string>();
+    } catch (const Json::exception&) {
+        return {};
+    }
+}
+
+bool exists(const Patient& patient, const char* collection)
+{
+    const WebAnswer answer = probeOf(patient).get(collection);
+    return answer.problem.empty() && answer.http != 404;
+}
+
+/** After the service root; where it does not tell, after what is there. */
+std::optional<Generation> generationOf(const Patient& patient)
+{
+    const std::string told = sessionsOf(patient.root);
+    if (told == kNewerOnes || (told.empty() && exists(patient, kNewerOnes))) return Generation::newer;
+    if (told == kOlderOnes || (told.empty() && exists(patient, kOlderOnes))) return Generation::older;
+    return std::nullopt;
+}
+
+}  // namespace
+
+Verdict checkTcp(Patient& patient)
+{
+    if (!patient.endpoint)
+        return patient.answers ? failed("the BMC tells no address", "switch its USB NIC on, or give --address")
+                               : skipped("the BMC's address is not known: give --address");
+    const WebAnswer answer = probeOf(patient).connect();
+    patient.reached        = answer.problem.empty();
+    if (patient.reached) return ok(placeOf(*patient.endpoint) + " takes connections");
+    return failed(placeOf(*patient.endpoint) + ": " + answer.problem,
+                  "see the link's steps; switch the BMC's web server on, or correct --address and --port");
+}
+
+Verdict checkTls(Patient& patient)
+{
+    if (!patient.reached) return skipped("there is no connection");
+    std::string all;
+    for (const std::string& version : probeOf(patient).tlsVersions()) all += (all.empty() ? "" : ", ") + version;
+    if (all.empty())
+        return failed("no version of TLS is answered", "restart the BMC's web server; it may serve no HTTPS here");
+    if (all.find("1.2") != all.npos || all.find("1.3") != all.npos) return ok("versions " + all);
+    return warning("versions " + all + " alone", "update the BMC's firmware: this host may refuse TLS older than 1.2");
+}
+
+Verdict checkRoot(Patient& patient)
+{
+    if (!patient.reached) return skipped("there is no connection");
+    patient.root          = probeOf(patient).get(kRoot);
+    const WebAnswer& root = patient.root;
+    const HttpRow&   row  = httpRow(static_cast<int>(root.http));
+    if (!root.problem.empty()) return failed(std::string(kRoot) + ": " + root.problem, "restart the BMC's web server");
+    if (root.http != 200)
+        return failed(std::string(kRoot) + ": HTTP " + std::to_string(root.http) + ' ' + row.reason,
+                      "switch Redfish on in the BMC's settings: see 'qvrfctl services'");
+    return isJson(root.body)
+               ? ok(std::string(kRoot) + " answers")
+               : failed(std::string(kRoot) + " is not JSON", "this may be no BMC: check --address and --port");
+}
+
+Verdict checkGeneration(Patient& patient)
+{
+    if (patient.root.http != 200) return skipped("there is no service root");
+    patient.generation = generationOf(patient);
+    if (!patient.generation)
+        return failed("the service root names a session collection of neither generation", "update the BMC's firmware");
+    const char*        name  = *patient.generation == Generation::newer ? "new" : "old";
+    const std::string& given = patient.context.options.generation;
+    if (given == "auto" || given == name) return ok(name);
+    return failed(std::string(name) + ", and not " + given, "leave --generation out, or give auto");
+}
+
+}  // namespace qvrfctl
