@@ -117,6 +117,7 @@ Verdict checkPermission(Patient& patient)
 {
     const std::string path = pathOf(patient.bmcDevice);
     if (path.empty()) return skipped("not needed: the BMC is at " + patient.bmcDevice);
+    if (::access(path.c_str(), F_OK) != 0) return skipped("there is no " + path);
     if (::eaccess(path.c_str(), R_OK | W_OK) == 0) return ok("this user may read and write it");
     return failed(path + ": " + std::strerror(errno), "run it with sudo, or let this user read and write the device");
 }

@@ -94,7 +94,8 @@ void showHelp(CLI::App& app, const std::vector<std::string>& words)
                              "did you mean '" + nearest(word, names) + "'?");
         about = about->get_subcommand(word);
     }
-    std::fputs(about->help().c_str(), stdout);
+    std::string call = about->get_parent() != nullptr ? "qvrfctl" + callOf(*about->get_parent()) : "";
+    std::fputs(about->help(call).c_str(), stdout);
 }
 
 /** @return false when all there was to do is done (help, --version); throws Failure for a wrong command line */
