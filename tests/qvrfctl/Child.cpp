@@ -1,38 +1,68 @@
-/** @file Child.cpp  Starts programs and simulators. */
+/** @file Child.cpp  Starts programs. */
 #include "Child.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
-#include <thread>
+#include <utility>
 
 namespace {
 
-using Pipe = std::array<int, 2>;
-
-Pipe newPipe()
+/** A file without a name: what a child writes is there for whoever looks, however much it is. */
+int newFile(const std::string& content = {})
 {
-    Pipe ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    return ends;
+    const int     fd   = ::memfd_create("child", MFD_CLOEXEC);
+    const ssize_t done = ::pwrite(fd, content.data(), content.size(), 0);
+    return done == static_cast<ssize_t>(content.size()) ? fd : -1;
 }
 
-[[noreturn]] void become(const std::vector<std::string>& command, const ChildOptions& options, int in, int out, int err)
+std::string contentOf(int fd)
 {
-    ::dup2(in, STDIN_FILENO);
-    ::dup2(out, STDOUT_FILENO);
-    ::dup2(err, STDERR_FILENO);
+    struct stat about {};
+    ::fstat(fd, &about);
+    std::string   text(static_cast<std::size_t>(about.st_size), '\0');
+    const ssize_t count = ::pread(fd, text.data(), text.size(), 0);  // the offset is the child's
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return text;
+}
+
+int newTerminal()
+{
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    return ::grantpt(master) == 0 && ::unlockpt(master) == 0 ? master : -1;
+}
+
+/** Until nobody has the terminal open any more. */
+std::string drained(int terminal)
+{
+    std::string            text;
+    std::array<char, 4096> piece;
+    for (ssize_t count; (count = ::read(terminal, piece.data(), piece.size())) > 0;)
+        text.append(piece.data(), static_cast<std::size_t>(count));
+    return text;
+}
+
+int standardOutput(ChildOptions::Output output, int terminal)
+{
+    if (output == ChildOptions::Output::kept) return newFile();
+    if (output == ChildOptions::Output::full) return ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    if (output == ChildOptions::Output::terminal) return ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::array<int, 2> ends{-1, -1};
+    const int          done = ::pipe2(ends.data(), O_CLOEXEC);
+    ::close(ends[0]);  // nobody reads
+    return done == 0 ? ends[1] : -1;
+}
+
+[[noreturn]] void become(const Words& command, const ChildOptions& options, const std::array<int, 3>& standard)
+{
+    for (int fd = 0; fd < 3; ++fd) ::dup2(standard[static_cast<std::size_t>(fd)], fd);
     for (const auto& [name, value] : options.environment) ::setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> words;
     for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
@@ -41,56 +71,28 @@ Pipe newPipe()
     ::_exit(127);
 }
 
-/** Reads both to their ends. */
-void drain(int out, int err, Outcome& outcome)
-{
-    std::array<pollfd, 2>       ends{pollfd{out, POLLIN, 0}, pollfd{err, POLLIN, 0}};
-    std::array<std::string*, 2> texts{&outcome.out, &outcome.err};
-    while (ends[0].fd >= 0 || ends[1].fd >= 0) {
-        ::poll(ends.data(), ends.size(), -1);
-        for (std::size_t i = 0; i < ends.size(); ++i) {
-            if (ends[i].fd < 0 || ends[i].revents == 0) continue;
-            std::array<char, 65536> piece;
-            const ssize_t           count = ::read(ends[i].fd, piece.data(), piece.size());
-            if (count > 0)
-                texts[i]->append(piece.data(), static_cast<std::size_t>(count));
-            else
-                ends[i].fd = -1;
-        }
-    }
-}
-
 }  // namespace
 
-Child::Child(const std::vector<std::string>& command, const ChildOptions& options)
+Child::Child(const Words& command, const ChildOptions& options)
 {
-    const Pipe in  = newPipe();
-    const Pipe out = newPipe();
-    const Pipe err = newPipe();
-    int        to  = out[1];
-    if (!options.outputFile.empty()) to = ::open(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    if (!options.input.empty() && ::write(in[1], options.input.data(), options.input.size()) < 0)
-        throw std::runtime_error("cannot write to the pipe");
-    ::close(in[1]);
-    if (options.outputClosed) ::close(out[0]);
-    pid_ = ::fork();
-    if (pid_ == 0) become(command, options, in[0], to, err[1]);
-    ::close(in[0]);
-    ::close(out[1]);
-    ::close(err[1]);
-    if (to != out[1]) ::close(to);
-    out_ = options.outputClosed ? -1 : out[0];
-    err_ = err[0];
+    const bool onTerminal = options.output == ChildOptions::Output::terminal;
+    const int  in         = newFile(options.input);
+    pty_                  = onTerminal ? newTerminal() : -1;
+    out_                  = standardOutput(options.output, pty_);
+    err_                  = onTerminal ? out_ : newFile();
+    pid_                  = ::fork();
+    if (pid_ == 0) become(command, options, {in, out_, err_});
+    ::close(in);
+    if (!onTerminal) return;
+    ::close(out_);  // the terminal ends with the child
+    out_ = err_ = -1;
 }
 
 Child::~Child()
 {
-    if (pid_ > 0) {
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-    }
-    for (const int fd : {out_, err_})
-        if (fd >= 0) ::close(fd);
+    if (pid_ > 0) ::kill(pid_, SIGKILL);
+    if (pid_ > 0) ::waitpid(pid_, nullptr, 0);
+    for (const int fd : {out_, err_, pty_}) ::close(fd);
 }
 
 void Child::signal(int number) const
@@ -98,71 +100,20 @@ void Child::signal(int number) const
     ::kill(pid_, number);
 }
 
+std::string Child::out() const
+{
+    return contentOf(out_);
+}
+
 Outcome Child::wait()
 {
-    Outcome outcome;
-    drain(out_, err_, outcome);
-    int status = 0;
-    ::waitpid(pid_, &status, 0);
-    pid_         = -1;
-    outcome.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    return outcome;
+    const std::string shown  = pty_ >= 0 ? drained(pty_) : "";
+    int               status = 0;
+    ::waitpid(std::exchange(pid_, -1), &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), pty_ >= 0 ? shown : out(), contentOf(err_)};
 }
 
-Outcome run(const std::vector<std::string>& command, const ChildOptions& options)
+Outcome run(const Words& command, const ChildOptions& options)
 {
     return Child(command, options).wait();
-}
-
-Torvosim::Torvosim(const std::string& generation, const std::vector<std::string>& arguments)
-{
-    std::string name = std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    directory_                     = name;
-    const std::string        ready = directory_ + "/ready.json";
-    std::vector<std::string> command{TORVOSIM_PROGRAM, "--generation",        generation,
-                                     "--state-dir",    directory_ + "/state", "--write-config",
-                                     configuration(),  "--ready-file",        ready};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    ChildOptions options;
-    options.outputFile = directory_ + "/torvosim.log";
-    process_           = std::make_unique<Child>(command, options);
-    for (int tries = 0; !std::filesystem::exists(ready); ++tries) {
-        if (tries == 1000) throw std::runtime_error("the simulator does not start: see " + options.outputFile);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
-Torvosim::~Torvosim()
-{
-    stop();
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-}
-
-void Torvosim::stop()
-{
-    if (!process_) return;
-    process_->signal(SIGTERM);
-    process_->wait();
-    process_.reset();
-}
-
-std::string Torvosim::control(const std::vector<std::string>& words) const
-{
-    std::vector<std::string> command{TORVOSIM_PROGRAM, "ctl", "--socket", directory_ + "/state/control.sock"};
-    command.insert(command.end(), words.begin(), words.end());
-    const Outcome outcome = run(command);
-    EXPECT_EQ(outcome.exit, 0) << outcome.out << outcome.err;
-    return outcome.out;
-}
-
-std::string Torvosim::port() const
-{
-    return nlohmann::json::parse(std::ifstream(directory_ + "/ready.json")).at("httpsPort").dump();
-}
-
-std::size_t Torvosim::openSessions() const
-{
-    return nlohmann::json::parse(control({"sessions"})).at("sessions").size();
 }

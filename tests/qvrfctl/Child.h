@@ -3,15 +3,16 @@
 #define QVRFCTL_TEST_CHILD_H
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
+using Words = std::vector<std::string>;
+
 struct ChildOptions {
-    std::map<std::string, std::string> environment;           ///< on top of the test's own
-    std::string                        input;                 ///< on standard input; up to what a pipe holds
-    std::string                        outputFile;            ///< standard output goes there; empty: it is captured
-    bool                               outputClosed = false;  ///< nobody reads standard output
+    enum class Output { kept, full, closed, terminal };
+    std::map<std::string, std::string> environment;            ///< on top of the test's own
+    std::string                        input;                  ///< on standard input
+    Output                             output = Output::kept;  ///< terminal: of standard error too, both in "out"
 };
 
 struct Outcome {
@@ -23,42 +24,21 @@ struct Outcome {
 /** A started program. Killed and waited for when the object goes. */
 class Child {
 public:
-    explicit Child(const std::vector<std::string>& command, const ChildOptions& options = {});
+    explicit Child(const Words& command, const ChildOptions& options = {});
     ~Child();
-    Child(const Child&)            = delete;
-    Child& operator=(const Child&) = delete;
+    Child(const Child&) = delete;
 
-    void signal(int number) const;
-    /** Reads its output to the end and waits. */
-    Outcome wait();
+    void        signal(int number) const;
+    std::string out() const;  ///< what it has written by now
+    Outcome     wait();
 
 private:
     int pid_ = -1;
     int out_ = -1;
     int err_ = -1;
+    int pty_ = -1;
 };
 
-Outcome run(const std::vector<std::string>& command, const ChildOptions& options = {});
-
-/** A simulator of its own for a test: free endpoints, everything in a directory that goes with it. */
-class Torvosim {
-public:
-    explicit Torvosim(const std::string& generation, const std::vector<std::string>& arguments = {});
-    ~Torvosim();
-    Torvosim(const Torvosim&)            = delete;
-    Torvosim& operator=(const Torvosim&) = delete;
-
-    /** Gives a control line's words. @return the answer; fails the test when it is refused */
-    std::string        control(const std::vector<std::string>& words) const;
-    void               stop();
-    const std::string& directory() const noexcept { return directory_; }
-    std::string        configuration() const { return directory_ + "/platform.cfg"; }
-    std::string        port() const;
-    std::size_t        openSessions() const;
-
-private:
-    std::string            directory_;
-    std::unique_ptr<Child> process_;
-};
+Outcome run(const Words& command, const ChildOptions& options = {});
 
 #endif

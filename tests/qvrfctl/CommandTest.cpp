@@ -1,6 +1,4 @@
-/** @file CommandTest.cpp  qvrfctl discover, services, session and user against a simulator. */
-#include <set>
-
+/** @file CommandTest.cpp  qvrfctl discover, services, session and user; and command lines that are wrong. */
 #include "ToolBench.h"
 
 namespace {
@@ -8,138 +6,146 @@ namespace {
 class Commands : public OnEachGeneration {};
 INSTANTIATE_TEST_SUITE_P(Generations, Commands, testing::Values("new", "old"), generationName);
 
-TEST_P(Commands, DiscoverTellsWhatTheBmcSays)
+TEST_P(Commands, DiscoverTellsWhatTheBmcSaysAndWhyAFactIsMissing)
 {
-    bmc.control({"set", "firmware", "6.10.3"});
-    bmc.control({"set", "package", "9.8.7"});
-    bmc.control({"set", "agent", "1.2.3"});
-    bmc.control({"set", "usbnic.ipv4", "169.254.7.7"});
-    bmc.control({"set", "usbnic.ipv6", "fe80::b0c:d0e"});
-    bmc.control({"set", "passthrough.mode", "21"});
-    const Json facts = document({"discover"});
-    EXPECT_EQ(facts["firmwareVersion"], "6.10");
-    EXPECT_EQ(facts["packageVersion"], "9.8.7");
-    EXPECT_EQ(facts["agentVersion"], "1.2.3");
-    EXPECT_EQ(facts["ipv4Address"], "169.254.7.7");
-    EXPECT_EQ(facts["ipv6Address"], GetParam() == std::string("new") ? "fe80:00:00:00:00:00:bc:de" : "fe80::1234");
-    EXPECT_EQ(facts["httpsPort"], bmc.port());
-    EXPECT_EQ(facts["passThrough"], "on (mode 21)");
-    EXPECT_TRUE(facts["unavailable"].empty());
-    EXPECT_TRUE(has(tool({"discover"}).out, "package version:      9.8.7\n"));
-}
-
-TEST_P(Commands, DiscoverSaysWhyAFactIsMissing)
-{
-    bmc.control({"ipmi-cc", "30", "BF", "C1", "2"});
-    const Json facts = document({"discover"});
-    EXPECT_EQ(facts["firmwareVersion"], nullptr);
-    EXPECT_EQ(facts["unavailable"]["firmwareVersion"]["status"], 0xC1);
-    EXPECT_EQ(facts["packageVersion"], "5.2.0");
+    for (const char* fact : {"firmware 6.10.3", "package 9.8.7", "agent 1.2.3", "usbnic.ipv4 169.254.7.7",
+                             "usbnic.ipv6 fe80::b0c:d0e", "passthrough.mode 21", "redfish Disabled"})
+        control(split(std::string("set ") + fact));
+    Json expected         = Json::parse(R"j({"firmwareVersion":"6.10","packageVersion":"9.8.7","agentVersion":"1.2.3",
+        "ipv4Address":"169.254.7.7","passThrough":"on (mode 21)","ipv6Address":"fe80::1234","unavailable":{}
+})j");
+    expected["httpsPort"] = port();
+    if (generation == "new") expected["ipv6Address"] = "fe80:00:00:00:00:00:bc:de";
+    EXPECT_EQ(document({"discover"}), expected);
+    EXPECT_EQ(document({"services"}), Json::parse(R"({"webServer":"Enabled","redfish":"Disabled"})"));
+    control({"ipmi-cc", "30", "BF", "C1"});
     EXPECT_TRUE(has(tool({"discover"}).out,
                     "firmware version:     not available (the BMC refused, completion code 0xc1: unknown command)\n"));
 }
 
-TEST_P(Commands, SessionShowsItselfAndGoes)
+TEST_P(Commands, SessionShowsItselfWithoutItsTokenAndGoes)
 {
-    const Json            shown = document({"session", "--user", "root", "--privilege", "op"});
-    std::set<std::string> keys;
-    for (const auto& item : shown.items()) keys.insert(item.key());
-    EXPECT_EQ(keys, (std::set<std::string>{"id", "address", "port", "user", "privilege", "ipVersion", "generation"}));
-    EXPECT_EQ(shown["id"], "1");
-    EXPECT_EQ(shown["address"], "127.0.0.1");
-    EXPECT_EQ(shown["port"], bmc.port());
-    EXPECT_EQ(shown["privilege"], "op");
-    EXPECT_EQ(shown["ipVersion"], 4);
-    EXPECT_EQ(shown["generation"], GetParam());
-    EXPECT_EQ(bmc.openSessions(), 0u);
+    Json expected    = Json::parse(R"({"id":"1","address":"127.0.0.1","user":"root","privilege":"op","ipVersion":4})");
+    expected["port"] = port();
+    expected["generation"] = generation;
+    EXPECT_EQ(document({"session", "--user", "root", "--privilege", "op"}), expected);
+    EXPECT_EQ(openSessions(), 0u);
 }
 
-TEST_P(Commands, ServicesTellTheirState)
+TEST_P(Commands, UsersComeAndGoWithPasswordsThatNobodyCanForesee)
 {
-    bmc.control({"set", "redfish", "Disabled"});
-    EXPECT_EQ(document({"services"}), (Json{{"webServer", "Enabled"}, {"redfish", "Disabled"}}));
-}
-
-TEST_P(Commands, UsersComeAndGo)
-{
-    const Json added = document({"user", "add", "monitor", "--privilege", "ro"});
+    const Json added = document(split("user add monitor --privilege ro"));
     EXPECT_EQ(added["checked"], true);
-    const std::string password = added["password"];
-    EXPECT_EQ(password.size(), 20u);
-    EXPECT_TRUE(has(bmc.control({"user-check", "monitor", password}), "true"));
-
-    const Json users = document({"user", "list"})["users"];
-    ASSERT_EQ(users.size(), 2u);
-    EXPECT_EQ(users[1], (Json{{"id", "3"}, {"name", "monitor"}, {"role", "ReadOnly"}, {"enabled", true}}));
-
-    EXPECT_EQ(document({"user", "delete", "monitor"})["checked"], true);
-    EXPECT_EQ(document({"user", "list"})["users"].size(), 1u);
-    EXPECT_EQ(document({"user", "delete", "monitor"})["deleted"], false);  // not there: no error
-    EXPECT_EQ(bmc.openSessions(), 0u);
+    EXPECT_EQ(control({"user-check", "monitor", added["password"]})["accepted"], true);
+    EXPECT_NE(document(split("user add other --privilege ro"))["password"], added["password"]);
+    EXPECT_EQ(document({"user", "list"})["users"][1],
+              Json::parse(R"({"id":"3","name":"monitor","role":"ReadOnly","enabled":true})"));
+    EXPECT_EQ(document({"user", "delete", "monitor"}),
+              Json::parse(R"({"name":"monitor","deleted":true,"checked":true})"));
+    EXPECT_EQ(document({"user", "list"})["users"].size(), 2u);
+    EXPECT_EQ(document({"user", "delete", "monitor"})["deleted"], false);
+    EXPECT_EQ(tool({"user", "delete", "other"}).out, "other deleted\n");
+    EXPECT_EQ(tool({"user", "delete", "other"}).out, "other was no user of the BMC\n");
 }
 
-class Users : public OnOneGeneration {};
+class Users : public OnOneGeneration {
+protected:
+    void expectFailure(const char* command, const char* says) const
+    {
+        const Outcome outcome = tool(split(command));
+        EXPECT_EQ(outcome.exit, 1);
+        EXPECT_EQ(outcome.out, "") << "the password of no account";
+        EXPECT_TRUE(has(outcome.err, says)) << outcome.err;
+    }
+    const std::string accounts = "/redfish/v1/AccountService/Accounts";
+};
 
-TEST_F(Users, PasswordGoesToStandardOutputAlone)
+TEST_F(Users, ThatTheBmcDoesNotTakeOrKeepsAreAnError)
 {
-    const Outcome outcome = tool({"user", "add", "svc", "--privilege", "op", "-v"});
-    ASSERT_EQ(outcome.out.size(), 21u) << outcome.out;
-    EXPECT_EQ(outcome.out.back(), '\n');
-    EXPECT_FALSE(has(outcome.err, outcome.out.substr(0, 20)));
-}
-
-TEST_F(Users, AreNotAddedWhenNoSlotIsFree)
-{
-    for (int i = 3; i <= 16; ++i)
-        ASSERT_EQ(tool({"user", "add", "u" + std::to_string(i), "--privilege", "ro", "--no-check"}).exit, 0);
-    const Outcome outcome = tool({"user", "add", "late", "--privilege", "ro", "--json"});
-    EXPECT_EQ(outcome.exit, 1);
-    EXPECT_EQ(Json::parse(outcome.out)["error"]["name"], "OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT") << outcome.out;
-}
-
-TEST_F(Users, ThatTheBmcRefusesAreAnError)
-{
-    bmc.control({"refuse-users", "1"});
-    const Outcome outcome = tool({"user", "add", "svc", "--privilege", "ro"});
-    EXPECT_EQ(outcome.exit, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_TRUE(has(outcome.err, "OXA_BMC_CMD_SET_USER_NAME_FAILED")) << outcome.err;
-}
-
-/** Answers the next look at the account collection with these members. */
-void listMembers(const Torvosim& bmc, const std::string& members)
-{
-    const std::string body = "{\"Members\":" + members + "}";
-    const std::string file = bmc.directory() + "/raw";
-    writeFile(file, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
-    bmc.control({"raw", '@' + file, "GET", "/redfish/v1/AccountService/Accounts", "1"});
-}
-
-TEST_F(Users, ThatWereTakenBackSilentlyAreAnErrorAndTellNoPassword)
-{
-    listMembers(bmc, "[]");
-    const Outcome gone = tool({"user", "add", "svc", "--privilege", "ro"});
-    EXPECT_EQ(gone.exit, 1);
-    EXPECT_EQ(gone.out, "");
-    listMembers(bmc, R"([{"Id":"3","UserName":"svc","Enabled":false}])");
-    EXPECT_EQ(tool({"user", "add", "svc", "--privilege", "ro"}).exit, 1);
-}
-
-TEST_F(Users, ThatTheBmcKeepsAreAnError)
-{
-    listMembers(bmc, R"([{"Id":"2","UserName":"admin","Enabled":true}])");
-    const Outcome outcome = tool({"user", "delete", "admin"});
-    EXPECT_EQ(outcome.exit, 1);
-    EXPECT_TRUE(has(outcome.err, "still has the user admin (slot 2)")) << outcome.err;
+    constexpr char add[] = "user add svc --privilege ro";
+    control({"refuse-users", "1"});
+    expectFailure(add, "OXA_BMC_CMD_SET_USER_NAME_FAILED");
+    for (const char* members : {"[]", R"([{"Id":"3","UserName":"svc","Enabled":false}])"}) {
+        answerOnce(accounts, std::string(R"({"Members":)") + members + '}');
+        expectFailure(add, "account was taken back");
+    }
+    answerOnce(accounts, R"({"Members":[{"Id":"2","UserName":"admin","Enabled":true}]})");
+    expectFailure("user delete admin", "still has the user admin (slot 2)");
+    for (int i = 3; i <= 16; ++i) tool({"user", "add", "u" + std::to_string(i), "--privilege", "ro", "--no-check"});
+    expectFailure("user add late --privilege ro", "OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT");
 }
 
 TEST_F(Users, CanBeAddedWithoutRedfishWithAWarning)
 {
-    bmc.control({"session-limit", "0"});
-    const Outcome outcome = tool({"user", "add", "svc", "--privilege", "ro"});
-    EXPECT_EQ(outcome.exit, 0) << outcome.err;
+    control({"session-limit", "0"});
+    const Outcome outcome = tool(split("user add svc --privilege ro -v"));
+    EXPECT_EQ(outcome.exit, 0);
     EXPECT_TRUE(has(outcome.err, "warning: not checked")) << outcome.err;
-    EXPECT_FALSE(has(tool({"user", "delete", "svc", "--no-check"}).err, "warning"));
+    EXPECT_FALSE(has(outcome.err, outcome.out.substr(0, 20))) << "the password goes to standard output alone";
+    EXPECT_FALSE(has(tool(split("user delete svc --no-check")).err, "warning"));
+}
+
+constexpr char kWrong[] = R"(
+                                             | a command is missing
+frob                                         | unknown command 'frob'
+sesion                                       | did you mean 'session'?
+user ad x                                    | did you mean 'add'?
+session --privilage op                       | did you mean '--privilege'?
+help sesion                                  | did you mean 'session'?
+user                                         | see 'qvrfctl help user'
+get                                          | PATH
+get redfish/v1                               | does not begin with '/'
+get /caf\xe9                                 | percent-encoded
+patch /redfish/v1                            | --data
+post /redfish/v1 -d {'a':1}                  | the body is not JSON
+post /redfish/v1 -d @/nowhere/body           | cannot read the body from /nowhere/body
+post /redfish/v1 -d @/                       | cannot read the body from /
+get /a -i -o x                               | excludes
+get /a -i --no-auth                          | excludes
+upload /a --metadata {}                      | --file
+upload /a --file /dev/null                   | --metadata
+upload /a --file /dev/null --metadata {a}    | the metadata is not JSON
+upload /a --file /nowhere/f --metadata {}    | cannot upload /nowhere/f: No such file
+upload /a --file / --metadata {}             | Is a directory
+upload /a --file /dev/null --metadata {}     | it is not a file
+events redfish                               | does not begin with '/'
+events /a --count 0                          | --count
+events /a --timeout -1                       | --timeout
+session --address 127.0.0.1 --port 44300     | more than four digits
+session --address 127.0.0.1 --port 0         | not a number
+session --address 127.0.0.1 --port https     | not a number
+session --address 300.1.1.1                  | not an IP address
+session --address torvo.example              | not an IP address
+session --address 127.0.0.1:443              | not an IPv6 address
+session --address [::1                       | not an IPv6 address
+session --address fe80::1%a/b                | zone
+session --address 2001:db81:aaaa:bbbb:cccc:dddd:eeee:ffff | too long
+session --port 443                           | --port needs --address
+session --address ::1 --generation old       | --generation old
+session --generation next                    | next
+session --privilege admin                    | admin
+session --user a;b                           | not a user name
+session --user abcdefghijklmnopqrstuvw       | not a user name
+user add x                                   | --privilege
+user add a;b --privilege ro                  | not a user name
+user add root --privilege ro                 | BMC's own user
+user delete root                             | BMC's own user
+)";
+
+/** Without any BMC: nothing may be tried before the command line is found good. */
+TEST(CommandLine, ThatIsWrongIsRefusedWithAdviceBeforeAnythingIsSent)
+{
+    for (const Words& row : rowsOf(kWrong)) {
+        Words command = split(row[0]);
+        command.insert(command.begin(), QVRFCTL_PROGRAM);
+        const Outcome outcome = run(command, {{{"QVPLATFORM_CONFIG", "/dev/null"}}, {}, {}});
+        EXPECT_EQ(outcome.exit, 2) << row[0] << ": " << outcome.err;
+        EXPECT_TRUE(has(outcome.err, row[1])) << row[0] << ": " << outcome.err;
+        EXPECT_EQ(outcome.out, "") << row[0];
+    }
+    EXPECT_EQ(run({QVRFCTL_PROGRAM, "get", '/' + std::string(400, 'a')}).exit, 2);
+    EXPECT_TRUE(has(run({QVRFCTL_PROGRAM, "--help"}).out, "Exit status:"));
+    EXPECT_TRUE(has(run({QVRFCTL_PROGRAM, "help", "user", "add"}).out, "Usage: qvrfctl user add"));
 }
 
 }  // namespace

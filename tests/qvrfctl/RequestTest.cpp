@@ -1,216 +1,143 @@
-/** @file RequestTest.cpp  qvrfctl get, post, patch and delete against a simulator. */
-#include <signal.h>
-
-#include <filesystem>
-#include <thread>
-
+/** @file RequestTest.cpp  qvrfctl get, post, patch, delete, upload and events against a simulator. */
 #include "ToolBench.h"
 
 namespace {
 
-constexpr char kSystem[] = "/redfish/v1/Systems/System.Embedded.1";
-constexpr char kReset[]  = "/redfish/v1/Systems/System.Embedded.1/Actions/ComputerSystem.Reset";
+constexpr char kStream[] = "/redfish/v1/SSE";
+constexpr char kUpload[] = "/redfish/v1/UpdateService/MultipartUpload";
 
-class Requests : public OnEachGeneration {};
+class Requests : public OnEachGeneration {
+protected:
+    bool hasStreams(int count) const { return control({"stats"})["streamsOpen"] == count; }
+    /** A follower whose stream stands. */
+    std::unique_ptr<Child> follower(const char* arguments) const
+    {
+        auto child = start(split(std::string("events ") + arguments));
+        EXPECT_TRUE(comesTrue([&] { return hasStreams(1); })) << "no stream was opened";
+        return child;
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(!bmc || comesTrue([&] { return hasStreams(0); })) << "a stream is left";
+    }
+    const std::string file = place + "/support log.zip";
+};
 INSTANTIATE_TEST_SUITE_P(Generations, Requests, testing::Values("new", "old"), generationName);
 
-TEST_P(Requests, CarryOutEveryMethodAndLeaveNoSession)
+TEST_P(Requests, CarryOutEveryMethodWithBodiesFromEverywhereAndAreSentOnceMoreAfterA401)
 {
-    EXPECT_EQ(document({"patch", kSystem, "--data", R"({"AssetTag":"rack 7"})"})["httpStatus"], 200);
-    const Json got = document({"get", kSystem});
-    EXPECT_EQ(got["httpStatus"], 200);
-    EXPECT_EQ(got["body"]["AssetTag"], "rack 7");
-    EXPECT_EQ(got["sessionRenewed"], false);
-    EXPECT_EQ(document({"post", kReset, "-d", R"({"ResetType":"On"})"})["httpStatus"], 204);
-    // Its own session: the fourth since the simulator started. Nothing is left to close then.
-    const Outcome deleted = tool({"delete", sessions() + "/4"});
-    EXPECT_EQ(deleted.exit, 0) << deleted.err;
-    EXPECT_TRUE(has(deleted.err, "warning: the session 4 could not be closed")) << deleted.err;
-    EXPECT_EQ(bmc.openSessions(), 0u);
+    writeFile(file, "[1]");
+    for (const Words& row :
+         rowsOf("GET|get|\nDELETE|delete|\nPOST|post|{}\nPOST|post -d [1]|[1]\nPATCH|patch -d -|[1]"))
+        for (const char* fault : {"stats", "status 401"}) {
+            const bool renewed = fault != std::string("stats");
+            if (renewed) control({"status", "401", row[0], "/test", "1"});
+            const Outcome outcome = tool(split(row[1] + " /test/echo --json -v"), {{}, "[1]", {}});
+            const Json    json    = Json::parse(outcome.out, nullptr, false);
+            EXPECT_EQ(json["body"]["method"], row[0]) << outcome.err;
+            EXPECT_EQ(json["body"]["body"], row.size() > 2 ? row[2] : "");
+            EXPECT_EQ(json["sessionRenewed"], renewed);
+            EXPECT_EQ(has(outcome.err, "had ended the session"), renewed);
+            for (const Json& header : json["body"]["headers"])
+                EXPECT_TRUE(header[0] != "X-Auth-Token" || !has(outcome.err, header[1])) << "a token is told";
+        }
+    EXPECT_EQ(document({"post", "/test/echo", "-d", '@' + file})["body"]["body"], "[1]");
+    EXPECT_EQ(openSessions(), 5u) << "those that the fault only pretended to have ended";
 }
 
-struct Renewal {
-    const char*              name;
-    const char*              method;
-    std::vector<std::string> arguments;
-};
-
-using RenewalInfo = testing::TestParamInfo<std::tuple<const char*, Renewal>>;
-std::string renewalName(const RenewalInfo& row)
+TEST_P(Requests, ShowAnswersOfAnySizeAsTheyAreWithTheirHeaders)
 {
-    return std::get<1>(row.param).name + std::string("_") + std::get<0>(row.param);
-}
-
-class Renewals : public ToolBench, public testing::TestWithParam<std::tuple<const char*, Renewal>> {
-protected:
-    Renewals() : ToolBench(std::get<0>(GetParam())) {}
-};
-
-TEST_P(Renewals, SendTheRequestOnceMore)
-{
-    const Renewal& row = std::get<1>(GetParam());
-    bmc.control({"status", "401", row.method, "/test", "1"});
-    std::vector<std::string> arguments = row.arguments;
-    arguments.push_back("--json");
-    const Outcome outcome = tool(arguments);
-    ASSERT_EQ(outcome.exit, 0) << outcome.err;
-    EXPECT_TRUE(has(outcome.err, "had ended the session")) << outcome.err;
-    const Json json = Json::parse(outcome.out);
-    EXPECT_EQ(json["httpStatus"], 200);
-    EXPECT_EQ(json["sessionRenewed"], true);
-    EXPECT_EQ(json["body"]["method"], row.method);
-    EXPECT_EQ(bmc.openSessions(), 1u);  // the one that the fault only pretended to have ended
-}
-
-INSTANTIATE_TEST_SUITE_P(Methods, Renewals,
-                         testing::Combine(testing::Values("new", "old"),
-                                          testing::Values(Renewal{"Get", "GET", {"get", "/test/echo"}},
-                                                          Renewal{"Post", "POST", {"post", "/test/echo", "-d", "{}"}},
-                                                          Renewal{
-                                                              "Patch", "PATCH", {"patch", "/test/echo", "-d", "{}"}},
-                                                          Renewal{"Delete", "DELETE", {"delete", "/test/echo"}})),
-                         renewalName);
-
-class Answers : public OnOneGeneration {};
-
-TEST_F(Answers, LongerThanTheFirstBufferAreFetchedWhole)
-{
-    for (const std::size_t size : {65534u, 65535u, 65536u, 300000u}) {
-        const Outcome outcome = tool({"get", "/test/bytes/" + std::to_string(size)});
-        ASSERT_EQ(outcome.exit, 0) << outcome.err;
-        ASSERT_EQ(outcome.out.size(), size);
-        EXPECT_EQ(outcome.out[size - 1], static_cast<char>('A' + (size - 1) % 26));
-    }
-}
-
-TEST_F(Answers, ToAPostThatDoNotFitAreReportedAndThePostIsNotRepeated)
-{
-    const std::string file = bmc.directory() + "/body";
+    for (const std::size_t size : {65534u, 65535u, 65536u, 300000u})
+        EXPECT_EQ(tool({"get", "/test/bytes/" + std::to_string(size)}).out.size(), size);
+    EXPECT_EQ(document({"get", "-i", "/redfish/v1"})["headers"]["OData-Version"], "4.0");
+    answerOnce("/redfish/v1/Systems", R"({"b":[1.10,{},"{\"x\"}"]})");
+    EXPECT_EQ(tool({"get", "/redfish/v1/Systems", "--pretty"}).out,
+              "{\n  \"b\": [\n    1.10,\n    {},\n    \"{\\\"x\\\"}\"\n  ]\n}\n");
     writeFile(file, '"' + std::string(4200000, 'x') + '"');
-    const Outcome outcome = tool({"post", "/test/echo", "--data", '@' + file});
-    EXPECT_EQ(outcome.exit, 7) << outcome.err;
-    EXPECT_TRUE(has(outcome.err, "answered with HTTP 200")) << outcome.err;
-    EXPECT_EQ(Json::parse(bmc.control({"stats"}))["requests"]["POST /test/echo 200"], 1);
+    EXPECT_EQ(tool({"post", "/test/echo", "--data", '@' + file}).exit, 7);
+    EXPECT_EQ(control({"stats"})["requests"]["POST /test/echo 200"], 1) << "a POST is not repeated";
+    const int logins = control({"stats"})["logins"];
+    EXPECT_EQ(document({"get", "--no-auth", "/redfish/v1"})["body"]["@odata.id"], "/redfish/v1");
+    EXPECT_TRUE(has(tool({"get", "--no-auth", "/redfish/v1/Systems"}).err, "HTTP 401 Unauthorized"));
+    EXPECT_EQ(control({"stats"})["logins"], logins);
 }
 
-TEST_F(Answers, ComeAsTheyAreUnlessIndentationIsWanted)
+TEST_P(Requests, UploadFilesWhole)
 {
-    const std::string plain  = tool({"get", "/redfish/v1"}).out;
-    const std::string pretty = tool({"get", "/redfish/v1", "--pretty"}).out;
-    EXPECT_EQ(plain.find('\n'), std::string::npos);
-    EXPECT_GT(std::count(pretty.begin(), pretty.end(), '\n'), 5);
-    EXPECT_EQ(Json::parse(plain), Json::parse(pretty));
-}
-
-TEST_F(Answers, ShowTheirHeadersOnRequest)
-{
-    bmc.control({"add-header", "X-Marker: here", "GET", "/redfish/v1", "2"});
-    const std::string text = tool({"get", "-i", "/redfish/v1"}).out;
-    EXPECT_EQ(text.rfind("HTTP/1.1 200", 0), 0u) << text;
-    EXPECT_LT(text.find("X-Marker: here\r\n"), text.find("\r\n\r\n{"));
-    EXPECT_EQ(document({"get", "-i", "/redfish/v1"})["headers"]["X-Marker"], "here");
-}
-
-TEST_F(Answers, ComeThroughNoProxy)
-{
-    ChildOptions options;
-    for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "ALL_PROXY", "all_proxy"})
-        options.environment[name] = "http://127.0.0.1:9";  // where nobody listens
-    EXPECT_EQ(tool({"get", "/redfish/v1"}, options).exit, 0);
-}
-
-TEST_F(Answers, TellNoTokenWhenTheToolExplainsItself)
-{
-    const Outcome outcome = tool({"get", "/test/echo", "-v"});
-    const Json    echo    = Json::parse(outcome.out);  // the echo has every request header
-    std::string   token;
-    for (const Json& header : echo["headers"])
-        if (header[0] == "X-Auth-Token") token = header[1].get<std::string>();
-    ASSERT_EQ(token.size(), 32u) << outcome.out;
-    EXPECT_FALSE(has(outcome.err, token)) << outcome.err;
-}
-
-class Bodies : public OnOneGeneration {};
-
-TEST_F(Bodies, AreTakenFromTheCommandLineAFileOrStandardInput)
-{
-    const std::string file = bmc.directory() + "/body.json";
-    const std::string body = R"({"k": [1, "two"]})";
-    writeFile(file, body);
-    ChildOptions input;
-    input.input = body;
-    EXPECT_EQ(document({"post", "/test/echo", "--data", body})["body"]["body"], body);
-    EXPECT_EQ(document({"patch", "/test/echo", "--data", '@' + file})["body"]["body"], body);
-    EXPECT_EQ(Json::parse(tool({"post", "/test/echo", "-d", "-"}, input).out)["body"], body);
-    EXPECT_EQ(document({"post", "/test/echo"})["body"]["body"], "{}");
-}
-
-class Downloads : public OnOneGeneration {
-protected:
-    Downloads() { std::filesystem::create_directory(place); }
-    std::size_t files() const
-    {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(place), {}));
+    const std::string vectors =
+        "3|abc|ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad\n0||"
+        "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+    for (const Words& row : rowsOf(vectors)) {
+        writeFile(file, row[1]);
+        const Json answer = document({"upload", kUpload, "--file", file, "--metadata", R"({"Targets":[]})"});
+        EXPECT_EQ(answer["body"]["SHA256"], row[2]);
+        EXPECT_EQ(answer["body"]["FileName"], "support log.zip");
+        EXPECT_EQ(answer["body"]["Metadata"].dump(), R"({"Targets":[]})");
     }
-    const std::string place = bmc.directory() + "/downloads";
-    const std::string file  = place + "/body";
-};
-
-TEST_F(Downloads, ReplaceTheFile)
-{
-    writeFile(file, "old");
-    const Outcome outcome = tool({"get", "/test/bytes/1000000", "-o", file});
-    EXPECT_EQ(outcome.exit, 0) << outcome.err;
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(readFile(file).size(), 1000000u);
-    EXPECT_EQ(files(), 1u);
+    control({"cut", "10", "POST", kUpload, "1"});
+    EXPECT_TRUE(has(tool({"upload", kUpload, "--file", file, "--metadata", "{}"}).err, "the upload was not completed"));
+    EXPECT_EQ(openSessions(), 0u);
 }
 
-TEST_F(Downloads, ThatFailKeepTheFile)
+TEST_P(Requests, ReplaceAFileByAWholeBodyOrLeaveIt)
 {
     writeFile(file, "old");
-    const Outcome missing = tool({"get", "/redfish/v1/nope", "-o", file});
-    EXPECT_EQ(missing.exit, 5);
-    EXPECT_TRUE(has(missing.err, "There is no resource")) << missing.err;
-    bmc.control({"cut", "5000", "GET", "/test/bytes", "1"});
+    EXPECT_EQ(tool({"get", "/redfish/v1/nope", "-o", file}).exit, 5);
+    control({"cut", "5000", "GET", "/test/bytes", "1"});
     EXPECT_EQ(tool({"get", "/test/bytes/1000000", "-o", file}).exit, 1);
     EXPECT_EQ(readFile(file), "old");
-    EXPECT_EQ(files(), 1u);
-}
-
-TEST_F(Downloads, HaveTheSecondAnswerAloneAfterARenewal)
-{
-    bmc.control({"status", "401", "GET", "/test", "1"});
+    control({"status", "401", "GET", "/test", "1"});
     EXPECT_EQ(tool({"get", "/test/bytes/26", "-o", file}).exit, 0);
     EXPECT_EQ(readFile(file), "ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-}
-
-TEST_F(Downloads, IntoDevicesAreWrittenInPlace)
-{
     EXPECT_EQ(tool({"get", "/redfish/v1", "-o", "/dev/null"}).exit, 0);
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    control({"delay", "60000", "GET", "/test/bytes", "1"});
+    const auto child = start({"get", "/test/bytes/9", "-o", file});
+    EXPECT_TRUE(comesTrue([&] { return control({"faults"})["faults"].empty(); })) << "the request is on its way";
+    child->signal(SIGTERM);
+    EXPECT_EQ(child->wait().exit, 128 + SIGTERM);
+    EXPECT_EQ(openSessions(), 1u) << "the one that the fault only pretended to have ended";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 4) << "a part of the body is left";
 }
 
-class Interrupted : public OnEachGeneration {};
-INSTANTIATE_TEST_SUITE_P(Generations, Interrupted, testing::Values("new", "old"), generationName);
-
-TEST_P(Interrupted, ClosesItsSessionAndLeavesNoFile)
+TEST_P(Requests, FollowEventsHoweverTheyTravel)
 {
-    for (const int number : {SIGINT, SIGTERM}) {
-        const std::string place = bmc.directory() + "/" + std::to_string(number);
-        std::filesystem::create_directory(place);
-        bmc.control({"delay", "60000", "GET", "/redfish/v1/Systems", "1"});
-        Child child(commandLine({"get", "/redfish/v1/Systems", "-o", place + "/body"}), withPlatform());
-        // The request is on its way when its rule has been used up.
-        for (int tries = 0; tries < 1000 && has(bmc.control({"faults"}), "delay"); ++tries)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        child.signal(number);
-        const Outcome outcome = child.wait();
-        EXPECT_EQ(outcome.exit, 128 + number) << outcome.err;
-        EXPECT_TRUE(has(outcome.err, "interrupted")) << outcome.err;
-        EXPECT_EQ(bmc.openSessions(), 0u);
-        EXPECT_TRUE(std::filesystem::is_empty(place));
+    const auto child = follower("--count 5");
+    for (const char* line : {"events-together 2", "keep-alive", "event-split Halves", "event Whole"})
+        control(split(line));
+    control({"event-raw", R"(event: a\ndata: plain\ndata: text\n\n)"});
+    control({"event", "Too-many"});
+    const Outcome outcome = child->wait();
+    EXPECT_EQ(outcome.exit, 0) << outcome.err;
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 5) << outcome.out;
+    for (const char* part : {"Together", "Halves", "Whole", "\nplain text\n"}) EXPECT_TRUE(has(outcome.out, part));
+    const auto json = follower("/redfish/v1/SSE --count 1 --json");
+    control({"event-raw", R"(id: 7\ndata: {"a":\ndata: [1]}\n\n)"});
+    EXPECT_EQ(json->wait().out, "{\"event\":null,\"id\":\"7\",\"data\":{\"a\":[1]}}\n");
+}
+
+// What ends a stream, or is none | exit status | what it says
+constexpr char kEnds[] = R"(
+stream-break               | 8 | QVRFUTIL_EVENT_STREAM_BROKEN
+stream-end                 | 8 | the BMC ended the event stream /redfish/v1/SSE after 1 event
+SIGTERM                    | 143 | interrupted
+)";
+
+TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
+{
+    for (const Words& row : rowsOf(kEnds)) {
+        const auto child = follower("/redfish/v1/SSE");
+        control({"event", "Last"});
+        EXPECT_TRUE(comesTrue([&] { return has(child->out(), "\"Last\"}]}\n"); })) << "an event stays in a buffer";
+        if (row[0] == "SIGTERM") child->signal(SIGTERM);
+        if (row[0] != "SIGTERM") control({row[0]});
+        const Outcome outcome = child->wait();
+        EXPECT_EQ(std::to_string(outcome.exit), row[1]) << outcome.err;
+        EXPECT_TRUE(has(outcome.err, row[2])) << outcome.err;
+        EXPECT_EQ(openSessions(), 0u);
     }
+    for (const char* path : {"/redfish/v1/nope", "/redfish/v1/Systems"})
+        EXPECT_TRUE(has(tool({"events", path}).err, "something else than an event stream"));
+    EXPECT_EQ(tool({"events", kStream, "--timeout", "1", "--count", "1"}).exit, 8);
 }
 
 }  // namespace

@@ -1,12 +1,18 @@
-/** @file ToolBench.h  qvrfctl on the bench: the real program, a real simulator, one of either generation. */
+/** @file ToolBench.h  qvrfctl on the bench: the real program, a real simulator, tables of what is tried. */
 #ifndef QVRFCTL_TEST_TOOLBENCH_H
 #define QVRFCTL_TEST_TOOLBENCH_H
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
 
+#include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
 
 #include "Child.h"
 
@@ -17,65 +23,124 @@ inline std::string readFile(const std::string& path)
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
-
 inline void writeFile(const std::string& path, const std::string& text)
 {
     std::ofstream(path, std::ios::binary) << text;
 }
-
 inline bool has(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
 }
 
-/** Every test of it leaves the BMC without a session of its own. */
-class ToolBench {
-protected:
-    explicit ToolBench(std::string generation) : generation_(std::move(generation)), bmc(generation_) {}
+/** The words of a line. */
+inline Words split(const std::string& line)
+{
+    std::istringstream words(line);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+/** The cells of a table's lines, "|" between them, without the blanks around them. */
+inline std::vector<Words> rowsOf(const std::string& table)
+{
+    std::vector<Words> rows;
+    std::istringstream lines(table);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream cells(line);
+        if (!line.empty()) rows.emplace_back();
+        for (std::string cell; std::getline(cells, cell, '|');) {
+            const auto first = std::min(cell.find_first_not_of(' '), cell.size());
+            rows.back().push_back(cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
+        }
+    }
+    return rows;
+}
 
-    std::vector<std::string> commandLine(const std::vector<std::string>& arguments) const
+template <class Condition>
+bool comesTrue(Condition condition)
+{
+    for (int tries = 0; tries < 3000; ++tries, std::this_thread::sleep_for(std::chrono::milliseconds(10)))
+        if (condition()) return true;
+    return false;
+}
+
+/** A simulator of its own, with free endpoints and a directory that goes with it, and the tool that talks to it. */
+class Bench {
+public:
+    explicit Bench(std::string ofGeneration) : generation(std::move(ofGeneration))
     {
-        std::vector<std::string> command{QVRFCTL_PROGRAM, "--generation", generation_};
+        if (::mkdtemp(place.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        bmc =
+            std::make_unique<Child>(Words{TORVOSIM_PROGRAM, "--generation", generation, "--state-dir", place + "/state",
+                                          "--write-config", place + "/platform.cfg", "--ready-file", place + "/ready"});
+        if (!comesTrue([&] { return std::filesystem::exists(place + "/ready"); }))
+            throw std::runtime_error("the simulator does not start: " + bmc->out());
+    }
+    ~Bench()
+    {
+        stop();
+        std::error_code ignored;
+        std::filesystem::remove_all(place, ignored);
+    }
+    Bench(const Bench&) = delete;
+
+    void stop()
+    {
+        if (bmc) bmc->signal(SIGTERM);
+        if (bmc) bmc->wait();
+        bmc.reset();
+    }
+    /** Gives a control line's words. @return the answer; fails the test when it is refused */
+    Json control(const Words& words) const
+    {
+        Words command{TORVOSIM_PROGRAM, "ctl", "--socket", place + "/state/control.sock"};
+        command.insert(command.end(), words.begin(), words.end());
+        const Outcome outcome = run(command);
+        EXPECT_EQ(outcome.exit, 0) << outcome.out << outcome.err;
+        return Json::parse(outcome.out, nullptr, false);
+    }
+    std::size_t openSessions() const { return control({"sessions"})["sessions"].size(); }
+    std::string port() const { return Json::parse(readFile(place + "/ready"))["httpsPort"].dump(); }
+    /** Answers the next GET of @p path so. */
+    void answerOnce(const std::string& path, const std::string& body, const std::string& header = "A: b") const
+    {
+        writeFile(place + "/raw", "HTTP/1.1 200 OK\r\n" + header +
+                                      "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+        control({"raw", '@' + place + "/raw", "GET", path, "1"});
+    }
+
+    std::unique_ptr<Child> start(const Words& arguments, ChildOptions options = {}) const
+    {
+        Words command{QVRFCTL_PROGRAM, "--generation", generation};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return command;
+        options.environment.emplace("QVPLATFORM_CONFIG", place + "/platform.cfg");
+        return std::make_unique<Child>(command, options);
     }
-    ChildOptions withPlatform(ChildOptions options = {}) const
+    Outcome tool(const Words& arguments, const ChildOptions& options = {}) const
     {
-        options.environment.emplace("QVPLATFORM_CONFIG", bmc.configuration());
-        return options;
-    }
-    Outcome tool(const std::vector<std::string>& arguments, const ChildOptions& options = {}) const
-    {
-        return run(commandLine(arguments), withPlatform(options));
+        return start(arguments, options)->wait();
     }
     /** The document of a command that succeeds. */
-    Json document(std::vector<std::string> arguments) const
+    Json document(Words arguments) const
     {
         arguments.push_back("--json");
         const Outcome outcome = tool(arguments);
         EXPECT_EQ(outcome.exit, 0) << outcome.err;
-        Json json = Json::parse(outcome.out, nullptr, false);
-        EXPECT_FALSE(json.is_discarded()) << outcome.out;
-        return json;
-    }
-    std::string sessions() const
-    {
-        return generation_ == "new" ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions";
+        return Json::parse(outcome.out, nullptr, false);
     }
 
-    std::string generation_;
-    Torvosim    bmc;
+    std::string            generation;
+    std::string            place = std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX";
+    std::unique_ptr<Child> bmc;
 };
 
 /** For what does not depend on the generation. */
-class OnOneGeneration : public ToolBench, public testing::Test {
+class OnOneGeneration : public Bench, public testing::Test {
 protected:
-    OnOneGeneration() : ToolBench("old") {}
+    OnOneGeneration() : Bench("old") {}
 };
 
-class OnEachGeneration : public ToolBench, public testing::TestWithParam<const char*> {
+class OnEachGeneration : public Bench, public testing::TestWithParam<const char*> {
 protected:
-    OnEachGeneration() : ToolBench(GetParam()) {}
+    OnEachGeneration() : Bench(GetParam()) {}
 };
 
 inline std::string generationName(const testing::TestParamInfo<const char*>& row)

@@ -38,12 +38,15 @@ bool exists(const Patient& patient, const char* collection)
     return answer.problem.empty() && answer.http != 404;
 }
 
-/** After the service root; where it does not tell, after what is there. */
+/** The collection that is there: the one that the service root names, before the others. */
 std::optional<Generation> generationOf(const Patient& patient)
 {
-    const std::string told = sessionsOf(patient.root);
-    if (told == kNewerOnes || (told.empty() && exists(patient, kNewerOnes))) return Generation::newer;
-    if (told == kOlderOnes || (told.empty() && exists(patient, kOlderOnes))) return Generation::older;
+    const std::string told   = sessionsOf(patient.root);
+    const bool        older  = told == kOlderOnes;
+    const char* const first  = older ? kOlderOnes : kNewerOnes;
+    const char* const second = older ? kNewerOnes : kOlderOnes;
+    if (exists(patient, first)) return older ? Generation::older : Generation::newer;
+    if (exists(patient, second)) return older ? Generation::newer : Generation::older;
     return std::nullopt;
 }
 
@@ -92,7 +95,7 @@ Verdict checkGeneration(Patient& patient)
     if (patient.root.http != 200) return skipped("there is no service root");
     patient.generation = generationOf(patient);
     if (!patient.generation)
-        return failed("the service root names a session collection of neither generation", "update the BMC's firmware");
+        return failed("there is a session collection of neither generation", "update the BMC's firmware");
     const char*        name  = *patient.generation == Generation::newer ? "new" : "old";
     const std::string& given = patient.context.options.generation;
     if (given == "auto" || given == name) return ok(name);
