@@ -1,7 +1,8 @@
-/** @file Child.cpp  Starts programs. */
+/** @file Child.cpp  Starts programs and simulators. */
 #include "Child.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -10,7 +11,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -116,4 +123,47 @@ Outcome Child::wait()
 Outcome run(const Words& command, const ChildOptions& options)
 {
     return Child(command, options).wait();
+}
+
+Torvosim::Torvosim(const std::string& generation, const Words& arguments)
+    : directory_(std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX")
+{
+    if (::mkdtemp(directory_.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    const std::string ready = directory_ + "/ready";
+    Words             command{TORVOSIM_PROGRAM, "--generation",  generation,     "--state-dir", directory_ + "/state",
+                  "--write-config", configuration(), "--ready-file", ready};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    process_ = std::make_unique<Child>(command);
+    for (int tries = 0; !std::filesystem::exists(ready); ++tries) {
+        if (tries == 3000) throw std::runtime_error("the simulator does not start: " + process_->out());
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+Torvosim::~Torvosim()
+{
+    stop();
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+}
+
+void Torvosim::stop()
+{
+    if (process_) process_->signal(SIGTERM);
+    if (process_) process_->wait();
+    process_.reset();
+}
+
+std::string Torvosim::control(const Words& words) const
+{
+    Words command{TORVOSIM_PROGRAM, "ctl", "--socket", directory_ + "/state/control.sock"};
+    command.insert(command.end(), words.begin(), words.end());
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.exit, 0) << outcome.out << outcome.err;
+    return outcome.out;
+}
+
+std::string Torvosim::port() const
+{
+    return nlohmann::json::parse(std::ifstream(directory_ + "/ready")).at("httpsPort").dump();
 }

@@ -1,8 +1,9 @@
-/** @file Child.h  A program run by a test: started, talked to, waited for. */
+/** @file Child.h  Programs run by a test: started, talked to, waited for; the simulator among them. */
 #ifndef QVRFCTL_TEST_CHILD_H
 #define QVRFCTL_TEST_CHILD_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,5 +41,24 @@ private:
 };
 
 Outcome run(const Words& command, const ChildOptions& options = {});
+
+/** A simulator of its own: free endpoints, everything in a directory that goes with it. */
+class Torvosim {
+public:
+    explicit Torvosim(const std::string& generation, const Words& arguments = {});
+    ~Torvosim();
+    Torvosim(const Torvosim&) = delete;
+
+    /** Gives a control line's words. @return the answer; fails the test when it is refused */
+    std::string        control(const Words& words) const;
+    void               stop();
+    const std::string& directory() const noexcept { return directory_; }
+    std::string        configuration() const { return directory_ + "/platform.cfg"; }
+    std::string        port() const;
+
+private:
+    std::string            directory_;
+    std::unique_ptr<Child> process_;
+};
 
 #endif

@@ -48,7 +48,7 @@ TEST_F(Report, OfADoctorIsADocumentWithEveryStepAndColoursOnlyWhereWanted)
     writeFile(place + "/wrong.cfg", "hipm.endpoint=unix:relative\n");
     for (const char* file : {"/nowhere.cfg", "/wrong.cfg"})
         EXPECT_EQ(tool({"doctor"}, {{{"QVPLATFORM_CONFIG", place + file}}, {}, {}}).exit, 11) << file;
-    stop();
+    bmc.stop();
     EXPECT_EQ(tool({"doctor"}).exit, 14);
 }
 

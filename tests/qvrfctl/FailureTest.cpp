@@ -59,7 +59,7 @@ TEST_F(Output, OfAFailureIsOneDocumentWithJson)
     const Json error = Json::parse(tool({"session", "--json"}).out)["error"];
     EXPECT_EQ(error["exit"], 4);
     EXPECT_EQ(error["name"], "OXA_BMC_SESSION_CREATION_FAILED");
-    stop();
+    bmc.stop();
     for (const char* command : {"discover", "services", "session", "get /redfish/v1", "user delete x", "link status"}) {
         const Outcome outcome = tool(split(command));
         EXPECT_EQ(outcome.exit, 3) << command;

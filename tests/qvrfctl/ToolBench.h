@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
 
 #include <chrono>
 #include <filesystem>
@@ -62,43 +61,13 @@ bool comesTrue(Condition condition)
     return false;
 }
 
-/** A simulator of its own, with free endpoints and a directory that goes with it, and the tool that talks to it. */
+/** A simulator, and the tool that talks to it. */
 class Bench {
 public:
-    explicit Bench(std::string ofGeneration) : generation(std::move(ofGeneration))
-    {
-        if (::mkdtemp(place.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        bmc =
-            std::make_unique<Child>(Words{TORVOSIM_PROGRAM, "--generation", generation, "--state-dir", place + "/state",
-                                          "--write-config", place + "/platform.cfg", "--ready-file", place + "/ready"});
-        if (!comesTrue([&] { return std::filesystem::exists(place + "/ready"); }))
-            throw std::runtime_error("the simulator does not start: " + bmc->out());
-    }
-    ~Bench()
-    {
-        stop();
-        std::error_code ignored;
-        std::filesystem::remove_all(place, ignored);
-    }
-    Bench(const Bench&) = delete;
+    explicit Bench(std::string ofGeneration) : generation(std::move(ofGeneration)), bmc(generation) {}
 
-    void stop()
-    {
-        if (bmc) bmc->signal(SIGTERM);
-        if (bmc) bmc->wait();
-        bmc.reset();
-    }
-    /** Gives a control line's words. @return the answer; fails the test when it is refused */
-    Json control(const Words& words) const
-    {
-        Words command{TORVOSIM_PROGRAM, "ctl", "--socket", place + "/state/control.sock"};
-        command.insert(command.end(), words.begin(), words.end());
-        const Outcome outcome = run(command);
-        EXPECT_EQ(outcome.exit, 0) << outcome.out << outcome.err;
-        return Json::parse(outcome.out, nullptr, false);
-    }
+    Json        control(const Words& words) const { return Json::parse(bmc.control(words), nullptr, false); }
     std::size_t openSessions() const { return control({"sessions"})["sessions"].size(); }
-    std::string port() const { return Json::parse(readFile(place + "/ready"))["httpsPort"].dump(); }
     /** Answers the next GET of @p path so. */
     void answerOnce(const std::string& path, const std::string& body, const std::string& header = "A: b") const
     {
@@ -127,9 +96,9 @@ public:
         return Json::parse(outcome.out, nullptr, false);
     }
 
-    std::string            generation;
-    std::string            place = std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX";
-    std::unique_ptr<Child> bmc;
+    std::string       generation;
+    Torvosim          bmc;
+    const std::string place = bmc.directory();
 };
 
 /** For what does not depend on the generation. */
