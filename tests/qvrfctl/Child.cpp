@@ -60,11 +60,7 @@ int standardOutput(ChildOptions::Output output, int terminal)
 {
     if (output == ChildOptions::Output::kept) return newFile();
     if (output == ChildOptions::Output::full) return ::open("/dev/full", O_WRONLY | O_CLOEXEC);
-    if (output == ChildOptions::Output::terminal) return ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    std::array<int, 2> ends{-1, -1};
-    const int          done = ::pipe2(ends.data(), O_CLOEXEC);
-    ::close(ends[0]);  // nobody reads
-    return done == 0 ? ends[1] : -1;
+    return ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
 [[noreturn]] void become(const Words& command, const ChildOptions& options, const std::array<int, 3>& standard)

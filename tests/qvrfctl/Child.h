@@ -10,7 +10,7 @@
 using Words = std::vector<std::string>;
 
 struct ChildOptions {
-    enum class Output { kept, full, closed, terminal };
+    enum class Output { kept, full, terminal };
     std::map<std::string, std::string> environment;            ///< on top of the test's own
     std::string                        input;                  ///< on standard input
     Output                             output = Output::kept;  ///< terminal: of standard error too, both in "out"
