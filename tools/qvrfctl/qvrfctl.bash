@@ -39,7 +39,7 @@ _qvrfctl()
         post | patch) options+=" --include --data" ;;
         delete) options+=" --include" ;;
         upload) options+=" --file --metadata" ;;
-        events) options+=" --count --timeout" ;;
+        events) options+=" --count --timeout --reconnect" ;;
         doctor) options+=" --probe" ;;
         report) options+=" --output" ;;
         user) [[ $verb == add || $verb == delete ]] && options+=" --no-check" ;;
