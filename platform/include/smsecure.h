@@ -61,7 +61,8 @@ typedef struct _OxaSignatureObject {
 /** OSVerifyDigitalSignature could not look at the signature at all: its own program or library is missing. */
 #define OXA_VERIFIER_UNUSABLE 3
 
-/** Verifies a file's detached signature. @return 0: the signature is good; OXA_VERIFIER_UNUSABLE; any other: it is not */
+/** Verifies a file's detached signature. @return 0: the signature is good; OXA_VERIFIER_UNUSABLE; any other: it is not
+ */
 s32 OSVerifyDigitalSignature(OxaSignatureObject* object);
 
 #ifdef __cplusplus

@@ -139,6 +139,7 @@ private:
         std::memset(OxaUpdatedVersion, 0, APM_VERSION_SIZE);
         variables_["TOKEN"] = kToken;
         variables_["OTHER"] = kOtherToken;
+        variables_["PWD"]   = fs::current_path().string();
         descriptors_        = openDescriptors();
         held_               = bench::held();
     }

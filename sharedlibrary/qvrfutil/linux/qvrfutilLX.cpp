@@ -31,7 +31,7 @@ struct Method {
     s32             whenLoggedOut = QVRFUTIL_SESSION_FAILURE;  ///< newer generation, no session
     const char*     loggedOut     = nullptr;                   ///< the text to that
     const char*     copyFailed    = kNoSessionInfo;            ///< the session record could not be copied
-    bool            wholeStatus = false;                       ///< compares the status with 401 before it is cut to u16
+    bool            wholeStatus   = false;                     ///< compares the status with 401 before it is cut to u16
     RenewalRefusals refusals{};                                ///< after a 401
     const char*     urlLine  = nullptr;                        ///< takes a second %s, the URL
     const char*     bodyLine = nullptr;                        ///< takes only the body
@@ -75,14 +75,14 @@ constexpr Method kPatch = [] {
 
 constexpr Method kDelete = [] {
     Method remove;
-    remove.op         = "QVRFUTILOSDELETERequest";
-    remove.customVerb = "DELETE";
-    remove.customName = "CURLOPT_CUSTOMREQUEST-DELETE";
-    remove.speaksJson = false;
+    remove.op          = "QVRFUTILOSDELETERequest";
+    remove.customVerb  = "DELETE";
+    remove.customName  = "CURLOPT_CUSTOMREQUEST-DELETE";
+    remove.speaksJson  = false;
     remove.loggedOut   = QVRF_FAILED_TO_SEND("delete");
     remove.wholeStatus = true;
-    remove.refusals   = {"[QVRFUTIL]" QVRF_FAILED_TO_SEND("delete"), QVRF_FAILED_TO_SEND("POST")};  // POST: known so
-    remove.urlLine    = "%s: pGETUrl = %s.\n";  // as GET: it never had a line of its own
+    remove.refusals    = {"[QVRFUTIL]" QVRF_FAILED_TO_SEND("delete"), QVRF_FAILED_TO_SEND("POST")};  // POST: known so
+    remove.urlLine     = "%s: pGETUrl = %s.\n";  // as GET: it never had a line of its own
     return remove;
 }();
 

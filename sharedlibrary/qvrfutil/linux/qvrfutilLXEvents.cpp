@@ -173,7 +173,7 @@ void judgeEnd(QVRFUTILCurlSSEHandle& handle) noexcept
 s32 setStreamOptions(QVRFUTILCurlSSEHandle& handle, QVRFUTILHttpCallbackContext* context) noexcept
 {
     CURL* const easy = handle.pCurlHandle;
-    const bool set = setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
+    const bool  set  = setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &QVRFUTILCurlSSECallback) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEDATA), context) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&

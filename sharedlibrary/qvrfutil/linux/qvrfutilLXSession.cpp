@@ -85,7 +85,7 @@ void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
 
 Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept
 {
-    static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
+    static constexpr char op[]  = "QVRFUTILAcquireSessionCreationLock";
     static const int      asked = pthread_atfork(nullptr, nullptr, endRenewalInChild);
     static_cast<void>(asked);
     const TraceScope trace(op);

@@ -125,9 +125,9 @@ s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noex
     assign(session.Privilege, privilege);
     session.IPVersion = ipVersion;
     __SysDbgPrint4("%s: g_RedfishSession.IPVersion %d.\n", kCreate, session.IPVersion);
-    const s32 status = OXACreateRedfishSession(session.IPAddress, session.Port, ipVersion == 6 ? '6' : '4',
-                                               loginToken.get(), user, nullptr, 1, Receive(login.token),
-                                               Receive(login.id));
+    const s32 status =
+        OXACreateRedfishSession(session.IPAddress, session.Port, ipVersion == 6 ? '6' : '4', loginToken.get(), user,
+                                nullptr, 1, Receive(login.token), Receive(login.id));
     if (login.token) markFilled(login.token, std::strlen(login.token.get()));  // ours: always terminated
     return status;
 }

@@ -47,8 +47,7 @@ void end(KeptHandle* handle) noexcept
 
 bool serves(const KeptHandle& handle, const KeptFor& whom) noexcept
 {
-    return handle.owner == getpid() && KeptHandle::Clock::now() - handle.since < kIdleAge &&
-           leadsTo(handle.whom, whom);
+    return handle.owner == getpid() && KeptHandle::Clock::now() - handle.since < kIdleAge && leadsTo(handle.whom, whom);
 }
 
 KeptHandle* idleHandleFor(const KeptFor& whom) noexcept
