@@ -83,8 +83,9 @@ std::optional<Bytes> DeviceTransport::receive(const Bytes& request, Clock::time_
 
         Bytes reply{static_cast<std::uint8_t>(received.msg.netfn << 2 | (request[0] & 0x03)), received.msg.cmd};
         reply.reserve(reply.size() + data.size());
-        reply.insert(reply.end(), data.begin(),
-                     data.begin() + std::min<std::size_t>(received.msg.data_len, data.size()));
+        reply.insert(
+            reply.end(), data.begin(),
+            data.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(received.msg.data_len, data.size())));
         if (answers(request, reply)) return reply;
     }
     return failed("receive");
