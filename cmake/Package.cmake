@@ -58,13 +58,23 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
+set(scripts ${PROJECT_SOURCE_DIR}/packaging/scripts)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION devel)
+# Added to what the components need of each other: qvrfutil.hpp includes nlohmann's header, and `qvrfctl report` packs
+# with tar and gzip, which a Debian always has.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS nlohmann-json3-dev)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "iproute2, gnupg")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS iproute2)
 
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_PACKAGE_LICENSE "Proprietary")
 set(CPACK_RPM_PACKAGE_AUTOREQ ON)
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES json-devel)
+set(CPACK_RPM_TOOLS_PACKAGE_REQUIRES "tar, gzip")
+set(CPACK_RPM_TOOLS_POST_INSTALL_SCRIPT_FILE ${scripts}/postinst)
+set(CPACK_RPM_TOOLS_PRE_UNINSTALL_SCRIPT_FILE ${scripts}/prerm)
+set(CPACK_RPM_TOOLS_POST_UNINSTALL_SCRIPT_FILE ${scripts}/postrm)
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
   /usr/share/man /usr/share/man/man1 /usr/share/man/man3 /usr/share/bash-completion
   /usr/share/bash-completion/completions /usr/lib/systemd /usr/lib/systemd/system /usr/lib/tmpfiles.d
