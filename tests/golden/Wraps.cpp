@@ -347,10 +347,12 @@ CURLMcode __wrap_curl_multi_wait(CURLM* multi, curl_waitfd* more, unsigned count
 }
 
 // Every option that the library sets takes a pointer or a long: one machine word each.
-CURLcode __wrap_curl_easy_setopt(CURL* easy, CURLoption option, ...)
+// The enumerations arrive as they are promoted: va_start wants that type.
+CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
 {
-    va_list arguments;
-    va_start(arguments, option);
+    const auto option = static_cast<CURLoption>(number);
+    va_list    arguments;
+    va_start(arguments, number);
     void* const word = va_arg(arguments, void*);
     va_end(arguments);
     if (refused("curl_easy_setopt")) return CURLE_OUT_OF_MEMORY;
@@ -379,10 +381,11 @@ CURLcode __wrap_curl_easy_perform(CURL* easy)
 }
 
 CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
-CURLcode __wrap_curl_easy_getinfo(CURL* easy, CURLINFO info, ...)
+CURLcode __wrap_curl_easy_getinfo(CURL* easy, unsigned number, ...)
 {
-    va_list arguments;
-    va_start(arguments, info);
+    const auto info = static_cast<CURLINFO>(number);
+    va_list    arguments;
+    va_start(arguments, number);
     void* const out = va_arg(arguments, void*);
     va_end(arguments);
     return refused("curl_easy_getinfo") ? CURLE_BAD_FUNCTION_ARGUMENT : __real_curl_easy_getinfo(easy, info, out);
