@@ -30,7 +30,7 @@ extern "C" {
 
 /** Called on the subscription's own thread, in turn with its callback: together they see every byte, in order. */
 typedef struct _QVRFUTILSSEWatch {
-    void* pCallerContext;
+    void* pCallerContext; /**< handed to both functions as it is */
     /** A piece of 1 to 3 bytes, without a NUL behind it; the library's, and gone after the call. May be NULL. */
     void (*pLeftOutFunction)(void* pCallerContext, const astring* pBytes, u32 size);
     /**
