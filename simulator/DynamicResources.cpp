@@ -1,6 +1,7 @@
 /** @file DynamicResources.cpp  Redfish resources made from the BMC's live state. */
 #include "DynamicResources.h"
 
+#include <ctime>
 #include <nlohmann/json.hpp>
 
 namespace torvosim {
@@ -77,7 +78,35 @@ Response collectionResponse(const LiveCollection& row, const Json& members)
                                  .dump());
 }
 
+Json sessionsLink(Bmc& bmc)
+{
+    return {{"Sessions", {{"@odata.id", bmc.sessions.collection()}}}};
+}
+
+struct LiveMembers {
+    const char* path;
+    Json (*members)(Bmc&);
+};
+constexpr LiveMembers kLiveMembers[] = {
+    {"/redfish/v1",
+     [](Bmc& bmc) {
+         return Json{{"Links", sessionsLink(bmc)}};
+     }},
+    {"/redfish/v1/SessionService", sessionsLink},
+    {"/redfish/v1/Managers/Torvo.Embedded.1",
+     [](Bmc&) {
+         return Json{{"DateTime", isoTime(std::time(nullptr))}};
+     }},
+};
+
 }  // namespace
+
+void refreshLiveMembers(Bmc& bmc, const Request& request)
+{
+    if (!bmc.options.mockupDir.empty()) return;
+    for (const LiveMembers& row : kLiveMembers)
+        if (request.path == row.path) bmc.tree.refresh(row.path, row.members(bmc).dump());
+}
 
 std::optional<Response> answerDynamicResource(Bmc& bmc, const Request& request)
 {

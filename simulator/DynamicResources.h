@@ -12,6 +12,10 @@ namespace torvosim {
 /** The answer of a live resource; nothing when @p request is for another one. */
 std::optional<Response> answerDynamicResource(Bmc& bmc, const Request& request);
 
+/** Brings the built-in resource that is asked for up to date: the manager's clock, where sessions are opened. A mockup
+ * stays as it was given. */
+void refreshLiveMembers(Bmc& bmc, const Request& request);
+
 }  // namespace torvosim
 
 #endif

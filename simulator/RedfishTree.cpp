@@ -167,6 +167,13 @@ std::size_t RedfishTree::size()
     return state_->resources.size();
 }
 
+void RedfishTree::refresh(const std::string& path, const std::string& live)
+{
+    std::lock_guard<std::mutex> lock(state_->mutex);
+    const auto                  found = state_->resources.find(path);
+    if (found != state_->resources.end()) found->second.json.merge_patch(Json::parse(live));
+}
+
 Response RedfishTree::answer(const Request& request, const std::string& body)
 {
     std::lock_guard<std::mutex> lock(state_->mutex);

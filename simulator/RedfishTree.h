@@ -23,7 +23,9 @@ public:
     void loadMockup(const std::string& directory);
 
     /** Answers GET, HEAD, POST, PATCH and DELETE. Any thread. */
-    Response    answer(const Request& request, const std::string& body);
+    Response answer(const Request& request, const std::string& body);
+    /** Puts the members of the JSON object @p live into the resource at @p path, if there is one; its ETag stays. */
+    void        refresh(const std::string& path, const std::string& live);
     std::size_t size();
 
 private:

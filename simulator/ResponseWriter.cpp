@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <ctime>
 
 namespace torvosim {
 
@@ -26,6 +27,7 @@ std::string ResponseWriter::headerBlock(const Response& response, bool chunked)
     } else if (response.status != 204) {
         headers.emplace_back("Content-Length", std::to_string(response.length()));
     }
+    headers.emplace_back("Date", httpDate(std::time(nullptr)));
     headers.emplace_back("Server", "torvosim");
     headers.emplace_back("Cache-Control", "no-cache");
     if (response.close) headers.emplace_back("Connection", "close");

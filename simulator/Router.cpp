@@ -175,6 +175,7 @@ Response Router::redfish(Exchange& exchange)
     if (!body) return errorResponse(413, "The body is too long");
     if (auto response = answerSessionRequest(bmc_, request, *body)) return std::move(*response);
     if (auto response = answerDynamicResource(bmc_, request)) return std::move(*response);
+    refreshLiveMembers(bmc_, request);
     return bmc_.tree.answer(request, *body);
 }
 

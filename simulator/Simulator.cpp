@@ -76,9 +76,12 @@ void Simulator::Impl::makeStateDir()
             throw std::runtime_error("state directory " + pattern + ": " + std::strerror(errno));
         bmc.stateDir = pattern;
         ownStateDir  = true;
-    } else if (::mkdir(bmc.stateDir.c_str(), 0700) != 0 && errno != EEXIST) {
-        throw std::runtime_error("state directory " + bmc.stateDir + ": " + std::strerror(errno));
+        return;
     }
+    // Its paths are told to programs that run elsewhere.
+    bmc.stateDir = std::filesystem::absolute(bmc.stateDir).string();
+    if (::mkdir(bmc.stateDir.c_str(), 0700) != 0 && errno != EEXIST)
+        throw std::runtime_error("state directory " + bmc.stateDir + ": " + std::strerror(errno));
 }
 
 void Simulator::Impl::loadState()

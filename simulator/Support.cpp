@@ -130,14 +130,28 @@ std::string sha256Hex(std::string_view text)
     return hex;
 }
 
-std::string isoTime(std::int64_t secondsSinceEpoch)
+namespace {
+
+std::string timeText(std::int64_t secondsSinceEpoch, const char* format)
 {
     const std::time_t when = secondsSinceEpoch;
     std::tm           utc{};
     ::gmtime_r(&when, &utc);
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    std::strftime(text.data(), text.size(), format, &utc);
     return text.data();
+}
+
+}  // namespace
+
+std::string isoTime(std::int64_t secondsSinceEpoch)
+{
+    return timeText(secondsSinceEpoch, "%Y-%m-%dT%H:%M:%SZ");
+}
+
+std::string httpDate(std::int64_t secondsSinceEpoch)
+{
+    return timeText(secondsSinceEpoch, "%a, %d %b %Y %H:%M:%S GMT");
 }
 
 std::string readFile(const std::string& path)

@@ -67,6 +67,8 @@ bool isAtOrBelow(std::string_view path, std::string_view prefix) noexcept;
 std::string randomHex(std::size_t digits);
 std::string sha256Hex(std::string_view text);
 std::string isoTime(std::int64_t secondsSinceEpoch);
+/** "Thu, 01 Jan 2026 00:00:00 GMT" */
+std::string httpDate(std::int64_t secondsSinceEpoch);
 
 std::string readFile(const std::string& path);  ///< throws std::runtime_error
 /** Writes @p text with @p mode so that a reader sees all of it or none. Throws std::runtime_error. */

@@ -41,8 +41,8 @@ class Bmc:
     def __init__(self, *options):
         self.scratch = tempfile.TemporaryDirectory(prefix="torvosim-test-")
         self.path = self.scratch.name
-        self.process = subprocess.Popen([TORVOSIM, "--state-dir", self.path + "/state", "--ready-file",
-                                         self.path + "/ready", *options], stdout=subprocess.DEVNULL)
+        self.process = subprocess.Popen([TORVOSIM, "--state-dir", "state", "--ready-file",
+                                         self.path + "/ready", *options], stdout=subprocess.DEVNULL, cwd=self.path)
         until(lambda: os.path.exists(self.path + "/ready") or self.process.poll() is not None)
         with open(self.path + "/ready") as file:
             self.ready = json.load(file)
