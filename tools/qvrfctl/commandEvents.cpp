@@ -49,11 +49,8 @@ std::string announcedStream(Session& session)
 /** What came instead of a stream, in a few words. */
 std::string inShort(const std::string& page)
 {
-    if (std::string message = redfishMessage(page); !message.empty()) return message;
-    std::string text = page.substr(0, kMostQuoted);
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
-    return text;
+    const std::string message = redfishMessage(page);
+    return harmlessLine(message.empty() ? page.substr(0, kMostQuoted) : message);
 }
 
 std::string counted(std::uint64_t events)

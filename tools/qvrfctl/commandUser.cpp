@@ -76,7 +76,7 @@ bool checkAdded(const Context& context, const Words& words)
     if (!accounts) return false;
     const auto works = [](const Account& account) { return account.enabled; };
     if (std::any_of(accounts->begin(), accounts->end(), works)) return true;
-    const StatusRow& row = statusRow(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED);
+    const StatusRow row = statusRow(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED);
     throw Failure(kExitLibrary,
                   "cannot add the user " + words.name + ": the BMC refused a part and the account was taken back",
                   row.advice, row.name, row.status);

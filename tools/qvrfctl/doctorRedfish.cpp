@@ -90,7 +90,8 @@ Verdict checkEvents(Patient& patient)
     const auto stream  = service.find("ServerSentEventUri");
     if (stream == service.end() || !stream->is_string())
         return warning("the event service announces no stream", "'qvrfctl events' needs the PATH of one");
-    if (service.value("ServiceEnabled", true)) return ok("announced at " + stream->get<std::string>() + "; not opened");
+    if (service.value("ServiceEnabled", true))
+        return ok("announced at " + harmlessLine(stream->get<std::string>()) + "; not opened");
     return warning("the event service is off", "set ServiceEnabled of " + std::string(kEvents));
 }
 

@@ -9,63 +9,47 @@
 
 #include "librarylog.h"
 
-#include "qvstatus.h"
+#include "qvrfutil_status.hpp"
 
 namespace qvrfctl {
 namespace {
 
-constexpr char kCheckIpmi[] =
-    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it";
-constexpr char kCheckLink[]  = "check that the USB NIC is up, and address and port with 'qvrfctl discover'";
-constexpr char kTryAgain[]   = "try again";
-constexpr char kSeeLog[]     = "the platform's debug log (suptlib.loglevel=error) says more";
-constexpr char kCheckUser[]  = "check user name and privilege, and that the BMC takes changes (no lockdown mode)";
-constexpr char kReport[]     = "this is a fault of qvrfctl: please report it";
-constexpr char kSwitchOn[]   = "switch it on in the BMC's settings";
-constexpr char kSwitchOnPt[] = "switch the OS-to-BMC pass-through on in the BMC's settings";
+constexpr char kCheckLink[] = "check that the USB NIC is up, and address and port with 'qvrfctl discover'";
+constexpr char kSeeLog[]    = "the platform's debug log (suptlib.loglevel=error) says more";
+constexpr char kReport[]    = "this is a fault of qvrfctl: please report it";
 
-#define ROW(code) code, #code
-// clang-format off
-constexpr StatusRow kStatuses[] = {
-    {ROW(QVRFUTIL_FAILURE), "the operation failed", kSeeLog, kExitLibrary},
-    {ROW(QVRFUTIL_BUFFER_TOO_SMALL), "the answer is longer than the room for it", kTryAgain, kExitAnswerTooLong},
-    {ROW(QVRFUTIL_NO_SESSION_DETAILS), "there is no Redfish session", kTryAgain, kExitNoSession},
-    {ROW(QVRFUTIL_INVALID_ARGUMENTS), "a required argument is missing", kReport, kExitLibrary},
-    {ROW(QVRFUTIL_CURL_FAILED), "the HTTPS exchange with the BMC failed", kCheckLink, kExitLibrary},
-    {ROW(QVRFUTIL_SESSION_FAILURE), "the Redfish session is not valid", kTryAgain, kExitNoSession},
-    {ROW(QVRFUTIL_INVALID_PARAMETER), "an argument is missing or invalid", kReport, kExitLibrary},
-    {ROW(QVRFUTIL_OUT_OF_MEMORY), "memory is out", "free some memory and try again", kExitLibrary},
-    {ROW(QVRFUTIL_EVENT_STREAM_BROKEN), "the event stream broke", "start it again; what happened in between is in the BMC's log", kExitStreamOver},
-    {ROW(OXA_INVALID_PARAM), "a required argument is missing", kReport, kExitLibrary},
-    {ROW(OXA_INVALID_USER_PRIVILEGE), "the privilege is not an accepted one", "use ro, op or root", kExitLibrary},
-    {ROW(OXA_INTERNAL_ERROR), "the library failed inside (memory, formatting)", kSeeLog, kExitLibrary},
-    {ROW(OXA_INVALID_ARG_VALUE), "an argument is out of range", kReport, kExitLibrary},
-    {ROW(OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT), "the BMC has no free user slot", "delete a user that is no longer needed", kExitLibrary},
-    {ROW(OXA_BMC_CMD_NO_IPPORT), "the BMC's HTTPS port could not be discovered", kCheckIpmi, kExitUnreachable},
-    {ROW(OXA_BMC_CMD_IPMI_ACCESS_FAILED), "the IPMI channel to the BMC could not be used", kCheckIpmi, kExitUnreachable},
-    {ROW(OXA_BMC_CMD_IPMI_RESPONSE_ERROR), "the BMC answered the IPMI command with an error", "check that this BMC knows the command; its log may say more", kExitLibrary},
-    {ROW(OXA_BMC_CMD_GET_FW_ERROR), "the BMC's firmware version could not be read over IPMI", kCheckIpmi, kExitUnreachable},
-    {ROW(OXA_BMC_CMD_NO_IPADDRESS), "the BMC's USB NIC address could not be discovered over IPMI", kSwitchOnPt, kExitUnreachable},
-    {ROW(OXA_BMC_CMD_SET_USER_NAME_FAILED), "the BMC did not take the user's name", kCheckUser, kExitLibrary},
-    {ROW(OXA_BMC_CMD_SET_USER_PASSWORD_FAILED), "the BMC did not take the user's password", kCheckUser, kExitLibrary},
-    {ROW(OXA_BMC_CMD_SET_USER_PRIVILEGE_FAILED), "the BMC did not take the user's privilege", kCheckUser, kExitLibrary},
-    {ROW(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED), "the BMC did not take a user's attribute", kCheckUser, kExitLibrary},
-    {ROW(OXA_USBNIC_ENABLE_FAILED), "the USB NIC could not be enabled", kSwitchOnPt, kExitLibrary},
-    {ROW(OXA_BMC_SESSION_CREATION_FAILED), "the BMC did not open a session: it refused the login, has no session left or cannot be reached over HTTPS", "check address and port with 'qvrfctl discover' and the state of Redfish with 'qvrfctl services'; close sessions that are no longer needed", kExitNoSession},
-    {ROW(OXA_BMC_SESSION_DELETION_FAILED), "the session could not be deleted", "it ends by itself when its idle time is over", kExitLibrary},
-    {ROW(OXA_REDFISH_IP_NOT_ASSIGNED), "the BMC's Redfish address is not assigned", kSwitchOnPt, kExitNoSession},
-    {ROW(OXA_REDFISH_DISABLED), "Redfish is disabled on the BMC", kSwitchOn, kExitNoSession},
-    {ROW(OXA_REDFISH_TOKEN_GENERATION_FAILED), "no login token could be made for this user", "check secure.tokenkey in the platform's configuration and that the BMC answers over IPMI ('qvrfctl discover')", kExitNoSession},
-    {ROW(OXA_INVALID_LOCATION_HEADER), "the session service's answer has no usable Location header", kSeeLog, kExitNoSession},
-    {ROW(OXA_BMC_FW_VERSION_OLD), "the BMC's firmware is too old", "update the BMC's firmware", kExitLibrary},
-    {ROW(OXA_BMC_LOCKDOWN_MODE_ENABLED), "the BMC is in lockdown mode", "end the lockdown in the BMC's settings", kExitLibrary},
-    {ROW(OXA_BMC_LOCKDOWN_MODE_DISABLED), "the BMC is not in lockdown mode", "", kExitLibrary},
-    {ROW(OXA_BMC_USBNIC_ENABLED), "the BMC's USB NIC is enabled", "", kExitLibrary},
-    {ROW(OXA_BMC_USBNIC_DISABLED), "the BMC's USB NIC is disabled", kSwitchOnPt, kExitLibrary},
+/** Where a status ends otherwise than by kExitLibrary, or the tool knows more to do than the layer. */
+struct ToolRow {
+    s32         status;
+    ExitStatus  exit   = kExitLibrary;
+    const char* advice = nullptr;  ///< nothing: the layer's
 };
-// clang-format on
-#undef ROW
-constexpr StatusRow kUnlisted{0, "", "the platform reported a failure of its own", kSeeLog, kExitLibrary};
+constexpr ToolRow kStatuses[] = {
+    {QVRFUTIL_FAILURE, kExitLibrary, kSeeLog},
+    {QVRFUTIL_BUFFER_TOO_SMALL, kExitAnswerTooLong, "try again"},
+    {QVRFUTIL_NO_SESSION_DETAILS, kExitNoSession},
+    {QVRFUTIL_INVALID_ARGUMENTS, kExitLibrary, kReport},
+    {QVRFUTIL_CURL_FAILED, kExitLibrary, kCheckLink},
+    {QVRFUTIL_SESSION_FAILURE, kExitNoSession},
+    {QVRFUTIL_INVALID_PARAMETER, kExitLibrary, kReport},
+    {QVRFUTIL_EVENT_STREAM_BROKEN, kExitStreamOver},
+    {OXA_INVALID_PARAM, kExitLibrary, kReport},
+    {OXA_INTERNAL_ERROR, kExitLibrary, kSeeLog},
+    {OXA_INVALID_ARG_VALUE, kExitLibrary, kReport},
+    {OXA_BMC_CMD_NO_IPPORT, kExitUnreachable},
+    {OXA_BMC_CMD_IPMI_ACCESS_FAILED, kExitUnreachable},
+    {OXA_BMC_CMD_GET_FW_ERROR, kExitUnreachable},
+    {OXA_BMC_CMD_NO_IPADDRESS, kExitUnreachable},
+    {OXA_BMC_SESSION_CREATION_FAILED, kExitNoSession,
+     "check address and port with 'qvrfctl discover' and the state of Redfish with 'qvrfctl services'; "
+     "close sessions that are no longer needed"},
+    {OXA_REDFISH_IP_NOT_ASSIGNED, kExitNoSession},
+    {OXA_REDFISH_DISABLED, kExitNoSession},
+    {OXA_REDFISH_TOKEN_GENERATION_FAILED, kExitNoSession,
+     "check secure.tokenkey in the platform's configuration and that the BMC answers over IPMI ('qvrfctl discover')"},
+    {OXA_INVALID_LOCATION_HEADER, kExitNoSession, kSeeLog},
+};
+constexpr ToolRow kOther{};
 
 constexpr HttpRow kHttp[] = {
     {400, "Bad Request", "check the body against the resource's schema"},
@@ -127,11 +111,13 @@ constexpr CompletionRow kCompletions[] = {
 
 }  // namespace
 
-const StatusRow& statusRow(s32 status) noexcept
+StatusRow statusRow(s32 status) noexcept
 {
-    for (const StatusRow& row : kStatuses)
-        if (row.status == status) return row;
-    return kUnlisted;
+    const qvrfutil::StatusText& text = qvrfutil::statusText(status);
+    const ToolRow*              row  = &kOther;
+    for (const ToolRow& each : kStatuses)
+        if (each.status == status) row = &each;
+    return {status, text.name, text.meaning, row->advice != nullptr ? row->advice : text.remedy, row->exit};
 }
 
 const HttpRow& httpRow(int status) noexcept
@@ -151,16 +137,16 @@ namespace {
 Failure failureOf(std::string_view what, s32 status, const std::string& meaning, const std::string& advice,
                   ExitStatus exit)
 {
-    const StatusRow&  row  = statusRow(status);
-    const std::string name = row.name[0] != '\0' ? row.name : "UNLISTED";
+    const std::string name = statusRow(status).name;
     return Failure(exit,
                    "cannot " + std::string(what) + ": status " + std::to_string(status) + " (" + name + "): " + meaning,
                    advice, name, status);
 }
 
-/** What the platform wrote about a part of the way that is its own: the BMC's device, the token's key. */
-std::string platformsWord(s32 status, ExitStatus exit)
+/** What was written about a cause that the status does not tell: the BMC's device, the token's key, the transfer. */
+std::string causeOf(s32 status, ExitStatus exit)
 {
+    if (status == QVRFUTIL_CURL_FAILED) return transferError();
     const char*       opening = exit == kExitUnreachable                        ? "[HIPM] "
                                 : status == OXA_REDFISH_TOKEN_GENERATION_FAILED ? "readTokenKey : "
                                                                                 : nullptr;
@@ -172,11 +158,11 @@ std::string platformsWord(s32 status, ExitStatus exit)
 
 Failure libraryFailure(std::string_view what, s32 status)
 {
-    const StatusRow& row = statusRow(status);
-    return failureOf(what, status, row.meaning + platformsWord(status, row.exit), row.advice, row.exit);
+    const StatusRow row = statusRow(status);
+    return failureOf(what, status, row.meaning + causeOf(status, row.exit), row.advice, row.exit);
 }
 
-Failure libraryFailure(std::string_view what, s32 status, const char* meaning, const char* advice)
+Failure libraryFailure(std::string_view what, s32 status, const std::string& meaning, const char* advice)
 {
     return failureOf(what, status, meaning, advice, statusRow(status).exit);
 }
@@ -228,21 +214,34 @@ LoginCause loginCause(const std::vector<std::string>& errors)
     return cause;
 }
 
+std::string transferError()
+{
+    constexpr char opening[] = " failed with ";
+    const auto     errors    = libraryErrors();
+    for (auto line = errors.rbegin(); line != errors.rend(); ++line) {
+        const auto at = line->find("The curl API set ") != line->npos ? line->find(opening) : line->npos;
+        if (at == line->npos) continue;
+        const long code = numberBehind(line->substr(at), opening);
+        return std::string(" (") + ::curl_easy_strerror(static_cast<CURLcode>(code)) + ')';
+    }
+    return {};
+}
+
 Failure sessionFailure(s32 status)
 {
     // The newer generation reports a refused login, or an address where nobody answers, as a general failure.
     const bool       isRefusal = status == QVRFUTIL_FAILURE || status == OXA_BMC_SESSION_CREATION_FAILED;
-    const StatusRow& row       = statusRow(isRefusal ? OXA_BMC_SESSION_CREATION_FAILED : status);
+    const StatusRow  row       = statusRow(isRefusal ? OXA_BMC_SESSION_CREATION_FAILED : status);
     const ExitStatus exit      = row.exit == kExitLibrary ? kExitNoSession : row.exit;
     const Told       told      = isRefusal ? toldBy(loginCause(libraryErrors()), row) : Told{row.meaning, row.advice};
-    return failureOf("open a Redfish session", status, told.meaning + platformsWord(status, exit), told.advice, exit);
+    return failureOf("open a Redfish session", status, told.meaning + causeOf(status, exit), told.advice, exit);
 }
 
 Failure noAnswerOverIpmi()
 {
-    const StatusRow& row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
-    return Failure(kExitUnreachable, "the BMC does not answer over IPMI" + platformsWord(row.status, row.exit),
-                   row.advice, row.name, row.status);
+    const StatusRow row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
+    return Failure(kExitUnreachable, "the BMC does not answer over IPMI" + causeOf(row.status, row.exit), row.advice,
+                   row.name, row.status);
 }
 
 std::string discoveryReason(s32 status)

@@ -25,7 +25,7 @@ enum ExitStatus : int {
     kExitNoLink        = 9,  ///< no USB NIC on this host, or the BMC does not answer on it
 };
 
-/** One status of the library. */
+/** One status of the library; name and meaning are the layer's. */
 struct StatusRow {
     s32         status;
     const char* name;
@@ -35,7 +35,7 @@ struct StatusRow {
 };
 
 /** The row of @p status; a general one for a status that is not listed. */
-const StatusRow& statusRow(s32 status) noexcept;
+StatusRow statusRow(s32 status) noexcept;
 
 /** One HTTP status. */
 struct HttpRow {
@@ -69,7 +69,7 @@ Failure wrongUsage(const std::string& what, std::string advice = {});
 /** The library answered @p status when it was to do @p what ("open a session"). */
 Failure libraryFailure(std::string_view what, s32 status);
 /** The same, when more is known than the status tells. */
-Failure libraryFailure(std::string_view what, s32 status, const char* meaning, const char* advice);
+Failure libraryFailure(std::string_view what, s32 status, const std::string& meaning, const char* advice);
 /** The same for the opening of a session, where a general failure means that there is none. Names the cause. */
 Failure sessionFailure(s32 status);
 
@@ -84,6 +84,9 @@ struct LoginCause {
 };
 /** Of several attempts the one that got an answer counts: it came further than one that reached nobody. */
 LoginCause loginCause(const std::vector<std::string>& errors);
+
+/** libcurl's error of the newest transfer that failed, " (Timeout was reached)"; empty when the library wrote none. */
+std::string transferError();
 
 /** What the result of a discovery operation means, in a few words: "the BMC refused (completion code 0xc1: ...)". */
 std::string discoveryReason(s32 status);

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <initializer_list>
 
+#include "progress.h"
+
 namespace qvrfctl {
 namespace {
 
@@ -57,9 +59,8 @@ void Interrupts::wait() noexcept
 
 void Interrupts::end(int signal) noexcept
 {
-    ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);                 // the next one has its usual effect
-    if (::isatty(STDERR_FILENO) == 1) std::fputs("\r\x1b[K", stderr);  // over a line about progress
-    std::fprintf(stderr, "qvrfctl: interrupted, closing what is open\n");
+    ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);  // the next one has its usual effect
+    sayBesideProgress("qvrfctl: interrupted, closing what is open", true);
     turn_.lock();  // for good: the work does not go on
     try {
         if (stop_) stop_();

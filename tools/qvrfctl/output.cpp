@@ -4,13 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "jsontext.h"
+#include "progress.h"
+#include "qvrfutil_status.hpp"
 
 namespace qvrfctl {
 namespace {
@@ -33,53 +34,6 @@ bool showsColours() noexcept
 
 constexpr const char* kPaint[] = {"", "\x1b[32m", "\x1b[33m", "\x1b[31m"};  // indexed by the colour
 constexpr char        kPlain[] = "\x1b[0m";
-
-// ---- what a terminal may be given -------------------------------------------------------------------------------
-
-struct Character {
-    std::size_t size;  // bytes; 0: these are not UTF-8
-    char32_t    code;
-};
-
-/** The character that @p text begins with. Overlong forms count as what they stand for, and are caught as that. */
-Character firstOf(std::string_view text) noexcept
-{
-    const auto        lead = static_cast<unsigned char>(text[0]);
-    const std::size_t size = lead < 0x80   ? 1
-                             : lead < 0xC0 ? 0
-                             : lead < 0xE0 ? 2
-                             : lead < 0xF0 ? 3
-                             : lead < 0xF8 ? 4
-                                           : 0;
-    if (size > text.size()) return {0, 0};
-    char32_t code = size == 1 ? lead : lead & (0x7Fu >> size);
-    for (std::size_t i = 1; i < size; ++i) {
-        const auto next = static_cast<unsigned char>(text[i]);
-        if ((next & 0xC0u) != 0x80u) return {0, 0};
-        code = (code << 6) | (next & 0x3Fu);
-    }
-    return {size, code};
-}
-
-bool isHarmless(const Character& c) noexcept
-{
-    constexpr char32_t turning[][2] = {{0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069}};
-    for (const auto& range : turning)
-        if (c.code >= range[0] && c.code <= range[1]) return false;
-    if (c.size == 1) return (c.code >= ' ' && c.code != 0x7F) || c.code == '\t' || c.code == '\n';
-    return c.size != 0 && c.code > 0x9F;
-}
-
-std::string escaped(std::string_view bytes)
-{
-    std::string text;
-    for (const char byte : bytes) {
-        std::array<char, 5> code{};
-        std::snprintf(code.data(), code.size(), "\\x%02x", unsigned{static_cast<unsigned char>(byte)});
-        text += code.data();
-    }
-    return text;
-}
 
 [[noreturn]] void fail(int error)
 {
@@ -148,22 +102,12 @@ void Output::note(std::string_view text) const
 
 void Output::warning(std::string_view text) const
 {
-    std::fprintf(stderr, "qvrfctl: %s\n", harmlessLine(text).c_str());
+    sayBesideProgress("qvrfctl: " + harmlessLine(text));
 }
 
 std::string harmless(std::string_view text)
 {
-    std::string clean;
-    while (!text.empty()) {
-        const Character   c    = firstOf(text);
-        const std::size_t size = std::max<std::size_t>(c.size, 1);
-        if (isHarmless(c))
-            clean += text.substr(0, size);
-        else if (text.substr(0, 2) != "\r\n")
-            clean += escaped(text.substr(0, size));
-        text.remove_prefix(size);
-    }
-    return clean;
+    return qvrfutil::printable(text, "\t\n");
 }
 
 std::string harmlessLine(std::string_view text)
@@ -193,8 +137,9 @@ try {
         error["status"] = failure.status();
         error["name"]   = failure.name();
     }
-    const std::string text = dumped(Json{{"error", error}}, false);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    const std::string text  = dumped(Json{{"error", error}}, false);
+    const std::string shown = ::isatty(STDOUT_FILENO) == 1 ? harmless(text) : text;
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
     std::fflush(stdout);
 } catch (...) {
     std::fputs("qvrfctl: out of memory\n", stderr);

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "output.h"
 
@@ -19,6 +20,17 @@ namespace {
 constexpr auto kQuick   = std::chrono::seconds(1);
 constexpr auto kRedraw  = std::chrono::milliseconds(500);
 constexpr char kClear[] = "\r\x1b[K";
+
+/** The line on the terminal; others write beside it. */
+std::mutex terminal;
+bool       isShown = false;
+bool       isMute  = false;
+
+void takeAway() noexcept
+{
+    if (isShown) std::fputs(kClear, stderr);
+    isShown = false;
+}
 
 std::string amount(std::uint64_t bytes)
 {
@@ -36,7 +48,7 @@ std::string amount(std::uint64_t bytes)
 std::string progressText(std::uint64_t done, std::uint64_t total)
 {
     if (total == 0) return amount(done);
-    return std::to_string(100 * std::min(done, total) / total) + " % of " + amount(total);
+    return std::to_string(std::min<std::uint64_t>(100 * std::min(done, total) / total, 99)) + " % of " + amount(total);
 }
 
 std::uint64_t sizeOf(const std::string& path)
@@ -60,6 +72,14 @@ std::uint64_t readOf(const std::string& path)
     return furthest;
 }
 
+void sayBesideProgress(std::string_view line, bool isLast) noexcept
+{
+    const std::lock_guard<std::mutex> lock(terminal);
+    takeAway();
+    isMute = isMute || isLast;
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+}
+
 Progress::Progress(std::string what, Measure done, std::uint64_t total)
     : what_(std::move(what)), done_(std::move(done)), total_(total)
 {
@@ -77,21 +97,26 @@ Progress::~Progress()
     thread_.join();
 }
 
-void Progress::watch()
-{
+void Progress::watch() noexcept
+try {
     std::unique_lock<std::mutex> lock(mutex_);
     const auto                   isOver = [this] { return over_; };
     if (changed_.wait_for(lock, kQuick, isOver)) return;
     do {
         draw();
     } while (!changed_.wait_for(lock, kRedraw, isOver));
-    std::fputs(kClear, stderr);
+    const std::lock_guard<std::mutex> turn(terminal);
+    takeAway();
+} catch (const std::exception&) {  // no memory: then without
 }
 
 void Progress::draw() const
 {
-    std::fprintf(stderr, "%s%s: %s", kClear, harmlessLine(what_).c_str(), progressText(done_(), total_).c_str());
-    std::fflush(stderr);
+    const std::string                 text = progressText(done_(), total_);
+    const std::lock_guard<std::mutex> lock(terminal);
+    if (isMute) return;
+    isShown = true;
+    std::fprintf(stderr, "%s%s: %s", kClear, harmlessLine(what_).c_str(), text.c_str());
 }
 
 }  // namespace qvrfctl

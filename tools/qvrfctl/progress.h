@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace qvrfctl {
@@ -27,7 +28,7 @@ public:
     Progress(Progress&&) = delete;
 
 private:
-    void watch();
+    void watch() noexcept;
     void draw() const;
 
     std::string             what_;
@@ -45,7 +46,10 @@ std::uint64_t sizeOf(const std::string& path);
 /** How far this process has read the file at @p path, wherever it is open in it; 0 where it is not. For an upload. */
 std::uint64_t readOf(const std::string& path);
 
-/** "42 % of 1.3 MB", "1.3 MB" where @p total is 0 */
+/** A line on standard error in the place of a shown one, which comes again; not with @p isLast. */
+void sayBesideProgress(std::string_view line, bool isLast = false) noexcept;
+
+/** "42 % of 1.3 MB", "1.3 MB" where @p total is 0. Never 100 %: what was read is not yet taken by the BMC. */
 std::string progressText(std::uint64_t done, std::uint64_t total);
 
 }  // namespace qvrfctl

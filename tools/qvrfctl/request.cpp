@@ -1,7 +1,10 @@
 /** @file request.cpp  Puts a request to the layer and words what comes back. */
 #include "request.h"
 
+#include <optional>
+
 #include "jsontext.h"
+#include "progress.h"
 
 namespace qvrfctl {
 namespace {
@@ -26,8 +29,7 @@ struct Told {
 };
 constexpr char kCheckLink[] = "check that the USB NIC is up, and address and port with 'qvrfctl discover'";
 constexpr Told kTold[]      = {
-         {Road::upload, QVRFUTIL_CURL_FAILED,
-          "the upload was not completed: the connection failed, the file could not be read, or it took longer than 100 s",
+         {Road::upload, QVRFUTIL_CURL_FAILED, "the upload was not completed",
           "check the file, that the USB NIC is up, and address and port with 'qvrfctl discover'"},
          {Road::open, QVRFUTIL_FAILURE, "the BMC gave no complete answer within 5 s", kCheckLink},
 };
@@ -41,27 +43,41 @@ Failure judged(const Request& request, const qvrfutil::Error& error)
                        error.remedy + " with 'qvrfctl get'", error.name(), error.status);
     if (request.road == Road::session && !request.file.empty() && error.status == QVRFUTIL_CURL_FAILED)
         return libraryFailure("download " + request.path + " to " + request.file, error.status,
-                              "the transfer failed or took longer than 100 s; the file was left as it is", kCheckLink);
+                              "the transfer was not completed" + transferError() + "; the file was left as it is",
+                              kCheckLink);
     for (const Told& told : kTold)
         if (told.road == request.road && told.status == error.status)
-            return libraryFailure(what, error.status, told.meaning, told.advice);
+            return libraryFailure(what, error.status, told.meaning + transferError(), told.advice);
     return failureOf(what, error);
 }
 
-/** The part of a download is removed by an interrupt. */
+/** The part of a download is watched as it grows, and removed by an interrupt; a device is written in place. */
 Result download(Session& session, const Request& request)
 {
-    Interrupts& interrupts = session.context().interrupts;
-    const auto  watch      = [&](const std::string& part) {
-        const auto turn = interrupts.hold();
-        interrupts.onInterruptRemove(part == request.file ? std::string() : part);
+    Interrupts&             interrupts = session.context().interrupts;
+    std::optional<Progress> progress;
+    const auto              onPart = [&](const std::string& at) {
+        const std::string part = at == request.file ? std::string() : at;
+        progress.reset();
+        {
+            const auto turn = interrupts.hold();
+            interrupts.onInterruptRemove(part);
+        }
+        if (!part.empty()) progress.emplace(request.file, [part] { return sizeOf(part); });
     };
-    return session.layer().download(request.path, request.file, watch);
+    return session.layer().download(request.path, request.file, onPart);
+}
+
+Result upload(Session& session, const Request& request)
+{
+    const Progress progress(
+        request.file, [&] { return readOf(request.file); }, sizeOf(request.file));
+    return session.layer().upload(request.path, request.file, request.body);
 }
 
 Result sendBy(Session& session, const Request& request)
 {
-    if (request.road == Road::upload) return session.layer().upload(request.path, request.file, request.body);
+    if (request.road == Road::upload) return upload(session, request);
     if (!request.file.empty()) return download(session, request);
     const u32 room = request.type == QVRFUTIL_REQUEST_GET ? 0 : kAmpleRoom;
     return session.layer().request(static_cast<qvrfutil::Method>(request.type), request.path, request.body,
@@ -100,7 +116,7 @@ Failure httpFailure(const Request& request, const Answer& answer)
     const HttpRow&    row  = httpRow(answer.http);
     const std::string file = request.road == Road::session ? request.file : std::string();
     std::string       text = whatItIs(request) + ": HTTP " + std::to_string(answer.http) + ' ' + row.reason;
-    if (const std::string message = redfishMessage(answer.body); !message.empty()) text += ": " + message;
+    if (const std::string message = redfishMessage(answer.body); !message.empty()) text += ": " + harmlessLine(message);
     if (!file.empty()) text += "; nothing was written to " + file;
     return Failure(kExitHttpError, text, row.advice);
 }

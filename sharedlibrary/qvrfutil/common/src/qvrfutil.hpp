@@ -315,8 +315,8 @@ inline std::string redfishMessage(const std::string& body)
 /** HTTP statuses of 400 and above as errors, for operations that have no use for such an answer. */
 inline Error httpError(const std::string& what, const Response& response)
 {
-    std::string message = redfishMessage(response.body);
-    return Error(what, 0, message.empty() ? "the BMC refused it" : std::move(message),
+    const std::string message = redfishMessage(response.body);
+    return Error(what, 0, message.empty() ? "the BMC refused it" : message,
                  response.http == 404 ? "check the path; start from /redfish/v1" : "see the message", response.http);
 }
 

@@ -15,6 +15,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -39,7 +40,7 @@ inline constexpr char kCheckUser[] = "check user name and privilege, and that th
 inline constexpr char kPassThru[]  = "switch the OS-to-BMC pass-through on in the BMC's settings";
 inline constexpr char kSeeLog[]    = "the platform's debug log says more";
 inline constexpr char kCaller[]    = "this is a fault of the calling program";
-inline constexpr char kAgain[]     = "send it again";
+inline constexpr char kAgain[]     = "try again";
 
 #define QVRFUTIL_STATUS(code) code, #code
 // clang-format off
@@ -53,7 +54,7 @@ inline constexpr StatusText kStatusTexts[] = {
     {QVRFUTIL_STATUS(QVRFUTIL_SESSION_FAILURE), "the Redfish session is not valid", kAgain},
     {QVRFUTIL_STATUS(QVRFUTIL_INVALID_PARAMETER), "an argument is missing or invalid", kCaller},
     {QVRFUTIL_STATUS(QVRFUTIL_OUT_OF_MEMORY), "memory is out", "free some memory and try again"},
-    {QVRFUTIL_STATUS(QVRFUTIL_EVENT_STREAM_BROKEN), "the event stream broke", "begin it again; what happened in between is in the BMC's log"},
+    {QVRFUTIL_STATUS(QVRFUTIL_EVENT_STREAM_BROKEN), "the event stream broke", "start it again; what happened in between is in the BMC's log"},
     {QVRFUTIL_STATUS(OXA_INVALID_PARAM), "a required argument is missing", kCaller},
     {QVRFUTIL_STATUS(OXA_INVALID_USER_PRIVILEGE), "the privilege is not an accepted one", "use ro, op or root"},
     {QVRFUTIL_STATUS(OXA_INTERNAL_ERROR), "the library failed inside (memory, formatting)", kSeeLog},
@@ -61,7 +62,7 @@ inline constexpr StatusText kStatusTexts[] = {
     {QVRFUTIL_STATUS(OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT), "the BMC has no free user slot", "delete a user that is no longer needed"},
     {QVRFUTIL_STATUS(OXA_BMC_CMD_NO_IPPORT), "the BMC's HTTPS port could not be discovered", kCheckIpmi},
     {QVRFUTIL_STATUS(OXA_BMC_CMD_IPMI_ACCESS_FAILED), "the IPMI channel to the BMC could not be used", kCheckIpmi},
-    {QVRFUTIL_STATUS(OXA_BMC_CMD_IPMI_RESPONSE_ERROR), "the BMC answered the IPMI command with an error", "check that this BMC knows the command"},
+    {QVRFUTIL_STATUS(OXA_BMC_CMD_IPMI_RESPONSE_ERROR), "the BMC answered the IPMI command with an error", "check that this BMC knows the command; its log may say more"},
     {QVRFUTIL_STATUS(OXA_BMC_CMD_GET_FW_ERROR), "the BMC's firmware version could not be read over IPMI", kCheckIpmi},
     {QVRFUTIL_STATUS(OXA_BMC_CMD_NO_IPADDRESS), "the BMC's USB NIC address could not be discovered over IPMI", kPassThru},
     {QVRFUTIL_STATUS(OXA_BMC_CMD_SET_USER_NAME_FAILED), "the BMC did not take the user's name", kCheckUser},
@@ -94,6 +95,73 @@ inline const StatusText& statusText(s32 status) noexcept
     return detail::kForeignStatus;
 }
 
+namespace detail {
+struct Character {
+    std::size_t size;  // bytes; 0: these are not UTF-8
+    char32_t    code;
+};
+
+/** The character that @p text begins with. Overlong forms count as what they stand for, and are caught as that. */
+inline Character firstOf(std::string_view text) noexcept
+{
+    const auto        lead = static_cast<unsigned char>(text[0]);
+    const std::size_t size = lead < 0x80   ? 1
+                             : lead < 0xC0 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF8 ? 4
+                                           : 0;
+    if (size > text.size()) return {0, 0};
+    char32_t code = size == 1 ? lead : lead & (0x7Fu >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        const auto next = static_cast<unsigned char>(text[i]);
+        if ((next & 0xC0u) != 0x80u) return {0, 0};
+        code = (code << 6) | (next & 0x3Fu);
+    }
+    return {size, code};
+}
+
+inline bool isHarmless(const Character& c) noexcept
+{
+    constexpr char32_t turning[][2] = {{0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069}};
+    for (const auto& range : turning)
+        if (c.code >= range[0] && c.code <= range[1]) return false;
+    if (c.size == 1) return c.code >= ' ' && c.code != 0x7F;
+    return c.size != 0 && c.code > 0x9F;
+}
+
+inline std::string escaped(std::string_view bytes)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string    text;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        text += {'\\', 'x', digits[value >> 4], digits[value & 0x0Fu]};
+    }
+    return text;
+}
+}  // namespace detail
+
+/**
+ * @p text for a terminal or a log. What a BMC sends may hold control characters, with which it would rule the reader's
+ * terminal: they become "\x1b" and the like, and so do marks that turn the direction of writing, and bytes that are not
+ * UTF-8. The characters in @p kept stay; a CR LF becomes LF where that stays. Meanings in an Error are printable.
+ */
+inline std::string printable(std::string_view text, std::string_view kept = {})
+{
+    std::string clean;
+    while (!text.empty()) {
+        const detail::Character c    = detail::firstOf(text);
+        const std::size_t       size = c.size == 0 ? 1 : c.size;
+        if (detail::isHarmless(c) || kept.find(text.front()) != kept.npos)
+            clean += text.substr(0, size);
+        else if (text.substr(0, 2) != "\r\n" || kept.find('\n') == kept.npos)
+            clean += detail::escaped(text.substr(0, size));
+        text.remove_prefix(size);
+    }
+    return clean;
+}
+
 /** A failure, told for a log line and for a program. */
 struct Error {
     std::string doing;       ///< "GET /redfish/v1/Systems"
@@ -114,8 +182,8 @@ struct Error {
           remedy(statusText(code).remedy)
     {
     }
-    Error(std::string what, s32 code, std::string means, std::string advice, u16 httpStatus = 0)
-        : doing(std::move(what)), status(code), http(httpStatus), meaning(std::move(means)), remedy(std::move(advice))
+    Error(std::string what, s32 code, std::string_view means, std::string advice, u16 httpStatus = 0)
+        : doing(std::move(what)), status(code), http(httpStatus), meaning(printable(means)), remedy(std::move(advice))
     {
     }
 

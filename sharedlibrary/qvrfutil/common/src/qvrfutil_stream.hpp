@@ -385,7 +385,7 @@ private:
         Error error("follow " + options_.path, 0, "the answer is no event stream",
                     "check the path; /redfish/v1/EventService names the stream as ServerSentEventUri", report.http);
         if (const std::string message = redfishMessage(report.opening); !message.empty())
-            error.meaning += ": " + message;
+            error.meaning += ": " + printable(message);
         error.page = report.opening;
         return error;
     }
