@@ -20,8 +20,13 @@ TEST_P(Layer, FindsTheBmcAndItsGeneration)
     Client client;
     EXPECT_EQ(client.generation(), isNewer() ? Generation::newer : Generation::older);
     EXPECT_EQ(client.endpoint()->port, bmc.port());
-    EXPECT_EQ(client.getOpen("/redfish/v1").orThrow().http, 200);
+    const Json root = client.getOpen("/redfish/v1").orThrow().json();
+    EXPECT_EQ(root["Links"]["Sessions"]["@odata.id"] == "/redfish/v1/Sessions", !isNewer());
     EXPECT_TRUE(client.discover().firmware.value);
+    EXPECT_TRUE(client.setUser("monitor", "Secret-7", "ro"));
+    EXPECT_EQ(Session(client).accounts().orThrow().at(1).role, "ReadOnly");
+    EXPECT_TRUE(client.deleteUser("monitor"));
+    EXPECT_EQ(Session(client).accounts().orThrow().size(), 1u);
     ClientOptions atOnce;
     atOnce.settle = Duration(0);
     EXPECT_THROW(Client{atOnce}, Failure) << "a second one at a time";

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -46,19 +47,27 @@ int newTerminal()
     return ::grantpt(master) == 0 && ::unlockpt(master) == 0 ? master : -1;
 }
 
-/** Until nobody has the terminal open any more. */
-std::string drained(int terminal)
+/** What is there, or, with @p patience -1, until nobody has the terminal open any more. */
+void drain(int terminal, int patience, std::string& text)
 {
-    std::string            text;
     std::array<char, 4096> piece;
-    for (ssize_t count; (count = ::read(terminal, piece.data(), piece.size())) > 0;)
+    pollfd                 look{terminal, POLLIN, 0};
+    for (ssize_t count; ::poll(&look, 1, patience) > 0 && (count = ::read(terminal, piece.data(), piece.size())) > 0;)
         text.append(piece.data(), static_cast<std::size_t>(count));
-    return text;
+}
+
+/** A pipe that nobody reads. */
+int newClosedPipe()
+{
+    std::array<int, 2> ends{-1, -1};
+    if (::pipe2(ends.data(), O_CLOEXEC) == 0) ::close(ends[0]);
+    return ends[1];
 }
 
 int standardOutput(ChildOptions::Output output, int terminal)
 {
     if (output == ChildOptions::Output::kept) return newFile();
+    if (output == ChildOptions::Output::closed) return newClosedPipe();
     if (output == ChildOptions::Output::full) return ::open("/dev/full", O_WRONLY | O_CLOEXEC);
     return ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
@@ -105,15 +114,16 @@ void Child::signal(int number) const
 
 std::string Child::out() const
 {
-    return contentOf(out_);
+    if (pty_ >= 0) drain(pty_, 0, shown_);
+    return pty_ >= 0 ? shown_ : contentOf(out_);
 }
 
 Outcome Child::wait()
 {
-    const std::string shown  = pty_ >= 0 ? drained(pty_) : "";
-    int               status = 0;
+    int status = 0;
+    if (pty_ >= 0) drain(pty_, -1, shown_);
     ::waitpid(std::exchange(pid_, -1), &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), pty_ >= 0 ? shown : out(), contentOf(err_)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), out(), contentOf(err_)};
 }
 
 Outcome run(const Words& command, const ChildOptions& options)

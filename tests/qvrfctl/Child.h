@@ -10,7 +10,7 @@
 using Words = std::vector<std::string>;
 
 struct ChildOptions {
-    enum class Output { kept, full, terminal };
+    enum class Output { kept, full, closed, terminal };
     std::map<std::string, std::string> environment;            ///< on top of the test's own
     std::string                        input;                  ///< on standard input
     Output                             output = Output::kept;  ///< terminal: of standard error too, both in "out"
@@ -34,10 +34,11 @@ public:
     Outcome     wait();
 
 private:
-    int pid_ = -1;
-    int out_ = -1;
-    int err_ = -1;
-    int pty_ = -1;
+    mutable std::string shown_;  ///< read from the terminal by now
+    int                 pid_ = -1;
+    int                 out_ = -1;
+    int                 err_ = -1;
+    int                 pty_ = -1;
 };
 
 Outcome run(const Words& command, const ChildOptions& options = {});

@@ -20,7 +20,8 @@ protected:
     {
         EXPECT_TRUE(comesTrue([&] { return hasStreams(0); })) << "a stream is left";
     }
-    const std::string file = place + "/support log.zip";
+    const std::string  file = place + "/support log.zip";
+    const ChildOptions terminal{{}, {}, ChildOptions::Output::terminal};
 };
 INSTANTIATE_TEST_SUITE_P(Generations, Requests, testing::Values("new", "old"), generationName);
 
@@ -74,6 +75,12 @@ TEST_P(Requests, UploadFilesWhole)
         EXPECT_EQ(answer["body"]["FileName"], "support log.zip");
         EXPECT_EQ(answer["body"]["Metadata"].dump(), R"({"Targets":[]})");
     }
+    writeFile(file, "abc");
+    control({"delay", "60000", "POST", kUpload, "1"});
+    const auto child = start({"upload", kUpload, "--file", file, "--metadata", "{}"}, terminal);
+    EXPECT_TRUE(comesTrue([&] { return has(child->out(), " % of 0.0 kB"); }));
+    child->signal(SIGTERM);
+    EXPECT_EQ(child->wait().exit, 128 + SIGTERM);
     control({"cut", "10", "POST", kUpload, "1"});
     EXPECT_TRUE(has(tool({"upload", kUpload, "--file", file, "--metadata", "{}"}).err, "the upload was not completed"));
     EXPECT_EQ(openSessions(), 0u);
@@ -84,17 +91,19 @@ TEST_P(Requests, ReplaceAFileByAWholeBodyOrLeaveIt)
     writeFile(file, "old");
     EXPECT_EQ(tool({"get", "/redfish/v1/nope", "-o", file}).exit, 5);
     control({"cut", "5000", "GET", "/test/bytes", "1"});
-    EXPECT_EQ(tool({"get", "/test/bytes/1000000", "-o", file}).exit, 1);
+    EXPECT_TRUE(has(tool({"get", "/test/bytes/1000000", "-o", file}).err, "(Transferred a partial file); the file"));
     EXPECT_EQ(readFile(file), "old");
     control({"status", "401", "GET", "/test", "1"});
     EXPECT_EQ(tool({"get", "/test/bytes/26", "-o", file}).exit, 0);
     EXPECT_EQ(readFile(file), "ABCDEFGHIJKLMNOPQRSTUVWXYZ");
     EXPECT_EQ(tool({"get", "/redfish/v1", "-o", "/dev/null"}).exit, 0);
     control({"delay", "60000", "GET", "/test/bytes", "1"});
-    const auto child = start({"get", "/test/bytes/9", "-o", file});
-    EXPECT_TRUE(comesTrue([&] { return control({"faults"})["faults"].empty(); })) << "the request is on its way";
+    const auto child = start({"get", "/test/bytes/9", "-o", file}, terminal);
+    EXPECT_TRUE(comesTrue([&] { return has(child->out(), file + ": 0.0 kB"); })) << "the request is on its way";
     child->signal(SIGTERM);
-    EXPECT_EQ(child->wait().exit, 128 + SIGTERM);
+    const Outcome ended = child->wait();
+    EXPECT_EQ(ended.exit, 128 + SIGTERM);
+    EXPECT_GT(ended.out.rfind("interrupted"), ended.out.rfind(" kB\r\x1b[Kqvrfctl: ")) << "progress after the end";
     EXPECT_EQ(openSessions(), 1u) << "the one that the fault only pretended to have ended";
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 4) << "a part of the body is left";
 }
@@ -138,6 +147,25 @@ TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
     for (const char* path : {"/redfish/v1/nope", "/redfish/v1/Systems"})
         EXPECT_TRUE(has(tool({"events", path}).err, "something else than an event stream"));
     EXPECT_EQ(tool({"events", kStream, "--timeout", "1", "--count", "1"}).exit, 8);
+    EXPECT_EQ(tool({"events", kStream}, {{}, {}, ChildOptions::Output::closed}).exit, 6) << "nobody reads";
+}
+
+TEST_P(Requests, FollowEventsOverAGapAndEndThoughTheBmcIsSilent)
+{
+    const auto child = follower("/redfish/v1/SSE --reconnect --json");
+    control({"stream-end"});
+    EXPECT_TRUE(comesTrue([&] { return has(child->out(), R"({"gap":"reconnected","lastId":)"); }));
+    EXPECT_TRUE(comesTrue([&] { return hasStreams(1); }));
+    control({"event", "After"});
+    EXPECT_TRUE(comesTrue([&] { return has(child->out(), "After"); }));
+    control({"delay", "100000", "DELETE", "/redfish", "1"});
+    const auto asked = std::chrono::steady_clock::now();
+    child->signal(SIGTERM);
+    const Outcome outcome = child->wait();
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(60)) << "it waited for the BMC";
+    EXPECT_EQ(outcome.exit, 128 + SIGTERM);
+    EXPECT_TRUE(has(outcome.err, "events may be missing here (reconnected)")) << outcome.err;
+    EXPECT_TRUE(has(outcome.err, "the session could not be closed")) << outcome.err;
 }
 
 }  // namespace
