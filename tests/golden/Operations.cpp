@@ -1,9 +1,12 @@
 /** @file Operations.cpp  The exported operations as scenarios call them. */
 #include "Operations.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <cwchar>
 #include <filesystem>
 
 #include "BenchPlatform.h"
@@ -15,6 +18,10 @@
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilLX.h"
 #include "qvrfutilWatch.h"
+
+// The formats and their values come from scenarios.
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
 
 namespace golden {
 namespace {
@@ -68,26 +75,55 @@ s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
     return QVRFUTILWatchSSE(context, begins != 0 ? &heard : nullptr);
 }
 
-/** The file appears in the current directory. */
-s32 temporaryName(const astring* directory)
+/** The file appears in the current directory; the random end of its name becomes X. */
+s32 temporaryName(const astring* directory, astring* name, size_t size, s32* mode)
 {
-    astring    name[9]{};
-    const auto go = [](const std::string& to) {
-        const std::string before = std::filesystem::current_path();
-        std::filesystem::current_path(to);
-        return before;
-    };
+    namespace fs = std::filesystem;
     const bench::Paused paused;
-    const std::string   before = go(directory);
-    const s32           status = [&] {
+    const fs::path      before = fs::current_path();
+    fs::current_path(directory);
+    const s32 status = [&] {
         const bench::Inside inside(bench::Place::caller);
-        return tmpnam_s(name, sizeof name - 1);
+        return tmpnam_s(name, size);
     }();
-    go(before);
+    for (const auto& entry : fs::directory_iterator(".")) *mode = static_cast<s32>(entry.status().permissions());
+    fs::current_path(before);
+    if (status != EINVAL) std::memset(name + size - 6, 'X', 6);
     return status;
 }
 
-const tm kMoment{5, 4, 3, 2, 1, 100, 3, 32, 0, 0, nullptr};
+/** What the opened file's mode is; 77 and -1 are a variable left alone and one that says nothing was opened. */
+s32 opened(s32* mode, const astring* file, s32 flags, s32 permissions)
+{
+    const mode_t  before = umask(0);
+    int           fd     = 77;
+    const errno_t status = _sopen_s(mode == nullptr ? nullptr : &fd, file, flags, 0, permissions);
+    umask(before);
+    const bench::Paused paused;
+    struct stat         about {};
+    const bool          open = status == 0 && fstat(fd, &about) == 0;
+    if (mode != nullptr) *mode = open ? static_cast<s32>(about.st_mode & 07777) : fd;
+    if (open) close(fd);
+    return status;
+}
+
+/** @p state: 0 closed, 1 open, 2 left alone */
+s32 openedStream(s32* state, const astring* file, const astring* mode)
+{
+    FILE*         stream = stdin;
+    const errno_t status = fopen_s(state == nullptr ? nullptr : &stream, file, mode);
+    if (state != nullptr) *state = stream == stdin ? 2 : stream != nullptr ? 1 : 0;
+    if (stream != nullptr && stream != stdin) fclose(stream);
+    return status;
+}
+
+/** Without @p year there is no moment. */
+s32 written(astring* to, size_t size, s32 sec, s32 min, s32 hour, s32 mday, s32 mon, const s32* year, s32 wday,
+            s32 yday)
+{
+    const tm moment{sec, min, hour, mday, mon, year == nullptr ? 0 : *year, wday, yday, 0, 0, nullptr};
+    return asctime_s(to, size, year == nullptr ? nullptr : &moment);
+}
 
 }  // namespace
 
@@ -231,47 +267,39 @@ const std::map<std::string, Operation>& operations()
         OPERATION(_wcsnset_s),
         OPERATION(_ultoa_s),
         OPERATION(_ltoa_s),
-        AS(tmpnam_s, [](const astring* directory) { return temporaryName(directory); }),
+        {"tmpnam_s", of(&temporaryName)},
         OPERATION(getenv_s),
         OPERATION(ctime_s),
         OPERATION(_get_timezone),
         AS(strdup_s, [](const astring* text, astring** copy) { *copy = strdup_s(text); }),
         AS(_dupenv_s, [](astring** value, size_t* size, const astring* name) { return _dupenv_s(value, size, name); }),
         AS(strtok_s,
-           [](astring* text, const astring* delimiters, astring* first) {
-               astring*       rest  = nullptr;
-               astring* const token = strtok_s(text, delimiters, &rest);
-               strcpy_s(first, 16, token == nullptr ? "none" : token);
+           [](astring* text, const astring* first, const astring* then, astring* tokens) {
+               astring* rest = nullptr;
+               *tokens       = 0;
+               for (astring* token = strtok_s(text, first, &rest); token; token = strtok_s(nullptr, then, &rest))
+                   std::strcat(std::strcat(tokens, token), "|");
            }),
         AS(wcstok_s,
-           [](wchar_t* text, const wchar_t* delimiters, wchar_t* first) {
-               wchar_t*       rest  = nullptr;
-               wchar_t* const token = wcstok_s(text, delimiters, &rest);
-               wcscpy_s(first, 16, token == nullptr ? L"none" : token);
+           [](wchar_t* text, const wchar_t* first, const wchar_t* then, wchar_t* tokens) {
+               wchar_t* rest = nullptr;
+               *tokens       = 0;
+               for (wchar_t* token = wcstok_s(text, first, &rest); token; token = wcstok_s(nullptr, then, &rest))
+                   std::wcscat(std::wcscat(tokens, token), L"|");
            }),
-        AS(sprintf_s, [](astring* to, size_t size, s32 number) { return sprintf_s(to, size, "%d", number); }),
-        AS(_snprintf_s, [](astring* to, size_t size, size_t count,
-                           s32 number) { return _snprintf_s(to, size, count, "%d", number); }),
-        AS(fopen_s,
-           [](const astring* file, const astring* mode) {
-               FILE*         stream = nullptr;
-               const errno_t status = fopen_s(&stream, file, mode);
-               if (stream != nullptr) fclose(stream);
-               return status;
-           }),
-        AS(_sopen_s,
-           [](const astring* file, s32 flags, s32 mode) {
-               int           fd     = -1;
-               const errno_t status = _sopen_s(&fd, file, flags, 0, mode);
-               if (fd >= 0) close(fd);
-               return status;
-           }),
-        AS(asctime_s, [](astring* to, size_t size) { return asctime_s(to, size, &kMoment); }),
+        AS(sprintf_s, [](astring* to, size_t size, const astring* format,
+                         astring* value) { return sprintf_s(to, size, format, value); }),
+        AS(_snprintf_s, [](astring* to, size_t size, size_t count, const astring* format,
+                           astring* value) { return _snprintf_s(to, size, count, format, value); }),
+        {"fopen_s", of(&openedStream)},
+        {"_sopen_s", of(&opened)},
+        {"asctime_s", of(&written)},
         AS(localtime_s,
-           [](long moment) {
-               tm           broken{};
-               const time_t time = moment;
-               return localtime_s(&broken, &time) == 0 ? broken.tm_year : -1;
+           [](const time_t* moment, s32* hour) {
+               tm            broken{};
+               const errno_t status = localtime_s(hour == nullptr ? nullptr : &broken, moment);
+               if (hour != nullptr) *hour = status == 0 ? broken.tm_hour : -1;
+               return status;
            }),
     };
     return all;

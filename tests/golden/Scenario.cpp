@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -154,16 +155,12 @@ private:
         giveBack(pOXAInstallPath);
         for (const auto& [name, before] : environment_)
             before ? ::setenv(name.c_str(), before->c_str(), 1) : ::unsetenv(name.c_str());
+        ::tzset();
         server_.reset();
         if (!directory_.empty()) fs::remove_all(directory_);
         if (outcome_.walked) outcome_.walked->held = bench::held() == held_ ? "" : bench::held();
         const bool free = outcome_.walked && !outcome_.walked->failed.empty();  // after a failure much is never asked
-        if (!free && outcome_.skipped.empty() && !bmc_.missing().empty())
-            complain("did not take place: " + bmc_.missing());
-        for (const std::string& what : bmc_.takeComplaints()) complain(what);
-        if (bmc_.liveBlocks() != 0) complain(std::to_string(bmc_.liveBlocks()) + " blocks were not given back");
-        if (bmc_.liveThreads() != 0) complain("threads still run");
-        if (bmc_.heldMutexes() != 0) complain("a mutex is still locked");
+        for (const std::string& what : bmc_.complaints(!free && outcome_.skipped.empty())) complain(what);
         if (openDescriptors() != descriptors_) complain("descriptors stay open");
     }
 
@@ -201,11 +198,11 @@ private:
                                                            {"value", &Run::text},
                                                            {"userset", &Run::text},
                                                            {"user", &Run::user},
-                                                           {"free-slot", &Run::freeSlot},
+                                                           {"free-slot", &Run::settings},
                                                            {"token", &Run::token},
-                                                           {"crypto", &Run::crypto},
-                                                           {"firmware", &Run::firmware},
-                                                           {"lock-timeouts", &Run::lockTimeouts},
+                                                           {"crypto", &Run::settings},
+                                                           {"firmware", &Run::settings},
+                                                           {"lock-timeouts", &Run::settings},
                                                            {"https", &Run::https},
                                                            {"login", &Run::login},
                                                            {"discover", &Run::discover},
@@ -228,8 +225,8 @@ private:
                                                            {"show", &Run::show},
                                                            {"ks", &Run::ks},
                                                            {"quiet", &Run::quiet},
-                                                           {"os-log", &Run::osLog},
-                                                           {"signature", &Run::signature},
+                                                           {"os-log", &Run::settings},
+                                                           {"signature", &Run::settings},
                                                            {"environment", &Run::environment}};
         return all;
     }
@@ -301,7 +298,7 @@ private:
         std::string request;
         std::size_t at = 1;
         for (; at < words.size() && words[at].bare() != "=>"; ++at) request += (at > 1 ? " " : "") + words[at].bare();
-        bench::Exchange& exchange = bmc_.expect(request);
+        bench::Exchange& exchange = bmc_.expect(bench::Channel::ipmi, request);
         while (++at < words.size()) answerIpmi(exchange, words, at);
     }
     static std::string takeHex(const Words& words, std::size_t& at)
@@ -311,76 +308,84 @@ private:
             hex += words[++at].bare() + " ";
         return hex;
     }
+    static void putText(bench::Exchange& exchange, std::size_t at, const std::string& text)
+    {
+        exchange.put(at, {text.begin(), text.end()});
+    }
     static void answerIpmi(bench::Exchange& exchange, const Words& words, std::size_t& at)
     {
         const std::string what = words[at].bare();
-        if (what == "fails") return void(exchange.fails());
+        if (what == "fails") return void(exchange.status = 1);
         const long n = number(words, ++at);
         if (what == "completes")
-            exchange.completes(static_cast<u8>(n));
+            exchange.reply[2] = static_cast<u8>(n);
         else if (what == "leaves")
-            exchange.leavesStatus(static_cast<s32>(n));
+            exchange.leftStatus = static_cast<s32>(n);
         else if (what == "text")
-            exchange.answersText(words.at(++at).value(), static_cast<std::size_t>(n));
+            putText(exchange, static_cast<std::size_t>(n), words.at(++at).value());
         else if (what == "at")
-            exchange.answersAt(static_cast<std::size_t>(n), takeHex(words, at));
+            exchange.put(static_cast<std::size_t>(n), bench::bytesOf(takeHex(words, at)));
         else
             throw std::runtime_error("an IPMI answer has no word " + what);
     }
     void text(const Words& words)
     {
-        const std::string what = words[0].bare(), request = words.at(1).value();
-        bench::Exchange&  exchange = what == "command" ? bmc_.expectCommandLine(request)
-                                     : what == "value" ? bmc_.expectValue(request)
-                                                       : bmc_.expectUserSet(request);
+        static const std::map<std::string, bench::Channel> channels = {{"command", bench::Channel::commandLine},
+                                                                       {"value", bench::Channel::value},
+                                                                       {"userset", bench::Channel::userSet}};
+        bench::Exchange& exchange = bmc_.expect(channels.at(words[0].bare()), words.at(1).value());
         for (std::size_t at = 3; at < words.size(); ++at) {
             if (words[at].quoted)
-                exchange.replies(words[at].text);
+                exchange.text = words[at].text;
             else if (words[at].bare() == "fails")
-                exchange.fails(static_cast<s32>(number(words, ++at, 1)));
+                exchange.status = static_cast<s32>(number(words, ++at, 1));
         }
     }
-    void user(const Words& words) { bmc_.users.slots[words.at(1).value()] = static_cast<u32>(number(words, 2)); }
-    void freeSlot(const Words& words) { bmc_.users.freeSlot = static_cast<u32>(number(words, 1)); }
+    void user(const Words& words) { bmc_.users[words.at(1).value()] = static_cast<u32>(number(words, 2)); }
     void token(const Words& words)
     {
-        bmc_.token.text           = words.at(1).value();
-        bmc_.token.generateStatus = static_cast<s32>(number(words, 2));
-        bmc_.token.getStatus      = static_cast<s32>(number(words, 3));
+        bmc_.loginToken = words.at(1).value();
+        setting({words.begin() + 1, words.end()}, {&Settings::generateStatus, &Settings::getStatus});
     }
-    void crypto(const Words& words)
+    using Settings = bench::Settings;
+    /** A word whose numbers are the platform's. */
+    void setting(const Words& words, const std::vector<s32 Settings::*>& members)
     {
-        bmc_.crypto.encryptStatus = static_cast<s32>(number(words, 1));
-        bmc_.crypto.decryptStatus = static_cast<s32>(number(words, 2));
+        for (std::size_t i = 0; i < members.size(); ++i) bmc_.*members[i] = static_cast<s32>(number(words, i + 1));
     }
-    void firmware(const Words& words)
+    void settings(const Words& words)
     {
-        bmc_.firmware = {static_cast<u16>(number(words, 1)), static_cast<u16>(number(words, 2)), 0,
-                         static_cast<s32>(number(words, 3))};
+        static const std::map<std::string, std::vector<s32 Settings::*>> all = {
+            {"free-slot", {&Settings::freeSlot}},
+            {"lock-timeouts", {&Settings::lockTimeouts}},
+            {"os-log", {&Settings::osLogStatus}},
+            {"signature", {&Settings::signatureStatus}},
+            {"crypto", {&Settings::encryptStatus, &Settings::decryptStatus}},
+            {"firmware", {&Settings::firmwareMajor, &Settings::firmwareMinor, &Settings::firmwareStatus}}};
+        setting(words, all.at(words[0].bare()));
     }
-    void lockTimeouts(const Words& words) { bmc_.lockTimeouts = static_cast<u32>(number(words, 1)); }
     void path(const Words& words)
     {
         bmc_.paths[{static_cast<u32>(number(words, 1)), static_cast<u32>(number(words, 2))}] = words.at(3).value();
     }
     void ks(const Words& words) { bmc_.ksLogStatuses.push_back(static_cast<s32>(number(words, 1))); }
-    void osLog(const Words& words) { bmc_.osLogStatus = static_cast<s32>(number(words, 1)); }
-    void signature(const Words& words) { bmc_.signatureStatus = static_cast<s32>(number(words, 1)); }
     void secret(const Words& words) { bmc_.mustBeWiped(words.at(1).value()); }
 
     /** The exchanges in which an older generation tells firmware version, IPv4 address and port. */
     void discover(const Words& words)
     {
         for (const Word& word : words) {
-            if (word.bare() == "firmware") bmc_.expect("C0 BF 01").answersAt(3, "07 0A");
+            if (word.bare() == "firmware") perform("ipmi C0 BF 01 => at 3 07 0A");
             if (word.bare() == "ipv4") {
-                bmc_.expect("C0 D6 01 00 01 00 00 00").answersBe16(7, 16);
-                bmc_.expect("C0 D6 01 00 10 00 00 00").answersText("127.0.0.1#4433");
+                perform("ipmi C0 D6 01 00 01 00 00 00 => at 7 00 10");
+                perform("ipmi C0 D6 01 00 10 00 00 00 => text 10 \"127.0.0.1#4433\"");
             }
             if (word.bare() == "port") {
-                bmc_.expect("18 59 00 DE 00 00");
-                bmc_.expectCommandLine("vorsk get torvo.webserver.httpsport")
-                    .replies("[Key=torvo.WebServer.1]\nHttpsPort=" + port() + "\n");
+                server();
+                perform("ipmi 18 59 00 DE 00 00");
+                perform(
+                    "command \"vorsk get torvo.webserver.httpsport\" => "
+                    "\"[Key=torvo.WebServer.1]\\nHttpsPort=$PORT\\n\"");
             }
         }
     }
@@ -398,7 +403,6 @@ private:
         variables_["PORT"] = server_->port();
         return *server_;
     }
-    std::string port() { return server().port(); }
 
     void https(const Words& words)
     {
@@ -459,6 +463,7 @@ private:
         const char* const before = std::getenv(name.c_str());
         environment_.emplace(name, before == nullptr ? std::nullopt : std::optional<std::string>(before));
         ::setenv(name.c_str(), words.at(2).value().c_str(), 1);
+        ::tzset();
     }
     void fail(const Words& words)
     {
@@ -567,10 +572,7 @@ private:
     void logged(const Words& words)
     {
         const auto there = [&] {
-            long count = 0;
-            for (const bench::LogLine& line : bmc_.log())
-                if (line.text.find(words.at(1).value()) != std::string::npos) ++count;
-            return count >= number(words, 2, 1);
+            return bmc_.logged(words.at(1).value()) >= static_cast<std::size_t>(number(words, 2, 1));
         };
         if (failing_ != 0 && status_ != 0) return;
         if (!eventually(there)) complain("not logged: " + words[1].value());

@@ -7,19 +7,8 @@
 #include <thread>
 
 #include "BenchPlatform.h"
-#include "LibraryCalls.h"
 
 namespace {
-
-bench::Platform& platform()
-{
-    return bench::Platform::instance();
-}
-
-std::string textOf(const astring* text)
-{
-    return text ? text : "";
-}
 
 struct BenchMutex {
     std::timed_mutex mutex;
@@ -41,34 +30,32 @@ std::string formatted(const char* format, std::va_list arguments)
 
 }  // namespace
 
+using namespace bench;
+
 extern "C" {
 
 void* SMAllocMem(u32 size)
 {
-    const bench::Paused paused;
-    return platform().allocate(size, true);
+    const Paused paused;
+    return fails("SMAllocMem") ? nullptr : platform().allocate(size);
 }
 
 void SMFreeMem(void* memory)
 {
-    const bench::Paused paused;
+    const Paused paused;
     platform().release(memory);
 }
 
 void* SMMutexCreate(u32 reserved)
 {
-    const bench::Paused paused;
-    platform().record("SMMutexCreate " + std::to_string(reserved));
-    if (platform().failsNow("SMMutexCreate")) return nullptr;
-    platform().countMutex(1);
-    return new BenchMutex;
+    const Paused paused;
+    return refused("SMMutexCreate", reserved) ? nullptr : new BenchMutex;
 }
 
 s32 SMMutexLock(void* mutex, s32 waitMs)
 {
-    const bench::Paused paused;
-    platform().record("SMMutexLock " + std::to_string(waitMs));
-    if (!mutex || platform().failsNow("SMMutexLock") || platform().takesTimeout()) return 1;
+    const Paused paused;
+    if (refused("SMMutexLock", waitMs) || !mutex || platform().takesTimeout()) return 1;
     auto* m = static_cast<BenchMutex*>(mutex);
     // The system clock, because the thread sanitizer does not know the steady one's lock.
     if (!m->mutex.try_lock_until(std::chrono::system_clock::now() + std::chrono::milliseconds(waitMs))) return 1;
@@ -81,8 +68,8 @@ s32 SMMutexLock(void* mutex, s32 waitMs)
 
 s32 SMMutexUnLock(void* mutex)
 {
-    const bench::Paused paused;
-    platform().record("SMMutexUnLock");
+    const Paused paused;
+    note("SMMutexUnLock");
     auto* m = static_cast<BenchMutex*>(mutex);
     if (!m) return 1;
     {
@@ -100,36 +87,34 @@ s32 SMMutexUnLock(void* mutex)
 
 s32 SMMutexDestroy(void* mutex)
 {
-    const bench::Paused paused;
-    platform().record("SMMutexDestroy");
+    const Paused paused;
+    note("SMMutexDestroy");
     auto* m = static_cast<BenchMutex*>(mutex);
     if (!m) return 1;
     {
         std::lock_guard<std::mutex> lock(m->guard);
         if (m->held) platform().complain("a mutex was destroyed while a thread holds it");
     }
-    platform().countMutex(-1);
     delete m;
     return 0;
 }
 
 void* SMThreadStart(SMThreadProc procedure, void* argument)
 {
-    const bench::Paused paused;
-    platform().record("SMThreadStart");
-    if (platform().failsNow("SMThreadStart")) return nullptr;
+    const Paused paused;
+    if (refused("SMThreadStart")) return nullptr;
     platform().countThread(1);
-    const bench::Place place = bench::here() == bench::Place::outside ? bench::Place::outside : bench::Place::worker;
+    const Place place = here() == Place::outside ? Place::outside : Place::worker;
     return new std::thread([=] {
-        const bench::Inside inside(place);
+        const Inside inside(place);
         procedure(argument);
     });
 }
 
 s32 SMThreadStop(void* thread)
 {
-    const bench::Paused paused;
-    platform().record("SMThreadStop");
+    const Paused paused;
+    note("SMThreadStop");
     auto* t = static_cast<std::thread*>(thread);
     if (!t) return 1;
     t->join();  // the procedure must have been told to end
@@ -138,31 +123,23 @@ s32 SMThreadStop(void* thread)
     return 0;
 }
 
-s32 __SysDbgPrint3(const astring* format, ...)
-{
-    const bench::Paused paused;
-    std::va_list        arguments;
-    va_start(arguments, format);
-    platform().print(bench::Level::error, formatted(format, arguments));
-    va_end(arguments);
-    return 0;
-}
-
-s32 __SysDbgPrint4(const astring* format, ...)
-{
-    const bench::Paused paused;
-    std::va_list        arguments;
-    va_start(arguments, format);
-    platform().print(bench::Level::trace, formatted(format, arguments));
-    va_end(arguments);
-    return 0;
-}
+#define PRINT(name, level)                                          \
+    s32 name(const astring* format, ...)                            \
+    {                                                               \
+        const Paused paused;                                        \
+        std::va_list arguments;                                     \
+        va_start(arguments, format);                                \
+        platform().print(level " " + formatted(format, arguments)); \
+        va_end(arguments);                                          \
+        return 0;                                                   \
+    }
+PRINT(__SysDbgPrint3, "3")
+PRINT(__SysDbgPrint4, "4")
 
 s32 SMGetPathByProductIDandType(u32 productId, u32 pathType, astring* path, u32* size)
 {
-    const bench::Paused paused;
-    platform().record("SMGetPathByProductIDandType " + std::to_string(productId) + " " + std::to_string(pathType));
-    if (platform().failsNow("SMGetPathByProductIDandType")) return 1;
+    const Paused paused;
+    if (refused("SMGetPathByProductIDandType", productId, pathType)) return 1;
     const auto found = platform().paths.find({productId, pathType});
     if (found == platform().paths.end()) return 1;
     const u32 needed = static_cast<u32>(found->second.size() + 1);
@@ -175,20 +152,18 @@ s32 SMGetPathByProductIDandType(u32 productId, u32 pathType, astring* path, u32*
 s32 SMAppendToOSSysLog(u32 logType, u32 severity, u32 eventId, const astring* source, const astring* message,
                        const astring* messageId, u32 /*dataSize*/, void* /*data*/)
 {
-    const bench::Paused paused;
-    platform().record("SMAppendToOSSysLog " + textOf(message));
-    platform().keep(bench::OsLogEntry{logType, severity, eventId, textOf(source), textOf(message), textOf(messageId)});
-    return platform().failsNow("SMAppendToOSSysLog") ? 1 : platform().osLogStatus;
+    const Paused paused;
+    const bool   fails =
+        refused("SMAppendToOSSysLog", logType, severity, eventId, textOf(source), textOf(message), textOf(messageId));
+    return fails ? 1 : platform().osLogStatus;
 }
 
 s32 SMHOSMIExportLogKSL(const astring* messageId, u32 argumentCount, astring** arguments)
 {
-    const bench::Paused paused;
-    bench::KsLogEntry   entry{textOf(messageId), {}};
-    for (u32 i = 0; i < argumentCount; ++i) entry.arguments.push_back(textOf(arguments[i]));
-    platform().record("SMHOSMIExportLogKSL " + entry.messageId);
-    platform().keep(entry);
-    return platform().failsNow("SMHOSMIExportLogKSL") ? 1 : platform().nextKsLogStatus();
+    const Paused paused;
+    std::string  all;
+    for (u32 i = 0; i < argumentCount; ++i) all += " " + textOf(arguments[i]);
+    return refused("SMHOSMIExportLogKSL", textOf(messageId) + all) ? 1 : platform().nextKsLogStatus();
 }
 
 }  // extern "C"

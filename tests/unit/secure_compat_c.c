@@ -4,7 +4,7 @@
 #include <string.h>
 
 /** @return 0, or the number of the step that went wrong */
-int secureCompatFromC(void)
+int main(void)
 {
     char      text[16]   = {0};
     wchar_t   wide[8]    = {0};

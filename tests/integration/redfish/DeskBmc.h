@@ -53,14 +53,17 @@ inline Answer send(QVRFUTILRequestType type, const char* path, std::string body 
 class DeskBmc : public testing::Test {
 protected:
     /** Starts the library for a generation; on the newer one the endpoint is set as an agent would. */
-    void start(bool newer, bool ipv6 = false)
+    void start(bool newer)
     {
         control(std::string("generation ") + (newer ? "new" : "old"));
         QVRFUTILInit(FALSE);
         giSServerNewGenAndAbove = newer ? TRUE : FALSE;
-        if (!newer) return;
-        std::string address = ipv6 ? "::1" : "127.0.0.1", port = std::to_string(bmc.httpsPort());
-        QVRFUTILSetIPAddress(address.data(), port.data(), ipv6 ? TRUE : FALSE);
+        if (newer) pointAtTheBmc();
+    }
+    void pointAtTheBmc()
+    {
+        std::string address = "127.0.0.1", port = std::to_string(bmc.httpsPort());
+        QVRFUTILSetIPAddress(address.data(), port.data(), FALSE);
     }
     s32 logIn()
     {
