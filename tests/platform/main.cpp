@@ -40,7 +40,7 @@ int printLines(bool forking)
     const std::string tail(5000, 'x');
     errno              = 77;
     const bool printed = __SysDbgPrint3("error %s %d\n", "line", 1) == 0 &&
-                         __SysDbgPrint4("trace line %d\n\n", 2) == 0 && __SysDbgPrint4("%s|end 3", tail.c_str()) == 0 &&
+                         __SysDbgPrint4("trace line %d\n\n", 2) == 0 && __SysDbgPrint4("%s-end 3", tail.c_str()) == 0 &&
                          errno == 77;
     return printed && (!forking || childrenPrint()) ? 0 : 1;
 }

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Cases.h"
 #include "frame.h"
 #include "owners.h"
 #include "qvtypes.h"
@@ -21,6 +22,11 @@
 
 using qvplatform::Bytes;
 using qvplatform::Message;
+
+inline Bytes bytesOf(const std::string& text)
+{
+    return cases::bytesOf<Bytes>(text);
+}
 
 /** What goes back for a request, and whether the peer then leaves. */
 struct Answer {
@@ -117,19 +123,15 @@ public:
 private:
     Bytes answer(const Bytes& request)
     {
-        std::string& text   = texts_[request.at(2) | u32{request.at(3)} << 8];
+        std::string& text   = texts_[request.at(2)];
         Bytes        result = {vmwire::kCompletionOk};
-        if (request[1] == vmwire::kOemWrite) {
-            text.append(request.begin() + 8, request.end());
-        } else if (request[1] == vmwire::kOemRun) {
-            const auto [status, reply] = verbs_(static_cast<vmwire::Verb>(request[6]), text);
-            for (int i = 0; i < 4; ++i) result.push_back(static_cast<u8>(static_cast<u32>(status) >> (8 * i)));
-            result.push_back(static_cast<u8>(reply.size()));
-            result.push_back(static_cast<u8>(reply.size() >> 8));
-            text = reply;
-        } else {
-            qvplatform::append(result, std::string_view(text).substr(request[6] | request[7] << 8, request[8]));
-        }
+        if (request[1] == vmwire::kOemWrite) text.append(request.begin() + 8, request.end());
+        if (request[1] == vmwire::kOemRead) qvplatform::append(result, text);  // no reply here is longer than a piece
+        if (request[1] != vmwire::kOemRun) return result;
+        const auto [status, reply] = verbs_(static_cast<vmwire::Verb>(request[6]), text);
+        for (int i = 0; i < 4; ++i) result.push_back(static_cast<u8>(static_cast<u32>(status) >> (8 * i)));
+        result.insert(result.end(), {static_cast<u8>(reply.size()), 0});
+        text = reply;
         return result;
     }
 

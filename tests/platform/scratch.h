@@ -11,6 +11,15 @@
 #include <sstream>
 #include <string>
 
+#include "Cases.h"
+
+using cases::Row;
+
+inline std::vector<Row> casesOf(const std::string& section)
+{
+    return cases::rowsOf(CASES, section);
+}
+
 class Scratch {
 public:
     Scratch()

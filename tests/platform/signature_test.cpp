@@ -31,44 +31,20 @@ const Scratch& signer()
 TEST(Signature, IsJudged)
 {
     if (std::system("gpg --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no gpg to sign with";
-    const struct {
-        const char *name, *key, *file, *signature;
-        bool        good;
-    } rows[] = {{"", "good.asc", "package", "good.sign", true},
-                {"Zelmar Packages", "good.asc", "package", "good.sign", true},
-                {"Somebody Else", "both.asc", "package", "other.sign", true},
-                {"Zelmar", "good.asc", "package", "good.sign", false},
-                {"Zelmar Packages", "both.asc", "package", "other.sign", false},
-                {"", "other.asc", "package", "good.sign", false},
-                {"", "good.asc", "tampered", "good.sign", false},
-                {"", "old.asc", "package", "old.sign", false},
-                {"", "revoked.asc", "package", "good.sign", false},
-                {"", "both.asc", "package", "two.sign", false},
-                {"", "good.asc", "package", "inline.sign", false},
-                {"", "good.asc", "package", "empty", false},
-                {"", "good.asc", "package", "garbage", false},
-                {"", "garbage", "package", "good.sign", false},
-                {"", "empty", "package", "good.sign", false},
-                {"", "absent", "package", "good.sign", false},
-                {"", "good.asc", "absent", "good.sign", false},
-                {"", "good.asc", "package", "absent", false},
-                {"", "good.asc", "home", "good.sign", false}};
-    for (const auto& row : rows) {
+    for (const Row& row : casesOf("signatures")) {
         const Scratch scratch;
-        std::string   name = row.name, key = signer() / row.key, file = signer() / row.file;
-        std::string   signature = signer() / row.signature, database = scratch / "db";
-        ASSERT_TRUE(
-            scratch.run(::geteuid() == 0 ? "mkdir -m 600 db" : "mkdir -m 700 db"));  // the updater makes it 0600
+        std::string   name = row[3], key = signer() / row[0], file = signer() / row[1], signature = signer() / row[2];
+        std::string   database = scratch / "db";
+        // The updater makes it 0600.
+        ASSERT_TRUE(scratch.run(::geteuid() == 0 ? "mkdir -m 600 db" : "mkdir -m 700 db"));
         OxaSignatureObject object{name.data(), key.data(), file.data(), signature.data(), database.data(), {}};
-        EXPECT_EQ(OSVerifyDigitalSignature(&object) == 0, row.good)
-            << row.name << ' ' << row.key << ' ' << row.file << ' ' << row.signature;
+        EXPECT_EQ(OSVerifyDigitalSignature(&object) == 0, row[4] == "yes") << testing::PrintToString(row);
         EXPECT_TRUE(std::filesystem::is_empty(database));
     }
-    astring path[] = "/nowhere";
     EXPECT_NE(OSVerifyDigitalSignature(nullptr), 0);
     for (int missing = 0; missing < 4; ++missing) {
-        astring* paths[] = {path, path, path, path};
-        paths[missing]   = nullptr;
+        astring path[] = "/nowhere", *paths[] = {path, path, path, path};
+        paths[missing] = nullptr;
         OxaSignatureObject object{nullptr, paths[0], paths[1], paths[2], paths[3], {}};
         EXPECT_NE(OSVerifyDigitalSignature(&object), 0) << missing;
     }

@@ -34,32 +34,31 @@ std::vector<Message> messagesIn(const Bytes& wire)
     return messages;
 }
 
-TEST(Frame, TravelsAsWritten)
+TEST(Frame, TravelsAsWrittenAndADamagedOneIsDropped)
 {
-    const std::pair<Message, Bytes> rows[] = {
-        {{0x01, {0xC0, 0xBF, 0x01}}, {0x01, 0xC0, 0xBF, 0x01, 0x7F, 0xA0}},
-        {{0x02, {0x18, 0x59, 0xA0, 0xA1, 0xAA}}, {0x02, 0x18, 0x59, 0xAA, 0xB0, 0xAA, 0xB1, 0xAA, 0xBA, 0xA2, 0xA0}},
-        {{0xA0, {0x18, 0x01}}, {0xAA, 0xB0, 0x18, 0x01, 0x47, 0xA0}},
-        {{0x46, {0x18, 0x01, 0x01}}, {0x46, 0x18, 0x01, 0x01, 0xAA, 0xB0, 0xA0}},
-        {{0x03, {0xB0, 0xB1, 0xBA}}, {0x03, 0xB0, 0xB1, 0xBA, 0xE2, 0xA0}},
-        {{0x01, Bytes(kMaxFrame - 2)}, encodeMessage({0x01, Bytes(kMaxFrame - 2)})}};
-    for (const auto& [message, wire] : rows) {
+    for (const Row& row : casesOf("frames")) {
+        const Bytes   plain = bytesOf(row[0]), wire = bytesOf(row[1]);
+        const Message message{plain[0], {plain.begin() + 1, plain.end()}};
         EXPECT_EQ(encodeMessage(message), wire);
         ASSERT_EQ(messagesIn(wire).size(), 1U);
         EXPECT_EQ(messagesIn(wire)[0].bytes, message.bytes);
     }
+    EXPECT_EQ(messagesIn(encodeMessage({1, Bytes(kMaxFrame - 2)})).size(), 1U);
+    EXPECT_EQ(messagesIn(encodeMessage({1, Bytes(kMaxFrame)})).size(), 0U);
     EXPECT_EQ(encodeCommand({0x08, 0xAA}), (Bytes{0x08, 0xAA, 0xBA, 0xA1}));
-}
-
-TEST(Frame, ThatIsDamagedIsDroppedAndTheNextOneArrives)
-{
-    for (Bytes wire : {Bytes{0x01, 0xC0, 0xBF, 0x01, 0x7E, 0xA0}, Bytes{0xA0}, Bytes{0x01, 0x02, 0xFD, 0xA0},
-                       Bytes{0x01, 0xC0, 0xBF, 0x01, 0x7F, 0xAA, 0xA0}, Bytes{0x01, 0xC0, 0xAA, 0xAA, 0xB0, 0x9F, 0xA0},
-                       Bytes{0x01, 0xC0, 0xBF, 0x01, 0x7F, 0xA1}, encodeMessage({1, Bytes(kMaxFrame)})}) {
+    for (const Row& row : casesOf("damaged frames")) {
+        Bytes wire = bytesOf(row[0]);
         append(wire, asText(encodeMessage({7, {0x1C, 0x01, 0x00}})));
-        ASSERT_EQ(messagesIn(wire).size(), 1U);
+        ASSERT_EQ(messagesIn(wire).size(), 1U) << row[0];
         EXPECT_EQ(messagesIn(wire)[0].sequence, 7);
     }
+}
+
+std::string lastProblem()
+{
+    std::array<astring, 512> text{};
+    QVHIPMLastProblem(text.data(), text.size());
+    return text.data();
 }
 
 class Socket : public testing::Test {
@@ -75,26 +74,19 @@ protected:
     const Bytes     reply{0xC4, 0xBF, 0x00, 0x07};
 };
 
-TEST_F(Socket, GreetsAndCarriesARequestOnceThePeerIsThere)
+TEST_F(Socket, GreetsAndTakesItsReplyAlone)
 {
     EXPECT_EQ(ask(), std::nullopt);
-    Peer peer(scratch / "bmc", good);
-    EXPECT_THAT(ask(), Optional(reply));
-    EXPECT_EQ(peer.received(), (Bytes{0xFF, 0x01, 0xA1, 0x08, 0x00, 0xA1, 0x02, 0xC0, 0xBF, 0x01, 0x7E, 0xA0}));
-}
-
-TEST_F(Socket, LeavesEverythingElseThanItsReplyAside)
-{
     Peer peer(scratch / "bmc", [](const Message& m) {
-        Message sequence = replyTo(m, {0x00, 0x01}), command = replyTo(m, {0x00, 0x02}),
-                netFn = replyTo(m, {0x00, 0x03});
+        Message sequence = replyTo(m, {0x00, 0x01}), command = sequence, netFn = sequence;
         ++sequence.sequence, command.bytes[1] = 0x55, netFn.bytes[0] = m.bytes[0];
         Answer answer;
-        for (const Message& other : {sequence, command, netFn, replyTo(m, {}), replyTo(m, {0x00, 0x07})})
-            append(answer.wire, asText(encodeMessage(other)));
+        for (const Message& one : {sequence, command, netFn, replyTo(m, {}), replyTo(m, {0x00, 0x07})})
+            append(answer.wire, asText(encodeMessage(one)));
         return answer;
     });
     EXPECT_THAT(ask(), Optional(reply));
+    EXPECT_EQ(peer.received(), (Bytes{0xFF, 0x01, 0xA1, 0x08, 0x00, 0xA1, 0x02, 0xC0, 0xBF, 0x01, 0x7E, 0xA0}));
 }
 
 TEST_F(Socket, DropsTheReplyThatComesTooLate)
@@ -120,11 +112,11 @@ TEST_F(Socket, ConnectsAnewButRepeatsNothingThatThePeerMayHaveSeen)
     Peer leaving(scratch / "bmc", [](const Message& m) {
         return Answer{m.sequence < 3 ? good(m).wire : Bytes(), true};
     });
-    EXPECT_THAT(ask(), Optional(reply));
-    // Until the peer has left, a request on its way to it is rightly lost.
-    while (::recv(transport.descriptor(), std::array<char, 1>{}.data(), 1, MSG_PEEK | MSG_DONTWAIT) != 0) continue;
-    EXPECT_THAT(ask(), Optional(reply));
-    while (::recv(transport.descriptor(), std::array<char, 1>{}.data(), 1, MSG_PEEK | MSG_DONTWAIT) != 0) continue;
+    for (int answered = 0; answered < 2; ++answered) {
+        EXPECT_THAT(ask(), Optional(reply));
+        // Until the peer has left, a request on its way to it is rightly lost.
+        while (::recv(transport.descriptor(), std::array<char, 1>{}.data(), 1, MSG_PEEK | MSG_DONTWAIT) != 0) continue;
+    }
     EXPECT_EQ(ask(), std::nullopt);
     EXPECT_EQ(leaving.requests(), 3);
 }
@@ -141,29 +133,20 @@ TEST_F(Socket, OfAnotherUserIsNotTheBmc)
     int status = 0;
     ASSERT_TRUE(::waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status));
     EXPECT_EQ(ask(), std::nullopt);
-    std::array<astring, 512> problem{};
-    EXPECT_GT(QVHIPMLastProblem(problem.data(), problem.size()), 0U);
-    EXPECT_EQ(std::string(problem.data()), "connect at " + (scratch / "bmc") + ": Operation not permitted");
+    EXPECT_EQ(lastProblem(), "connect at " + (scratch / "bmc") + ": Operation not permitted");
     ::kill(child, SIGKILL);
     ::waitpid(child, &status, 0);
 }
 
 TEST(SocketOrDevice, ThatIsAbsentIsNamedWithItsErrno)
 {
-    const std::tuple<Endpoint, const char*> rows[] = {
-        {{Endpoint::Kind::unixSocket, "/" + std::string(200, 'x'), {}}, "Cannot assign requested address"},
-        {{Endpoint::Kind::unixSocket, "/dev/null", {}}, "connect at /dev/null: Connection refused"},
-        {{Endpoint::Kind::tcp, "no-number.invalid", "9"}, "Cannot assign requested address"},
-        {{Endpoint::Kind::tcp, "127.0.0.1", "1"}, "connect at 127.0.0.1: Connection refused"},
-        {{Endpoint::Kind::device, "/dev/no-ipmi", {}}, "open at /dev/no-ipmi: No such file or directory"}};
-    for (const auto& [endpoint, problem] : rows) {
+    for (const Row& row : casesOf("absent")) {
+        const Endpoint  endpoint = *parseEndpoint(row[0]);
         SocketTransport socket(endpoint);
         DeviceTransport device(endpoint.place);
         Transport&      way = endpoint.kind == Endpoint::Kind::device ? static_cast<Transport&>(device) : socket;
         EXPECT_EQ(way.exchange({0x18, 0x01}, Clock::now() + kAmple), std::nullopt);
-        std::array<astring, 512> text{};
-        QVHIPMLastProblem(text.data(), text.size());
-        EXPECT_THAT(text.data(), testing::EndsWith(problem));
+        EXPECT_THAT(lastProblem(), testing::EndsWith(row[1]));
     }
 }
 
@@ -278,21 +261,14 @@ TEST(TextTransaction, TravelsInPiecesBothWays)
 
 TEST(TextTransaction, ThatFailsSaysSoAndStops)
 {
-    const std::pair<std::vector<std::optional<Bytes>>, s32> rows[] = {
-        {{std::nullopt}, kNotReached},
-        {{Bytes{0xC3}}, kNotReached},  // a driver's word for a silent BMC
-        {{Bytes{0}, std::nullopt}, kNotReached},
-        {{Bytes{0}, Bytes{0, 0, 0, 0, 0, 1, 0}, std::nullopt}, kNotReached},
-        {{Bytes{0xC9}}, kRefused},
-        {{Bytes{0}, Bytes{0xC1}}, kRefused},
-        {{Bytes{0}, Bytes{0, 0, 0, 0, 0, 1}}, kRefused},
-        {{Bytes{0}, Bytes{0, 0, 0, 0, 0, 0x01, 0x10}}, kRefused},
-        {{Bytes{0}, Bytes{0, 0, 0, 0, 0, 1, 0}, Bytes{0}}, kRefused},
-        {std::vector<std::optional<Bytes>>(5, Bytes{0xC0}), kRefused}};
     std::vector<Bytes> asked;
-    for (const auto& [replies, result] : rows) {
-        EXPECT_EQ(runScript(replies, "hi", asked).result, result);
-        EXPECT_EQ(asked.size(), replies.size());
+    for (const Row& row : casesOf("failing transactions")) {
+        std::vector<std::optional<Bytes>> replies;
+        std::istringstream                cells(row[0]);
+        for (std::string cell; std::getline(cells >> std::ws, cell, ',');)
+            replies.push_back(cell == "-" ? std::nullopt : std::optional(bytesOf(cell)));
+        EXPECT_EQ(runScript(replies, "hi", asked).result, std::stoi(row[1])) << row[0];
+        EXPECT_EQ(asked.size(), replies.size()) << row[0];
     }
     EXPECT_EQ(runScript({}, std::string(vmwire::kMaxText + 1, 'x'), asked).result, kInvalidArgument);
     EXPECT_EQ(runScript({Bytes{0}}, "hi", asked, Clock::duration::zero()).result, kNotReached)
