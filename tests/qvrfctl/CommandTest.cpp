@@ -85,47 +85,10 @@ TEST_F(Users, CanBeAddedWithoutRedfishWithAWarning)
     EXPECT_FALSE(has(tool(split("user delete svc --no-check")).err, "warning"));
 }
 
-constexpr char kWrong[] = R"(
-                                             | a command is missing
-frob                                         | unknown command 'frob'
-sesion                                       | did you mean 'session'?
-user ad x                                    | did you mean 'add'?
-session --privilage op                       | did you mean '--privilege'?
-user                                         | see 'qvrfctl help user'
-get                                          | PATH
-get redfish/v1                               | does not begin with '/'
-get /café                                    | percent-encoded
-patch /redfish/v1                            | --data
-post /redfish/v1 -d {'a':1}                  | the body is not JSON
-post /redfish/v1 -d @/                       | cannot read the body from /
-get /a -i -o x                               | excludes
-upload /a --file /dev/null                   | --metadata
-upload /a --file /dev/null --metadata {a}    | the metadata is not JSON
-upload /a --file /nowhere/f --metadata {}    | cannot upload /nowhere/f: No such file
-upload /a --file / --metadata {}             | Is a directory
-upload /a --file /dev/null --metadata {}     | it is not a file
-events /a --count 0                          | --count
-events /a --timeout -1                       | --timeout
-session --address 127.0.0.1 --port 44300     | more than four digits
-session --address 127.0.0.1 --port https     | not a number
-session --address 300.1.1.1                  | not an IP address
-session --address 127.0.0.1:443              | not an IPv6 address
-session --address fe80::1%a/b                | zone
-session --address 2001:db81:aaaa:bbbb:cccc:dddd:eeee:ffff | too long
-session --port 443                           | --port needs --address
-session --address ::1 --generation old       | --generation old
-session --generation next                    | next
-session --privilege admin                    | admin
-session --user abcdefghijklmnopqrstuvw       | not a user name
-user add x                                   | --privilege
-user add a;b --privilege ro                  | not a user name
-user add root --privilege ro                 | BMC's own user
-)";
-
 /** Without any BMC: nothing may be tried before the command line is found good. */
 TEST(CommandLine, ThatIsWrongIsRefusedWithAdviceBeforeAnythingIsSent)
 {
-    for (const Words& row : rowsOf(kWrong)) {
+    for (const Words& row : casesOf("wrong command lines")) {
         Words command = split(row[0]);
         command.insert(command.begin(), QVRFCTL_PROGRAM);
         const Outcome outcome = run(command, {{{"QVPLATFORM_CONFIG", "/dev/null"}}, {}, {}});

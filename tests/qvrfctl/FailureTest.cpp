@@ -3,32 +3,9 @@
 
 namespace {
 
-// generation | what goes wrong | the command that meets it | its exit status | what it says
-constexpr char kFailures[] = R"(
-old | cut 10 GET /redfish 1       | get /redfish/v1       | 1 | BMC failed (Server returned nothing
-old | ipmi-cc 30 BF C0            | session               | 3 | OXA_BMC_CMD_GET_FW_ERROR
-old | ipmi-cc 30 BF C3            | discover              | 3 | does not answer over IPMI
-old | ipmi-cc 30 BF C3            | user delete x         | 3 | does not answer over IPMI
-old | set usbnic.hash off         | session               | 3 | OXA_BMC_CMD_NO_IPADDRESS
-old | session-limit 0             | get /redfish/v1       | 4 | login with HTTP 503 Service Unavailable
-new | session-limit 0             | get /redfish/v1       | 4 | advice: close sessions that are no longer needed
-new | status 401 POST /redfish    | session               | 4 | login with HTTP 401 Unauthorized
-new | status 401 POST /redfish    | session -v            | 4 | library: OSCreateRedfishSession: HTTP Response code = 401
-old | generation new              | session               | 4 | --generation auto finds it
-new | raw hello POST /redfish     | session               | 4 | the login was not answered: 
-new | stats                       | session --address 127.0.0.1 --port 1 | 4 | answered: Couldn't connect to server
-new | set port 44300              | session               | 1 | more than four digits
-new | status 401 GET /redfish     | get /redfish/v1       | 4 | QVRFUTIL_SESSION_FAILURE
-old | stats                       | get /redfish/v1/nope  | 5 | HTTP 404 Not Found: There is no resource
-old | stats                       | delete /redfish/v1/Systems | 5 | HTTP 405 Method Not Allowed
-old | status 500 GET /redfish     | get /redfish/v1       | 5 | HTTP 500
-old | stats                       | get /a -o /nowhere/f  | 6 | cannot write /nowhere/f
-old | stats                       | get /a -o /           | 6 | Is a directory
-)";
-
 TEST(Failures, NameTheirCauseHaveTheirExitStatusAndLeaveNoSession)
 {
-    for (const Words& row : rowsOf(kFailures)) {
+    for (const Words& row : casesOf("failures")) {
         const Bench bench(row[0]);
         bench.control(split(row[1]));
         const Outcome outcome = bench.tool(split(row[2]));
@@ -96,24 +73,9 @@ TEST_F(Output, StaysSmallHoweverDeepTheJsonIs)
         }
 }
 
-// generation asked for | what is broken | the first step that fails | what it says
-constexpr char kBroken[] = R"(
-new | stats                                 | 0  | 27 session             ok
-old | stats                                 | 25 | generation          failed   new, and not old
-new | ipmi-cc 30 BF C3                      | 16 | the BMC does not answer over IPMI
-new | set usbnic.ipv4 169.254.9.9           | 17 | off (mode 0)
-new | set port 1                            | 22 | Couldn't connect to server
-new | set usbnic.hash off                   | 17 | the BMC tells no address
-new | cut 0 GET /redfish                    | 24 | service root        failed
-new | status 503 GET /redfish               | 24 | HTTP 503 Service Unavailable
-new | raw hello GET /redfish                | 24 | service root        failed
-new | status 401 POST /redfish              | 27 | login with HTTP 401 Unauthorized
-new | session-limit 0                       | 27 | login with HTTP 503 Service Unavailable
-)";
-
 TEST(Doctor, FindsTheFirstStepThatFailsAndSaysWhatToDo)
 {
-    for (const Words& row : rowsOf(kBroken)) {
+    for (const Words& row : casesOf("doctor")) {
         Bench bench("new");
         bench.generation = row[0];
         bench.control(split(row[1]));

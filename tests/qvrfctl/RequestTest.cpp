@@ -28,15 +28,14 @@ INSTANTIATE_TEST_SUITE_P(Generations, Requests, testing::Values("new", "old"), g
 TEST_P(Requests, CarryOutEveryMethodWithBodiesFromEverywhereAndAreSentOnceMoreAfterA401)
 {
     writeFile(file, "[1]");
-    for (const Words& row :
-         rowsOf("GET|get|\nDELETE|delete|\nPOST|post|{}\nPOST|post -d [1]|[1]\nPATCH|patch -d -|[1]"))
+    for (const Words& row : casesOf("methods"))
         for (const char* fault : {"stats", "status 401"}) {
             const bool renewed = fault != std::string("stats");
             if (renewed) control({"status", "401", row[0], "/test", "1"});
             const Outcome outcome = tool(split(row[1] + " /test/echo --json -v"), {{}, "[1]", {}});
             const Json    json    = Json::parse(outcome.out, nullptr, false);
             EXPECT_EQ(json["body"]["method"], row[0]) << outcome.err;
-            EXPECT_EQ(json["body"]["body"], row.size() > 2 ? row[2] : "");
+            EXPECT_EQ(json["body"]["body"], row[2]);
             EXPECT_EQ(json["sessionRenewed"], renewed);
             EXPECT_EQ(has(outcome.err, "had ended the session"), renewed);
             for (const Json& header : json["body"]["headers"])
@@ -65,13 +64,10 @@ TEST_P(Requests, ShowAnswersOfAnySizeAsTheyAreWithTheirHeaders)
 
 TEST_P(Requests, UploadFilesWhole)
 {
-    const std::string vectors =
-        "3|abc|ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad\n0||"
-        "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
-    for (const Words& row : rowsOf(vectors)) {
-        writeFile(file, row[1]);
+    for (const Words& row : casesOf("uploads")) {
+        writeFile(file, row[0]);
         const Json answer = document({"upload", kUpload, "--file", file, "--metadata", R"({"Targets":[]})"});
-        EXPECT_EQ(answer["body"]["SHA256"], row[2]);
+        EXPECT_EQ(answer["body"]["SHA256"], row[1]);
         EXPECT_EQ(answer["body"]["FileName"], "support log.zip");
         EXPECT_EQ(answer["body"]["Metadata"].dump(), R"({"Targets":[]})");
     }
@@ -124,16 +120,9 @@ TEST_P(Requests, FollowEventsHoweverTheyTravel)
     EXPECT_EQ(json->wait().out, "{\"event\":null,\"id\":\"7\",\"data\":{\"a\":[1]}}\n");
 }
 
-// What ends a stream, or is none | exit status | what it says
-constexpr char kEnds[] = R"(
-stream-break               | 8 | QVRFUTIL_EVENT_STREAM_BROKEN
-stream-end                 | 8 | the BMC ended the event stream /redfish/v1/SSE after 1 event
-SIGTERM                    | 143 | interrupted
-)";
-
 TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
 {
-    for (const Words& row : rowsOf(kEnds)) {
+    for (const Words& row : casesOf("ends of a stream")) {
         const auto child = follower("/redfish/v1/SSE");
         control({"event", "Last"});
         EXPECT_TRUE(comesTrue([&] { return has(child->out(), "\"Last\"}]}\n"); })) << "an event stays in a buffer";

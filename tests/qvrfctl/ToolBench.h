@@ -13,6 +13,7 @@
 #include <sstream>
 #include <thread>
 
+#include "Cases.h"
 #include "Child.h"
 
 using Json = nlohmann::json;
@@ -37,20 +38,9 @@ inline Words split(const std::string& line)
     std::istringstream words(line);
     return {std::istream_iterator<std::string>(words), {}};
 }
-/** The cells of a table's lines, "|" between them, without the blanks around them. */
-inline std::vector<Words> rowsOf(const std::string& table)
+inline std::vector<cases::Row> casesOf(const std::string& section)
 {
-    std::vector<Words> rows;
-    std::istringstream lines(table);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream cells(line);
-        if (!line.empty()) rows.emplace_back();
-        for (std::string cell; std::getline(cells, cell, '|');) {
-            const auto first = std::min(cell.find_first_not_of(' '), cell.size());
-            rows.back().push_back(cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-        }
-    }
-    return rows;
+    return cases::rowsOf(CASES, section);
 }
 
 template <class Condition>
