@@ -39,19 +39,6 @@ void OnTheLink::SetUp()
     if (!reason.empty()) GTEST_SKIP() << reason;
 }
 
-Bytes fromHex(const std::string& text)
-{
-    Bytes       bytes;
-    std::string digits;
-    for (const char c : text) {
-        if (c != ' ') digits += c;
-        if (digits.size() < 2) continue;
-        bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits, nullptr, 16)));
-        digits.clear();
-    }
-    return bytes;
-}
-
 void run(const std::string& command)
 {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;

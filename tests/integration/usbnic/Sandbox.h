@@ -12,9 +12,6 @@
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** Bytes written as hexadecimal digits, blanks between them at will. */
-Bytes fromHex(const std::string& text);
-
 /** Runs a command line for the test's set-up; a failure fails the test. */
 void run(const std::string& command);
 

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Cases.h"
 #include "OxaAutoUpdateLinux.h"
 #include "Sandbox.h"
 #include "osprivlege.h"
@@ -28,7 +29,7 @@ bool                  g_wakened;       // the next pause ends a second early
 std::function<void()> g_meanwhile;     // happens during the wait for the carrier
 
 const Bytes kReply =
-    fromHex("02005e100001 02005e100002 0806 0001 0800 06 04 0002 02005e100002 a9fe0001 02005e100001 a9fe0002");
+    cases::bytesOf("02005e100001 02005e100002 0806 0001 0800 06 04 0002 02005e100002 a9fe0001 02005e100001 a9fe0002");
 
 /** The BMC at the far end, whose turn is the library's wait: keeps every ARP frame, and answers while it has answers.
  */
@@ -121,8 +122,8 @@ void expectLogged(const std::string& line)
 /** The request for 169.254.0.1 as it travels. @param sender  the host's address, hexadecimal */
 Bytes requestFrom(const std::string& sender)
 {
-    return fromHex("ffffffffffff 02005e100001 0806 0001 0800 06 04 0001 02005e100001" + sender +
-                   "02005e100001 a9fe0001");
+    return cases::bytesOf("ffffffffffff 02005e100001 0806 0001 0800 06 04 0001 02005e100001" + sender +
+                          "02005e100001 a9fe0001");
 }
 
 u8 probe(unsigned requests = 1, std::string name = "usb0", std::string bmc = "169.254.0.1")
@@ -130,44 +131,28 @@ u8 probe(unsigned requests = 1, std::string name = "usb0", std::string bmc = "16
     return OSSendARPProbeToTorvo(name.data(), requests, 7, bmc.data());
 }
 
-TEST_F(UsbNic, ProbeFindsOrGivesTheHostsAddress)
+TEST_F(UsbNic, ProbeFindsOrGivesTheHostsAddressBesideTheBmcs)
 {
-    const struct {
-        const char *setUp, *sender, *after, *line;
-    } rows[] = {
-        {"true", "a9fe0002", "169.254.0.2 ", "OSSendARPProbeToTorvo: interface usb0 status is now UP\n"},
-        {"ip addr add 169.254.0.77/16 dev usb0", "a9fe004d", "169.254.0.77 ", "IP4Addr: exit, retcode=1\n"},
-        {"ip addr add 169.254.0.1/16 dev usb0", "a9fe0002", "169.254.0.2 ", "recevied and OS ip configured is same.\n"},
-        {"ip addr add 169.254.0.10/16 dev usb0", "a9fe0002", "169.254.0.2 ", "APMUpdateAutoconnectFeature() failed\n"},
-        {"ip addr add 10.1.2.3/8 dev usb0 label usb0:1", "a9fe0002", "169.254.0.2 ", "..d_ip= 169.254.0.2\n"},
-        {"for i in $(seq 25); do ip addr add 10.9.0.$i/32 dev lo; done; ip addr add 10.1.2.3/8 dev usb0", "0a010203",
-         "10.1.2.3 ", "OSGetUSBNICInterfaceIP4Addr: usb0: 10.1.2.3\n"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.setUp);
+    for (const cases::Row& row : cases::rowsOf(CASES, "probes")) {
+        SCOPED_TRACE(row[0]);
         const Link link;
-        run(row.setUp);
+        run(row[0]);
         Bmc bmc({kReply});
         EXPECT_EQ(probe(), 0);
-        EXPECT_EQ(bmc.heard, std::vector<Bytes>{requestFrom(row.sender)});
-        EXPECT_EQ(ipv4Of("usb0"), row.after);
+        EXPECT_EQ(bmc.heard, std::vector<Bytes>{requestFrom(row[1])});
+        EXPECT_EQ(ipv4Of("usb0"), row[2]);
         EXPECT_EQ(flagsOf("usb0") & (IFF_UP | IFF_RUNNING), unsigned{IFF_UP | IFF_RUNNING});
-        expectLogged(row.line);
+        expectLogged(row[3]);
     }
-}
-
-TEST_F(UsbNic, ProbeTakesTheAddressBesideTheBmcs)
-{
     const Link link;
-    for (const auto& [bmc, host] :
-         {std::pair{"0", "1"}, {"1", "2"}, {"2", "5"}, {"3", "4"}, {"253", "254"}, {"254", "253"}, {"255", "254"}}) {
+    for (const cases::Row& row : cases::rowsOf(CASES, "neighbours")) {
         run("ip addr flush dev usb0");
-        EXPECT_EQ(probe(1, "usb0", std::string("169.254.7.") + bmc), 1);
-        EXPECT_EQ(ipv4Of("usb0"), std::string("169.254.7.") + host + ' ');
+        EXPECT_EQ(probe(1, "usb0", "169.254.7." + row[0]), 1);
+        EXPECT_EQ(ipv4Of("usb0"), "169.254.7." + row[1] + ' ');
     }
 }
 
-TEST_F(UsbNic, ProbeSleepsBetweenRequestsOnlyAndSleepsThrough)
+TEST_F(UsbNic, ProbeSleepsBetweenRequestsOnlySleepsThroughAndEndsWithTheFirstThatNobodyAnswers)
 {
     const Link link;
     Bmc        bmc(std::vector<Bytes>(5, kReply));
@@ -176,6 +161,8 @@ TEST_F(UsbNic, ProbeSleepsBetweenRequestsOnlyAndSleepsThrough)
     EXPECT_EQ(bmc.heard, std::vector<Bytes>(5, requestFrom("a9fe0002")));
     EXPECT_EQ(g_pauses, (std::vector<unsigned>{7, 1, 7, 7, 7}));
     EXPECT_FALSE(g_inheritable);
+    EXPECT_EQ(probe(5), 1);
+    EXPECT_EQ(bmc.heard.size(), 6U);
 }
 
 TEST_F(UsbNic, ProbeIsAnsweredByWhateverArrives)
@@ -200,14 +187,6 @@ TEST_F(UsbNic, ProbeIsAnsweredByWhateverArrives)
         EXPECT_EQ(probe(), row.result) << row.line;
         expectLogged(row.line);
     }
-}
-
-TEST_F(UsbNic, ProbeEndsWithTheFirstRequestThatNobodyAnswers)
-{
-    const Link link;
-    Bmc        bmc({kReply});
-    EXPECT_EQ(probe(5), 1);
-    EXPECT_EQ(bmc.heard.size(), 2U);
 }
 
 TEST_F(UsbNic, ProbePassesAWaitThatFailsOver)
@@ -288,33 +267,15 @@ TEST_F(UsbNic, FlagsReplaceWhatWasThere)
 
 TEST_F(UsbNic, AddressesAreJudgedByTheHostsList)
 {
-    const std::string bare = "ip link set usb0 addrgenmode none up";
-    const std::string ipv4 = "ip addr add 10.0.0.1/8 dev usb0";
-    const struct {
-        std::string setUp;
-        const char* asked;
-        booln       version;
-        s32         usable, routable;
-        const char* line;
-    } rows[] = {
-        {bare, "usb0", 0, -1, -1, "LXcheckHostIPVersion: Exit.\n"},
-        {bare + " && " + ipv4, "usb0", 0, 0, 0, "LXcheckHostIPVersion: Interface usb0 configured IPV4\n"},
-        {bare + " && " + ipv4, "us", 0, 0, 0, "LXcheckIFIPConfigured: Interface usb0 configured IPV4\n"},
-        {bare + " && " + ipv4, "usb0:1", 0, -1, -1, ""},
-        {ipv4, "usb0", 0, -1, -1, "LXcheckHostIPVersion: Interface is Down\n"},
-        {bare + " && ip addr add fe80::5/64 dev usb0 nodad", "usb0", 1, 0, -1,
-         "LXcheckIFIPConfigured: Interface  usb0 configured with IPV6\n"},
-        {bare + " && ip addr add fd00::5/64 dev usb0 nodad", "usb0", 1, -1, 0,
-         "LXcheckHostIPVersion: not a link local address\n"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.setUp);
+    for (const cases::Row& row : cases::rowsOf(CASES, "addresses")) {
+        SCOPED_TRACE(row[0]);
         const Link  link;
-        std::string asked = row.asked;
-        run(row.setUp);
-        EXPECT_EQ(LXcheckHostIPVersion(asked.data(), row.version), row.usable);
-        EXPECT_EQ(LXcheckIFIPConfigured(asked.data(), row.version), row.routable);
-        expectLogged(row.line);
+        std::string asked = row[1];
+        const booln ipv6  = row[2] == "1";
+        run(row[0]);
+        EXPECT_EQ(std::to_string(LXcheckHostIPVersion(asked.data(), ipv6)), row[3]);
+        EXPECT_EQ(std::to_string(LXcheckIFIPConfigured(asked.data(), ipv6)), row[4]);
+        expectLogged(row[5]);
     }
 }
 
@@ -423,13 +384,6 @@ TEST_F(Sysfs, UsbNicIsFoundAmongOthers)
     expectLogged("[AUFPI]getUSBNICInterfaceName: cannot open /sys/class/net/: No such file or directory\n");
 }
 
-TEST_F(Sysfs, FirstOfTwoInTheDirectoryCounts)
-{
-    for (const char* name : {"usb5", "usb4", "usb6"}) has(name, "7a3e/c051");
-    EXPECT_EQ(find(), 0);
-    EXPECT_EQ(name_, std::filesystem::directory_iterator("/sys/class/net")->path().filename().string());
-}
-
 TEST_F(Sysfs, NamesThatDoNotFitArriveEmptyAndNoneIsACommand)
 {
     for (const std::size_t length : {15, 63, 64, 255}) {
@@ -444,6 +398,14 @@ TEST_F(Sysfs, NamesThatDoNotFitArriveEmptyAndNoneIsACommand)
     has("long0", "", "usb/" + std::string(4000, 'x'));
     EXPECT_EQ(find(), 1);
     EXPECT_FALSE(std::filesystem::exists("pwned"));
+    for (const char* name : {"usb5", "usb4", "usb6"}) has(name, "7a3e/c051");
+    EXPECT_EQ(find(), 0);
+    const std::string found = name_;
+    for (const auto& first : std::filesystem::directory_iterator("/sys/class/net"))
+        if (first.path().filename().string().rfind("usb", 0) == 0) {
+            EXPECT_EQ(found, first.path().filename()) << "the first in the directory";
+            break;
+        }
 }
 
 }  // namespace
