@@ -10,7 +10,6 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <map>
 #include <stdexcept>
 #include <thread>
 
@@ -123,20 +122,20 @@ public:
 private:
     Bytes answer(const Bytes& request)
     {
-        std::string& text   = texts_[request.at(2)];
-        Bytes        result = {vmwire::kCompletionOk};
-        if (request[1] == vmwire::kOemWrite) text.append(request.begin() + 8, request.end());
-        if (request[1] == vmwire::kOemRead) qvplatform::append(result, text);  // no reply here is longer than a piece
+        Bytes result = {vmwire::kCompletionOk};
+        if (request[1] == vmwire::kOemWrite) text_.append(request.begin() + 8, request.end());
+        if (request[1] == vmwire::kOemRead)
+            qvplatform::append(result, std::exchange(text_, {}));  // no reply here is longer than a piece
         if (request[1] != vmwire::kOemRun) return result;
-        const auto [status, reply] = verbs_(static_cast<vmwire::Verb>(request[6]), text);
+        const auto [status, reply] = verbs_(static_cast<vmwire::Verb>(request[6]), text_);
         for (int i = 0; i < 4; ++i) result.push_back(static_cast<u8>(static_cast<u32>(status) >> (8 * i)));
         result.insert(result.end(), {static_cast<u8>(reply.size()), 0});
-        text = reply;
+        text_ = reply;
         return result;
     }
 
-    Verbs                      verbs_;
-    std::map<u32, std::string> texts_;
+    Verbs       verbs_;
+    std::string text_;  // of the one transaction at a time
 };
 
 #endif
