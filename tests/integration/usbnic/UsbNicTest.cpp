@@ -94,10 +94,12 @@ extern "C" int select(int end, fd_set*, fd_set*, fd_set*, timeval* limit)
     return -1;
 }
 
-// Looking for the carrier again at once: only the BMC's end takes its time here, and it is this program's.
-extern "C" int nanosleep(const timespec*, timespec*)
+// Looking for the carrier again at once, but for one that came late: the far end's kernel then takes its moment.
+extern "C" int nanosleep(const timespec* pause, timespec*)
 {
-    if (const auto meanwhile = std::exchange(g_meanwhile, nullptr)) meanwhile();
+    static bool cameLate = false;
+    if (cameLate) return ::clock_nanosleep(CLOCK_MONOTONIC, 0, pause, nullptr);
+    if (const auto meanwhile = std::exchange(g_meanwhile, nullptr)) meanwhile(), cameLate = true;
     return 0;
 }
 
