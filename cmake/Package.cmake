@@ -7,6 +7,8 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/packaging/copyright)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PackageFiles.cmake)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -34,18 +36,18 @@ if(QVRFUTIL_PLATFORM STREQUAL "reference")
   set(platform platform)
 endif()
 package_component(runtime libqvrfutil1 libqvrfutil1 "access to a server's BMC over Redfish and IPMI"
-  "The library with which a management agent reaches the Torvo BMC: discovery, sessions\nwithout a password, requests, \
-event streams, uploads, and updates of the agent." ${platform})
+  "The library with which a management agent reaches the Torvo BMC: discovery,\nsessions without a password, requests, \
+event streams, uploads, and updates\nof the agent." ${platform})
 package_component(platform qvrfutil-platform qvrfutil-platform "open platform libraries for libqvrfutil"
-  "Support services, BMC access through /dev/ipmi0 or a simulator, and cryptography, where\nno maker's platform \
+  "Support services, BMC access through /dev/ipmi0 or a simulator, and\ncryptography, where no maker's platform \
 libraries are installed.")
 package_component(development libqvrfutil-dev libqvrfutil-devel "headers of libqvrfutil"
-  "Public headers, and what pkg-config and CMake need to compile against libqvrfutil." runtime ${platform})
+  "Public headers, and what pkg-config and CMake need to compile against\nlibqvrfutil." runtime ${platform})
 package_component(tools qvrfutil-tools qvrfutil-tools "command-line tools for a server's BMC"
-  "qvrfctl talks Redfish to the BMC, qvoxa-sync updates the agent from the BMC's package;\na systemd timer for the \
+  "qvrfctl talks Redfish to the BMC, qvoxa-sync updates the agent from the BMC's\npackage; a systemd timer for the \
 latter is there and disabled." runtime)
 package_component(simulator torvosim torvosim "simulated Torvo BMC"
-  "Serves what the BMC of a server serves: Redfish, IPMI, users, event streams, update\npackages; for development and \
+  "Serves what the BMC of a server serves: Redfish, IPMI, users, event streams,\nupdate packages; for development and \
 tests without a server.")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -54,6 +56,9 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+foreach(key RUNTIME PLATFORM)
+  set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -18,6 +18,4 @@ foreach(component IN LISTS components)
   foreach(page IN LISTS pages ITEMS ${documents}/changelog)
     execute_process(COMMAND ${gzip} -9nf ${page} COMMAND_ERROR_IS_FATAL ANY)
   endforeach()
-  file(CHMOD_RECURSE ${component}/usr DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endforeach()
