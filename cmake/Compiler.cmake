@@ -32,10 +32,12 @@ set(CMAKE_C_FLAGS_DEBUG "-Og -g")
 if(QVRFUTIL_SANITIZE)
   add_compile_options(-fsanitize=${QVRFUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QVRFUTIL_SANITIZE})
+  set(sanitize "-fsanitize=${QVRFUTIL_SANITIZE}")  # for programs that tests build outside this list
   if(CMAKE_C_COMPILER_ID MATCHES "Clang" AND QVRFUTIL_SANITIZE MATCHES "undefined")
     # A program in C still carries the checks of the C++ library that it links.
     add_link_options($<$<LINK_LANGUAGE:C>:-fsanitize-link-c++-runtime>)
     link_libraries($<$<LINK_LANGUAGE:C>:stdc++>)
+    string(APPEND sanitize " -fsanitize-link-c++-runtime -lstdc++")
   endif()
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   include(CheckPIESupported)

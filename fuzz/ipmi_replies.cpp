@@ -38,16 +38,27 @@ extern "C" s32 QVHIPMVorskCmdPassthru(const astring*, const astring*, u32, astri
     return g_answers.byte() % 4 == 1;
 }
 /** Reads every argument, as a log at its highest level does. */
-extern "C" s32 __SysDbgPrint4(const astring* format, ...)
+static s32 formatted(const astring* format, va_list arguments)
 {
     static char line[8192];
-    va_list     arguments;
+    return std::vsnprintf(line, sizeof line, format, arguments);
+}
+extern "C" s32 __SysDbgPrint3(const astring* format, ...)
+{
+    va_list arguments;
     va_start(arguments, format);
-    const s32 length = std::vsnprintf(line, sizeof line, format, arguments);
+    const s32 length = formatted(format, arguments);
     va_end(arguments);
     return length;
 }
-extern "C" s32 __SysDbgPrint3(const astring* format, ...) __attribute__((alias("__SysDbgPrint4"), nothrow));
+extern "C" s32 __SysDbgPrint4(const astring* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const s32 length = formatted(format, arguments);
+    va_end(arguments);
+    return length;
+}
 
 FUZZ(ipmi_replies)
 {

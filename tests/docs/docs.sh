@@ -62,7 +62,8 @@ sessions() {
         # The build is there already; whatever runs in the background ends with the shell.
         { echo "trap 'jobs -p | xargs -r kill' EXIT; cmake() { [[ \$1 != --preset && \$2 != --preset ]] || return 0; command cmake \"\$@\"; }"
             cat "${found[@]}"; } >"$work/session"
-        (cd "$work/home" && HOME=$work/home PATH=$BUILD/bin:$PATH CFLAGS=${SANITIZE-} bash -euxo pipefail "$work/session") \
+        mkdir -p "$work/bin" && ln -sf "$(command -v "$CC")" "$work/bin/cc" && ln -sf "$(command -v "$CXX")" "$work/bin/c++"
+        (cd "$work/home" && HOME=$work/home PATH=$work/bin:$BUILD/bin:$PATH CFLAGS=${SANITIZE-} bash -euxo pipefail "$work/session") \
             >"$work/log" 2>&1 || { cat "$work/log"; wrong "$document: a command failed"; }
     done
 }

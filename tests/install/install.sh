@@ -35,7 +35,8 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 [[ $("$PKG_CONFIG" --modversion qvrfutil) == 1.0.0 ]] || fail "pkg-config's version"
 unresolved=()
 [[ $PLATFORM == reference ]] || unresolved=(-Wl,--unresolved-symbols=ignore-all)
-flags=(-Wall -Wextra -Wpedantic -Werror ${SANITIZE:+"$SANITIZE"} "${unresolved[@]}")
+read -ra sanitizers <<<"${SANITIZE-}"
+flags=(-Wall -Wextra -Wpedantic -Werror "${sanitizers[@]}" "${unresolved[@]}")
 read -ra found <<<"$("$PKG_CONFIG" --cflags --libs qvrfutil)"
 "$CC" -std=c11 "${flags[@]}" "$here/agent.c" -o "$scratch/agent-c" "${found[@]}"
 "$CXX" -std=c++17 -x c++ "${flags[@]}" "$here/agent.c" -x none -o "$scratch/agent-cpp" "${found[@]}"

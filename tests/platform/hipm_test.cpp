@@ -168,7 +168,7 @@ TEST_F(Text, UserDatabaseAndKsLogGoTheirWay)
     EXPECT_EQ(asked, std::string("5 OXA0034\0001.0\000\000", 15));
     EXPECT_EQ(BMCUserGetUserPresence("") + BMCUserGetUserPresence(nullptr), 0U);
     status = 0;
-    for (const auto& [count, list] : {std::pair<int, astring**>{2, missing}, {1, nullptr}, {1, &big}})
+    for (const auto& [count, list] : {std::pair<u32, astring**>{2, missing}, {1, nullptr}, {1, &big}})
         EXPECT_NE(SMHOSMIExportLogKSL("OXA0034", count, list), 0);
 }
 

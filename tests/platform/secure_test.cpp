@@ -38,7 +38,7 @@ std::string decrypted(const astring* key, const astring* text)
 
 TEST(TokenCipher, GivesTheTextBackAndFitsTheRecord)
 {
-    for (const std::size_t length : {0, 1, 15, 16, 17, 32, 63, 64}) {
+    for (const std::size_t length : {0U, 1U, 15U, 16U, 17U, 32U, 63U, 64U}) {
         const std::string text(length, 't');
         const Encrypted   one(text), two(text);
         ASSERT_EQ(one.status + two.status, 0);

@@ -257,6 +257,7 @@ TEST_F(Engine, StandaloneCopyIsSetUpAndUndone)
         const fs::path place = fs::path(bench) / "cwd" / name;
         fs::create_directories(place);
         fs::current_path(place);
+        SMFreeMem(pExecutionDirectory);  // the caller's, and each call takes a new one
         EXPECT_EQ(SetExecutionDirectory(Path("./program")), 0);
         EXPECT_EQ(CheckStandaloneAutoUpdate(), 0);
         EXPECT_EQ(readFile(".qvoxareg.cfg"), "suptlib.vardatapath=" + place.string() + '\n') << name;

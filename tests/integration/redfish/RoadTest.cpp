@@ -42,7 +42,8 @@ TEST_F(DeskBmc, AGeneratedPasswordIsTheAccounts)
     SMFreeMem(password);
     std::string name = "guest";
     EXPECT_EQ(OXADeleteTorvoUser(name.data()), 0);
-    for (const auto& user : control("users").at("users")) EXPECT_NE(user.at("username"), "guest");
+    const auto users = control("users").at("users");  // outlives the loop over it
+    for (const auto& user : users) EXPECT_NE(user.at("username"), "guest");
 }
 
 TEST_F(DeskBmc, AnUploadOfMegabytesArrivesWhole)

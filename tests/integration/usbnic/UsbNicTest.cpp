@@ -388,7 +388,7 @@ TEST_F(Sysfs, UsbNicIsFoundAmongOthers)
 
 TEST_F(Sysfs, NamesThatDoNotFitArriveEmptyAndNoneIsACommand)
 {
-    for (const std::size_t length : {15, 63, 64, 255}) {
+    for (const std::size_t length : {15U, 63U, 64U, 255U}) {
         const std::string name(length, 'u');
         has(name, "7a3e/c051");
         EXPECT_EQ(find(), 0) << length;
