@@ -38,7 +38,7 @@ Target targetOf(const Options& options)
         throw wrongUsage("--port needs --address", "without an address, address and port are found over IPMI");
     }
     target.findsGeneration = options.generation == "auto";
-    target.generation = target.endpoint || options.generation == "new" ? Generation::newer : Generation::older;
+    target.generation      = target.endpoint || options.generation == "new" ? Generation::newer : Generation::older;
     checkUserName(options.user);
     return target;
 }

@@ -15,8 +15,8 @@ struct Options {
     std::string address;
     std::string port;
     std::string generation = "auto";
-    std::string user      = "root";
-    std::string privilege = "root";
+    std::string user       = "root";
+    std::string privilege  = "root";
     OutputStyle style;
 };
 
@@ -29,7 +29,7 @@ void declareOptions(CLI::App& app, Options& options);
 struct Target {
     Generation              generation      = Generation::older;
     bool                    findsGeneration = false;  ///< nobody named it: the BMC's service root has the last word
-    std::optional<Endpoint> endpoint;  ///< nothing: found over IPMI
+    std::optional<Endpoint> endpoint;                 ///< nothing: found over IPMI
 };
 /** @throws Failure when the options contradict each other */
 Target targetOf(const Options& options);
