@@ -271,19 +271,33 @@ int __wrap_puts(const char* text)
     return 1;
 }
 
-int __real_vprintf(const char* format, va_list arguments);
-int __wrap_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
-int __wrap_printf(const char* format, ...)
+static int printed(const char* format, va_list arguments)
 {
-    char    text[4096];
-    va_list arguments;
-    va_start(arguments, format);
+    char      text[4096];
     const int length = std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
     if (counting())
         note("prints ", text);
     else
         std::fputs(text, stdout);
+    return length;
+}
+int __wrap_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+int __wrap_printf(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = printed(format, arguments);
+    va_end(arguments);
+    return length;
+}
+// What printf is called in a fortified build.
+int __wrap___printf_chk(int, const char* format, ...) __attribute__((format(printf, 2, 3)));
+int __wrap___printf_chk(int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = printed(format, arguments);
+    va_end(arguments);
     return length;
 }
 

@@ -10,7 +10,7 @@ namespace qvrf {
 namespace {
 
 /** As much of a body that nobody reads as its trace lines may count: more than any session resource has. */
-constexpr std::size_t kMostUnread = 64 * 1024;
+constexpr std::size_t kMostUnread = std::size_t{64} * 1024;
 
 thread_local Received* t_newest = nullptr;
 

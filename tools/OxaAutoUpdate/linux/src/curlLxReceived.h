@@ -12,7 +12,7 @@
 namespace qvrf {
 
 /** Status lines, header lines and trailers of one answer: the largest real ones have a few kilobytes. */
-constexpr std::size_t kMostHead = 1024 * 1024;
+constexpr std::size_t kMostHead = std::size_t{1024} * 1024;
 /** One less than what a reported length, which counts a NUL, can say. */
 constexpr std::size_t kMostBody = UINT32_MAX - 1;
 
