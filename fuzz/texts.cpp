@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 
 #include <cstring>
+#include <string>
 
 #include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateUtilsDecode.h"
@@ -16,7 +17,8 @@ FUZZ(versions)
     fuzz::hold(!qvrf::decideUpdate(first.data(), first.data()).due, "nothing is newer than itself");
     if (const auto version = qvrf::recordedAgentVersion(in.rest())) fuzz::hold(version->size() <= 9, "9 characters");
     qvrf::namesPackage(first.data());
-    if (qvrf::staysBelow(first.data())) fuzz::hold(std::strchr(first.data(), '/') == nullptr, "a name, not a path");
+    const bool leadsUp = ('/' + std::string(first.data()) + '/').find("/../") != std::string::npos;
+    fuzz::hold(qvrf::staysBelow(first.data()) != leadsUp, "a path stays below where it begins unless it leads up");
 }
 
 FUZZ(urls)
