@@ -20,7 +20,8 @@ WRONG(strncpy_s)
 WRONG(strcat_s)
 WRONG(strncat_s)
 WRONG(OXAmemset_s)
-WRONG(OXAmemcpy_s) WRONG(sprintf_s) WRONG(_snprintf_s) WRONG(getenv_s) WRONG(strcmpcase_s) WRONG(OXAstrNonDigitCheck)
+WRONG(OXAmemcpy_s)
+WRONG(sprintf_s) WRONG(_snprintf_s) WRONG(getenv_s) WRONG(strcmpcase_s) WRONG(OXAstrNonDigitCheck)
 
     extern "C" s32 __SysDbgPrint4(const astring*, ...)
 {
