@@ -10,18 +10,11 @@
 static int g_wrong = 0, g_lines = 0;
 
 // Declared by hand: the header's declarations would be those of the real ones.
-#define WRONG(name)          \
-    extern "C" int name(...) \
-    {                        \
-        return ++g_wrong;    \
-    }
-WRONG(strcpy_s)
-WRONG(strncpy_s)
-WRONG(strcat_s)
-WRONG(strncat_s)
-WRONG(OXAmemset_s)
-WRONG(OXAmemcpy_s)
+// clang-format off
+#define WRONG(name) extern "C" int name(...) { return ++g_wrong; }
+WRONG(strcpy_s) WRONG(strncpy_s) WRONG(strcat_s) WRONG(strncat_s) WRONG(OXAmemset_s) WRONG(OXAmemcpy_s)
 WRONG(sprintf_s) WRONG(_snprintf_s) WRONG(getenv_s) WRONG(strcmpcase_s) WRONG(OXAstrNonDigitCheck)
+    // clang-format on
 
     extern "C" s32 __SysDbgPrint4(const astring*, ...)
 {
