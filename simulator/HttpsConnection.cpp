@@ -117,13 +117,11 @@ bool Connection::readHeader()
     error_code error;
     http::read_header(source_, buffer_, *parser_, error);
     if (error) {
-        writer_.emplace(tls_, HttpFaults{});
+        writer_.emplace(tls_, HttpFaults{}, true);
         // The peer left, or spoke something else than HTTP.
         if (error != http::error::end_of_stream && error != http::error::partial_message &&
             error != boost::asio::error::eof) {
-            Response refusal = errorResponse(400, "The request is malformed: " + error.message());
-            refusal.close    = true;
-            writer_->send(refusal, true);
+            writer_->send(errorResponse(400, "The request is malformed: " + error.message()), true);
             bmc_.trace.line("https malformed request -> 400");
         }
         return false;
@@ -177,7 +175,7 @@ bool Connection::answer()
         pollfd gone{tls_.fd(), POLLRDHUP, 0};  // stopping ends the wait
         ::poll(&gone, 1, static_cast<int>(faults.delayMs));
     }
-    writer_.emplace(tls_, faults);
+    writer_.emplace(tls_, faults, !parser_->get().keep_alive());
     if (faults.raw) {
         drain();
         writer_->sendRaw(*faults.raw);

@@ -30,7 +30,7 @@ std::string ResponseWriter::headerBlock(const Response& response, bool chunked)
     headers.emplace_back("Date", httpDate(std::time(nullptr)));
     headers.emplace_back("Server", "torvosim");
     headers.emplace_back("Cache-Control", "no-cache");
-    if (response.close) headers.emplace_back("Connection", "close");
+    if (last_ || response.close) headers.emplace_back("Connection", "close");
     for (const auto& [name, value] : faults_.add) headers.emplace_back(name, value);
 
     std::string block = "HTTP/1.1 " + std::to_string(response.status) + ' ' + reasonPhrase(response.status) + "\r\n";

@@ -13,7 +13,8 @@ namespace torvosim {
 /** One response. Every operation tells whether the connection is still good for more. */
 class ResponseWriter {
 public:
-    ResponseWriter(TlsSocket& tls, HttpFaults faults) : tls_(tls), faults_(std::move(faults)) {}
+    /** @param last  the connection ends after this response, which says so: else its client might ask once more */
+    ResponseWriter(TlsSocket& tls, HttpFaults faults, bool last) : tls_(tls), faults_(std::move(faults)), last_(last) {}
 
     bool send(const Response& response, bool withBody);
     bool beginStream(const Response& head);
@@ -32,6 +33,7 @@ private:
 
     TlsSocket&    tls_;
     HttpFaults    faults_;
+    bool          last_;
     std::uint64_t sent_ = 0;
     bool          cut_  = false;
 };

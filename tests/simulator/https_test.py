@@ -26,6 +26,7 @@ STRANGER = (
     ("GET", "/redfish", 200, '"v1"'),
     ("GET", ROOT + "/", 200, "RedfishVersion"),
     ("HEAD", ROOT, 200, "Content-Length: "),
+    ("GET", ROOT, 200, "Connection: close\r\n", None, "Connection: close"),  # else its client would ask once more there
     ("GET", SYSTEM, 401, "WWW-Authenticate: Basic"),
     ("GET", ROOT + "/SSE", 401, ""),
     ("PATCH", ROOT, 401, "", "{}"),
