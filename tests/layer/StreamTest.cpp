@@ -129,6 +129,7 @@ TEST_P(Streams, StopWhileTheBmcIsSilent)
     std::thread stopper([&] { stream.stop(); });
     EXPECT_FALSE(stream.next());
     stopper.join();
+    EXPECT_TRUE(stream.isStopped());
     EXPECT_FALSE(stream.error());
 }
 

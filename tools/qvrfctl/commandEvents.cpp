@@ -84,7 +84,7 @@ public:
     {
     }
 
-    /** Until what was asked for has come. @throws Failure when it ends otherwise */
+    /** Until what was asked for has come, or an interrupt stopped the stream. @throws Failure when it ends otherwise */
     void run(EventStream& stream)
     {
         while (words_.count == 0 || shown_ < words_.count) {
@@ -94,6 +94,8 @@ public:
                 show(*item);
             else if (const auto error = stream.error())
                 throw streamOver(stream.path(), *error);
+            else if (stream.isStopped())
+                return;  // the interrupt ends the process
             if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough();
         }
     }

@@ -450,6 +450,8 @@ public:
 
     /** Any thread; returns at once, and so does a reader that waits. */
     void stop() noexcept { state_->stop(); }
+    /** Any thread. Whoever reads with a time asks it where next() and error() say nothing. */
+    bool isStopped() const { return state_->isStopped(); }
 
     const std::string& path() const noexcept { return path_; }
 
