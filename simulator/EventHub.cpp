@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <utility>
 
 namespace torvosim {
 
@@ -43,11 +44,7 @@ public:
         nextOwn_  = Clock::now() + interval_;
         ++stats_.streamsOpen;
     }
-    ~Pump()
-    {
-        --stats_.streamsOpen;
-        hub_.streams_.with([&](auto& all) { all.erase(stream_); });
-    }
+    ~Pump() { leave(); }
     Pump(const Pump&)            = delete;
     Pump& operator=(const Pump&) = delete;
 
@@ -59,11 +56,21 @@ public:
                 if (!waitForWork()) return;
                 continue;
             }
+            // Whoever sees the end must not find this stream counted beside the one that it begins then.
+            if (step.kind == StreamStep::Kind::end || step.kind == StreamStep::Kind::breakOff) leave();
             if (!carryOut(step)) return;
         }
     }
 
 private:
+    /** From here on it is not open, and events pass it by. */
+    void leave()
+    {
+        if (!std::exchange(isOpen_, false)) return;
+        --stats_.streamsOpen;
+        hub_.streams_.with([&](auto& all) { all.erase(stream_); });
+    }
+
     bool takeStep(StreamStep& step)
     {
         return hub_.streams_.with([&](auto&) {
@@ -134,6 +141,7 @@ private:
     std::list<Stream>::iterator stream_;
     std::chrono::milliseconds   interval_{0};
     Clock::time_point           nextOwn_;
+    bool                        isOpen_ = true;
 };
 
 std::size_t EventHub::post(const StreamStep& step)
