@@ -137,12 +137,12 @@ void services(const Context& context)
 
 }  // namespace
 
-Action declareDiscover(CLI::App&)
+Action declareDiscover(Arguments)
 {
     return discover;
 }
 
-Action declareServices(CLI::App&)
+Action declareServices(Arguments)
 {
     return services;
 }

@@ -52,10 +52,10 @@ void examineAndTell(const Context& context, bool probes)
 
 }  // namespace
 
-Action declareDoctor(CLI::App& command)
+Action declareDoctor(Arguments arguments)
 {
     auto probes = std::make_shared<bool>(false);
-    command.add_flag(
+    arguments.flag(
         "--probe", *probes,
         "do what changes something on the host as well: bring the USB NIC up, address it, send ARP requests");
     return [probes](const Context& context) { examineAndTell(context, *probes); };

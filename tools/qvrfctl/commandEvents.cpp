@@ -229,14 +229,14 @@ void follow(const Context& context, const Words& words)
 
 }  // namespace
 
-Action declareEvents(CLI::App& command)
+Action declareEvents(Arguments arguments)
 {
     auto words = std::make_shared<Words>();
-    command.add_option("PATH", words->path, "event stream; the one that the event service announces, unless given");
-    command.add_option("--count", words->count, "end after this many events")->check(CLI::PositiveNumber);
-    command.add_option("--timeout", words->seconds, "end after this many seconds")->check(CLI::PositiveNumber);
-    command.add_flag("--reconnect", words->reconnect,
-                     "begin the stream anew when it ends or breaks, and say that events may be missing");
+    arguments.text("PATH", words->path, "event stream; the one that the event service announces, unless given");
+    arguments.count("--count", words->count, "end after this many events");
+    arguments.count("--timeout", words->seconds, "end after this many seconds");
+    arguments.flag("--reconnect", words->reconnect,
+                   "begin the stream anew when it ends or breaks, and say that events may be missing");
     return [words](const Context& context) { follow(context, *words); };
 }
 

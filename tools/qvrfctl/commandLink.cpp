@@ -282,13 +282,12 @@ void setUp(const Context& context)
 
 }  // namespace
 
-Action declareLink(CLI::App& command)
+Action declareLink(Arguments arguments)
 {
-    command.require_subcommand(1);
-    const CLI::App* setup = command.add_subcommand("setup", "bring the USB NIC up, give it an address, probe the BMC");
-    command.add_subcommand("status", "show the USB NIC, its addresses, and what the BMC says about it");
+    const Arguments setup = arguments.command("setup", "bring the USB NIC up, give it an address, probe the BMC");
+    arguments.command("status", "show the USB NIC, its addresses, and what the BMC says about it");
     return [setup](const Context& context) {
-        if (setup->parsed())
+        if (setup.isNamed())
             setUp(context);
         else
             showStatus(context);

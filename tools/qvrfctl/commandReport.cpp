@@ -155,10 +155,10 @@ void makeReport(const Context& context, const std::string& file)
 
 }  // namespace
 
-Action declareReport(CLI::App& command)
+Action declareReport(Arguments arguments)
 {
     auto file = std::make_shared<std::string>();
-    command.add_option("-o,--output", *file, "the archive; qvrfctl-report-TIME.tar.gz in this directory, unless given");
+    arguments.text("-o,--output", *file, "the archive; qvrfctl-report-TIME.tar.gz in this directory, unless given");
     return [file](const Context& context) {
         makeReport(context, file->empty() ? timely("qvrfctl-report-%Y%m%d-%H%M%S.tar.gz") : *file);
     };

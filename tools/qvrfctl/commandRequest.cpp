@@ -22,6 +22,7 @@ struct Words {
     std::string         data;
     std::string         file;
     bool                headers = false;
+    bool                open    = false;  ///< without a session
     Road                road    = Road::session;
 };
 
@@ -106,7 +107,7 @@ Answer exchange(const Context& context, const Request& request)
 void run(const Context& context, const Words& words)
 {
     checkPath(words.path);
-    Request    request{words.type, words.path, {}, words.headers, words.file, words.road};
+    Request    request{words.type, words.path, {}, words.headers, words.file, words.open ? Road::open : words.road};
     const bool isUpload = words.road == Road::upload;
     if (words.type == QVRFUTIL_REQUEST_POST || words.type == QVRFUTIL_REQUEST_PATCH) {
         const std::string what = isUpload ? "the metadata" : "the body";
@@ -121,23 +122,23 @@ void run(const Context& context, const Words& words)
     if (failed) throw httpFailure(request, answer);
 }
 
-std::shared_ptr<Words> declarePath(CLI::App& command, QVRFUTILRequestType type)
+std::shared_ptr<Words> declarePath(Arguments arguments, QVRFUTILRequestType type)
 {
     auto words = std::make_shared<Words>(Words{type, {}, {}, {}});
-    command.add_option("PATH", words->path, "resource, such as /redfish/v1/Systems")->required();
+    arguments.text("PATH", words->path, "resource, such as /redfish/v1/Systems").required();
     return words;
 }
 
-std::shared_ptr<Words> declareRequest(CLI::App& command, QVRFUTILRequestType type)
+std::shared_ptr<Words> declareRequest(Arguments arguments, QVRFUTILRequestType type)
 {
-    auto words = declarePath(command, type);
-    command.add_flag("-i,--include", words->headers, "show the response headers too");
+    auto words = declarePath(arguments, type);
+    arguments.flag("-i,--include", words->headers, "show the response headers too");
     return words;
 }
 
-CLI::Option* declareData(CLI::App& command, Words& words)
+Argument declareData(Arguments arguments, Words& words)
 {
-    return command.add_option("-d,--data", words.data, "JSON body; @FILE reads it from a file, - from standard input");
+    return arguments.text("-d,--data", words.data, "JSON body; @FILE reads it from a file, - from standard input");
 }
 
 Action actionOf(std::shared_ptr<Words> words)
@@ -147,47 +148,44 @@ Action actionOf(std::shared_ptr<Words> words)
 
 }  // namespace
 
-Action declareGet(CLI::App& command)
+Action declareGet(Arguments arguments)
 {
-    auto words = declareRequest(command, QVRFUTIL_REQUEST_GET);
-    command.add_option("-o,--output", words->file, "write the body to this file, whatever its size")
-        ->excludes("--include");
-    command
-        .add_flag_callback(
-            "--no-auth", [words] { words->road = Road::open; }, "open no session: for what the BMC serves to everybody")
-        ->excludes("--include", "--output");
+    auto words = declareRequest(arguments, QVRFUTIL_REQUEST_GET);
+    arguments.text("-o,--output", words->file, "write the body to this file, whatever its size").notWith("--include");
+    arguments.flag("--no-auth", words->open, "open no session: for what the BMC serves to everybody")
+        .notWith("--include")
+        .notWith("--output");
     return actionOf(std::move(words));
 }
 
-Action declarePost(CLI::App& command)
+Action declarePost(Arguments arguments)
 {
-    auto words  = declareRequest(command, QVRFUTIL_REQUEST_POST);
+    auto words  = declareRequest(arguments, QVRFUTIL_REQUEST_POST);
     words->data = "{}";  // what actions without parameters want
-    declareData(command, *words)->capture_default_str();
+    declareData(arguments, *words).showsDefault();
     return actionOf(std::move(words));
 }
 
-Action declarePatch(CLI::App& command)
+Action declarePatch(Arguments arguments)
 {
-    auto words = declareRequest(command, QVRFUTIL_REQUEST_PATCH);
-    declareData(command, *words)->required();
+    auto words = declareRequest(arguments, QVRFUTIL_REQUEST_PATCH);
+    declareData(arguments, *words).required();
     return actionOf(std::move(words));
 }
 
-Action declareDelete(CLI::App& command)
+Action declareDelete(Arguments arguments)
 {
-    return actionOf(declareRequest(command, QVRFUTIL_REQUEST_DELETE));
+    return actionOf(declareRequest(arguments, QVRFUTIL_REQUEST_DELETE));
 }
 
-Action declareUpload(CLI::App& command)
+Action declareUpload(Arguments arguments)
 {
-    auto words  = declarePath(command, QVRFUTIL_REQUEST_POST);
+    auto words  = declarePath(arguments, QVRFUTIL_REQUEST_POST);
     words->road = Road::upload;
-    command.add_option("--file", words->file, "file to upload")->required();
-    command
-        .add_option("--metadata", words->data,
-                    "JSON document about it; @FILE reads it from a file, - from standard input")
-        ->required();
+    arguments.text("--file", words->file, "file to upload").required();
+    arguments
+        .text("--metadata", words->data, "JSON document about it; @FILE reads it from a file, - from standard input")
+        .required();
     return actionOf(std::move(words));
 }
 

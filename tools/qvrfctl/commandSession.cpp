@@ -27,7 +27,7 @@ void showSession(const Context& context)
 
 }  // namespace
 
-Action declareSession(CLI::App&)
+Action declareSession(Arguments)
 {
     return showSession;
 }

@@ -140,33 +140,32 @@ void remove(const Context& context, const Words& words)
         context.output.write(words.name + (deleted ? " deleted\n" : " was no user of the BMC\n"));
 }
 
-void declareUnchecked(CLI::App& command, Words& words)
+void declareUnchecked(Arguments arguments, Words& words)
 {
-    command.add_flag("--no-check", words.unchecked, "do not ask the BMC's account service whether it took the change");
+    arguments.flag("--no-check", words.unchecked, "do not ask the BMC's account service whether it took the change");
 }
 
 }  // namespace
 
-Action declareUser(CLI::App& command)
+Action declareUser(Arguments arguments)
 {
     auto words = std::make_shared<Words>();
-    command.require_subcommand(1);
-    command.add_subcommand("list", "list the users, over Redfish");
+    arguments.command("list", "list the users, over Redfish");
 
-    CLI::App* adding = command.add_subcommand("add", "add a user, or give one a new password; prints the password");
-    adding->add_option("NAME", words->name, "user name")->required();
-    adding->add_option("--privilege", words->privilege, "privilege of the user: ro, op or root")
-        ->check(CLI::IsMember(privileges()))
-        ->required();
-    declareUnchecked(*adding, *words);
+    Arguments adding = arguments.command("add", "add a user, or give one a new password; prints the password");
+    adding.text("NAME", words->name, "user name").required();
+    adding.text("--privilege", words->privilege, "privilege of the user: ro, op or root")
+        .oneOf(privileges())
+        .required();
+    declareUnchecked(adding, *words);
 
-    CLI::App* deleting = command.add_subcommand("delete", "delete a user; one that is not there is no error");
-    deleting->add_option("NAME", words->name, "user name")->required();
-    declareUnchecked(*deleting, *words);
+    Arguments deleting = arguments.command("delete", "delete a user; one that is not there is no error");
+    deleting.text("NAME", words->name, "user name").required();
+    declareUnchecked(deleting, *words);
 
     return [words, adding, deleting](const Context& context) {
-        if (adding->parsed()) return add(context, *words);
-        if (deleting->parsed()) return remove(context, *words);
+        if (adding.isNamed()) return add(context, *words);
+        if (deleting.isNamed()) return remove(context, *words);
         list(context);
     };
 }

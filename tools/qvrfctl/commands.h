@@ -2,9 +2,9 @@
 #ifndef QVRFCTL_COMMANDS_H
 #define QVRFCTL_COMMANDS_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
+#include "arguments.h"
 #include "session.h"
 
 namespace qvrfctl {
@@ -16,7 +16,7 @@ struct Command {
     const char* name;
     const char* summary;
     const char* example;
-    Action (*declare)(CLI::App& command);  ///< adds the command's arguments; what comes back outlives the parse
+    Action (*declare)(Arguments arguments);  ///< what comes back outlives the parse
 };
 
 struct CommandTable {
@@ -27,19 +27,19 @@ struct CommandTable {
 };
 CommandTable commands() noexcept;
 
-Action declareDiscover(CLI::App& command);
-Action declareServices(CLI::App& command);
-Action declareGet(CLI::App& command);
-Action declarePost(CLI::App& command);
-Action declarePatch(CLI::App& command);
-Action declareDelete(CLI::App& command);
-Action declareUpload(CLI::App& command);
-Action declareEvents(CLI::App& command);
-Action declareLink(CLI::App& command);
-Action declareSession(CLI::App& command);
-Action declareUser(CLI::App& command);
-Action declareDoctor(CLI::App& command);
-Action declareReport(CLI::App& command);
+Action declareDiscover(Arguments arguments);
+Action declareServices(Arguments arguments);
+Action declareGet(Arguments arguments);
+Action declarePost(Arguments arguments);
+Action declarePatch(Arguments arguments);
+Action declareDelete(Arguments arguments);
+Action declareUpload(Arguments arguments);
+Action declareEvents(Arguments arguments);
+Action declareLink(Arguments arguments);
+Action declareSession(Arguments arguments);
+Action declareUser(Arguments arguments);
+Action declareDoctor(Arguments arguments);
+Action declareReport(Arguments arguments);
 
 }  // namespace qvrfctl
 

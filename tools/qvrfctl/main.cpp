@@ -1,6 +1,7 @@
 /** @file main.cpp  qvrfctl: the library's Redfish client and BMC discovery on the command line. */
 #include <signal.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -106,12 +107,12 @@ bool parse(Parsed& parsed, int argc, char** argv)
     app.footer(kFooter);
     app.fallthrough();  // common options may follow the command
     app.require_subcommand(0, 1);
-    declareOptions(app, parsed.options);
+    declareOptions(Arguments(app), parsed.options);
     std::vector<std::pair<CLI::App*, Action>> actions;
     for (const Command& command : commands()) {
         CLI::App* sub = app.add_subcommand(command.name, command.summary);
         sub->footer(std::string("Example: ") + command.example);
-        actions.emplace_back(sub, command.declare(*sub));
+        actions.emplace_back(sub, command.declare(Arguments(*sub)));
     }
     CLI::App* help = app.add_subcommand("help", "tell how a command is used");
     help->add_option("COMMAND", parsed.helpOn, "the command, and its own command where it has some");

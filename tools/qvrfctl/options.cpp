@@ -9,21 +9,21 @@ const std::vector<std::string>& privileges()
     return names;
 }
 
-void declareOptions(CLI::App& app, Options& options)
+void declareOptions(Arguments arguments, Options& options)
 {
-    app.add_option("--address", options.address, "BMC's IP address; without it the BMC is found over IPMI");
-    app.add_option("--port", options.port, "BMC's HTTPS port, up to 9999; with --address, 443 unless given");
-    app.add_option("--generation", options.generation, "BMC generation: new, old, or auto, which finds it out")
-        ->check(CLI::IsMember({"auto", "new", "old"}))
-        ->capture_default_str();
-    app.add_option("--user", options.user, "BMC user of the session")->capture_default_str();
-    app.add_option("--privilege", options.privilege, "privilege of the session: ro, op or root")
-        ->check(CLI::IsMember(privileges()))
-        ->capture_default_str();
-    app.add_flag("--json", options.style.json, "print one JSON document");
-    app.add_flag("--pretty", options.style.pretty, "indent JSON although standard output is no terminal");
-    app.add_flag("-v,--verbose", options.style.verbose,
-                 "say on standard error what is done, with HTTP status and time");
+    arguments.text("--address", options.address, "BMC's IP address; without it the BMC is found over IPMI");
+    arguments.text("--port", options.port, "BMC's HTTPS port, up to 9999; with --address, 443 unless given");
+    arguments.text("--generation", options.generation, "BMC generation: new, old, or auto, which finds it out")
+        .oneOf({"auto", "new", "old"})
+        .showsDefault();
+    arguments.text("--user", options.user, "BMC user of the session").showsDefault();
+    arguments.text("--privilege", options.privilege, "privilege of the session: ro, op or root")
+        .oneOf(privileges())
+        .showsDefault();
+    arguments.flag("--json", options.style.json, "print one JSON document");
+    arguments.flag("--pretty", options.style.pretty, "indent JSON although standard output is no terminal");
+    arguments.flag("-v,--verbose", options.style.verbose,
+                   "say on standard error what is done, with HTTP status and time");
 }
 
 Target targetOf(const Options& options)

@@ -2,10 +2,11 @@
 #ifndef QVRFCTL_OPTIONS_H
 #define QVRFCTL_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "arguments.h"
 #include "endpoint.h"
 #include "output.h"
 
@@ -23,7 +24,7 @@ struct Options {
 /** The privileges that a login and an account can have. */
 const std::vector<std::string>& privileges();
 
-void declareOptions(CLI::App& app, Options& options);
+void declareOptions(Arguments arguments, Options& options);
 
 /** Where the BMC is, after the options. */
 struct Target {
