@@ -6,6 +6,7 @@ set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutilWatch.h
   sharedlibrary/qvrfutil/common/src/qvrfutil.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_core.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_request.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_events.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_status.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_stream.hpp
