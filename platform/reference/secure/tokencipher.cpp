@@ -28,6 +28,7 @@ namespace {
 
 using qvrf::GivenBackBy;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, GivenBackBy<&EVP_CIPHER_CTX_free>>;
+using MacContext    = std::unique_ptr<EVP_MAC_CTX, GivenBackBy<&EVP_MAC_CTX_free>>;
 using TextOut       = qvrf::MallocOwned<astring>;
 
 constexpr s32 kFailed   = 1;
@@ -61,15 +62,29 @@ struct WipedKey {
     WipedKey(WipedKey&&) = delete;
 };
 
-/** Fetching walks OpenSSL's providers, which is slower than the whole decryption: once in a process. */
+/** HMAC-SHA-256 without a key; each use has a copy of its own. Null when OpenSSL has none. */
+EVP_MAC_CTX* keylessMac()
+{
+    const std::unique_ptr<EVP_MAC, GivenBackBy<&EVP_MAC_free>> hmac(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
+    MacContext                                                 context(hmac ? EVP_MAC_CTX_new(hmac.get()) : nullptr);
+    char                                                       digest[] = "SHA256";
+    const OSSL_PARAM names[] = {OSSL_PARAM_construct_utf8_string("digest", digest, 0), OSSL_PARAM_construct_end()};
+    return context && EVP_MAC_CTX_set_params(context.get(), names) == 1 ? context.release() : nullptr;
+}
+
+/**
+ * Fetching walks OpenSSL's providers under their locks, which is slower than the whole decryption: once in a process.
+ * Nobody writes to it afterwards, so that threads share it without a lock.
+ */
 struct Algorithms {
-    const EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
-    const EVP_MD*     digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    const EVP_CIPHER* const  cipher = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
+    const EVP_MAC_CTX* const mac    = keylessMac();
 };
 
 const Algorithms& algorithms()
 {
-    static const Algorithms& fetched = *new Algorithms;  // kept until the process is gone, like OpenSSL's own
+    // Kept until the process is gone, like OpenSSL's own: a thread may still send a request while exit() runs.
+    static const Algorithms& fetched = *new Algorithms;
     return fetched;
 }
 
@@ -129,9 +144,13 @@ TextOut encoded(const unsigned char* bytes, std::size_t size)
 
 bool deriveKey(const Key& material, Key& key) noexcept
 {
-    constexpr unsigned char salt[] = "qvoxa session token";
-    return PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(material.data()), static_cast<int>(material.size()), salt,
-                             sizeof salt - 1, 1, algorithms().digest, static_cast<int>(key.size()), key.data()) == 1;
+    // PBKDF2 with one iteration is, for a key no longer than its digest, the HMAC of the salt and the block's number.
+    constexpr unsigned char saltAndBlock[] = "qvoxa session token\0\0\0\1";
+    std::size_t             size           = 0;
+    const MacContext        mac(algorithms().mac != nullptr ? EVP_MAC_CTX_dup(algorithms().mac) : nullptr);
+    return mac && EVP_MAC_init(mac.get(), material.data(), material.size(), nullptr) == 1 &&
+           EVP_MAC_update(mac.get(), saltAndBlock, sizeof saltAndBlock - 1) == 1 &&
+           EVP_MAC_final(mac.get(), key.data(), &size, key.size()) == 1 && size == key.size();
 }
 
 }  // namespace qvplatform
