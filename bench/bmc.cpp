@@ -43,17 +43,26 @@ Bmc::Bmc(const Words& options)
 {
     const std::string      config = scratch_.path() + "/platform.cfg";
     const qvrf::Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-    Words                  words{"--https-address",  "127.0.0.1",
-                "--state-dir",      stateDir(),
-                "--ipmi-unix",      scratch_.path() + "/ipmi.sock",
-                "--control-socket", controlPath(),
-                "--session-limit",  "64",
-                "--ready-file",     scratch_.path() + "/ready.json",
-                "--write-config",   config};
+    Words                  words{sibling("torvosim"),
+                "--https-address",
+                "127.0.0.1",
+                "--state-dir",
+                stateDir(),
+                "--ipmi-unix",
+                scratch_.path() + "/ipmi.sock",
+                "--control-socket",
+                controlPath(),
+                "--session-limit",
+                "64",
+                "--ready-file",
+                scratch_.path() + "/ready.json",
+                "--write-config",
+                config};
     words.insert(words.end(), options.begin(), options.end());
-    process_ = start(sibling("torvosim"), words, nowhere.get());
+    process_ = start(words, nowhere.get());
     awaitReady();
     ::setenv("QVPLATFORM_CONFIG", config.c_str(), 1);
+    for (const char* bundle : {"REQUESTS_CA_BUNDLE", "CURL_CA_BUNDLE"}) ::unsetenv(bundle);  // nobody checks here
 }
 
 Bmc::~Bmc()

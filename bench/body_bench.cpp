@@ -1,128 +1,98 @@
 /**
- * @file body_bench.cpp  A body of 64 MB into a caller's buffer: time and peak memory.
+ * @file body_bench.cpp  A body of 64 MB into memory: time and peak memory.
  *
- * Three sides: libcurl ending with its accumulator; libcurl copying from there into a caller's buffer, which is what
- * the library's contract asks for; the library. Each transfer has a process of its own, in changing order.
+ * libcurl ends with its accumulator, or copies from there into a caller's buffer, which is what the library's contract
+ * asks for; each transfer has a process of its own, in changing order. The curl command keeps nothing in memory.
  */
-#include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <map>
 #include <memory>
-#include <random>
-#include <stdexcept>
 
 #include "bmc.h"
-#include "figures.h"
-#include "qvrfutil.h"
-#include "rawcurl.h"
+#include "gets.h"
+#include "outside.h"
+#include "sides.h"
+
+namespace bench {
 
 namespace {
 
-using namespace bench;
-
-constexpr u32      kBodySize  = 64u << 20;
-constexpr unsigned kRounds    = 15;
-constexpr char     kLibrary[] = "library", kRaw[] = "raw", kRawCopy[] = "raw-copy";
+constexpr u32  kBodySize  = 64u << 20;
+constexpr char kRawCopy[] = "raw-copy";
 
 /** The caller's: not touched before the answer goes in. */
 using Buffer = qvrf::MallocOwned<astring>;
 
-std::string pathOf(u32 size)
+void transfer(const std::string& side, const std::string& port, const Agent& agent, const Bytes& bytes, astring* buffer)
 {
-    return "/test/bytes/" + std::to_string(size);
-}
-
-void byLibrary(u32 size, astring* buffer)
-{
-    u32       length = 0;
-    u16       http   = 0;
-    const s32 status = QVRFUTILSendRequest(pathOf(size).c_str(), nullptr, &buffer, size + 1, &length,
-                                           QVRFUTIL_REQUEST_GET, &http, FALSE, nullptr, nullptr);
-    if (status != 0 || http != 200 || length != size + 1) throw std::runtime_error("the library's GET failed");
-}
-
-void byCurl(const Agent& agent, const std::string& port, u32 size, astring* buffer)
-{
+    if (side == kLibrary) return getByLibrary(bytes, buffer);
     RawAnswer answer;
-    rawGet({port, pathOf(size), agent.token()}, answer);
-    if (answer.http != 200 || answer.body.size != size) throw std::runtime_error("libcurl's GET failed");
-    if (buffer != nullptr) std::memcpy(buffer, answer.body.bytes, size + 1);
+    rawGet({port, bytes.path, agent.token()}, answer);
+    check(answer, bytes.size);
+    if (side == kRawCopy) std::memcpy(buffer, answer.body.bytes, bytes.size + 1);
 }
 
 /** One transfer after a small one, which has everything loaded. */
-int child(const std::string& side, const std::string& port)
+void child(const std::string& side, const std::string& port)
 {
-    const Agent agent(port);
-    const auto  transfer = [&](u32 size, astring* buffer) {
-        if (side == kLibrary)
-            byLibrary(size, buffer);
-        else
-            byCurl(agent, port, size, side == kRawCopy ? buffer : nullptr);
-    };
+    const Agent  agent(port);
     const Buffer buffer(static_cast<astring*>(std::malloc(kBodySize + 1)));
     if (!buffer) throw std::bad_alloc();
-    transfer(1, std::make_unique<astring[]>(2).get());
+    transfer(side, port, agent, Bytes(1), std::make_unique<astring[]>(2).get());
     const double    before    = memoryKib("VmRSS");
     const double    cpuBefore = cpuSeconds();
     const Stopwatch watch;
-    transfer(kBodySize, buffer.get());
-    tell("seconds", watch.seconds());
-    tell("cpu", cpuSeconds() - cpuBefore);
-    tell("peak", memoryKib("VmHWM"));
-    tell("growth", memoryKib("VmHWM") - before);
-    return 0;
+    transfer(side, port, agent, Bytes(kBodySize), buffer.get());
+    tell("ms", watch.seconds() * 1e3);
+    tell("cpuMs", (cpuSeconds() - cpuBefore) * 1e3);
+    tell("peakMib", memoryKib("VmHWM") / 1024);
+    tell("growthMib", (memoryKib("VmHWM") - before) / 1024);
 }
 
-struct Side {
-    Samples milliseconds, cpuMilliseconds, growthMib, peakMib;
-};
-
-void compare()
+Sides everybody(const std::string& port, const Agent& agent)
 {
-    const Bmc                   bmc;
-    std::map<std::string, Side> sides;
-    std::vector<std::string>    order = {kLibrary, kRaw, kRawCopy};
-    std::minstd_rand            random(1);
-    for (unsigned i = 0; i < kRounds; ++i) {
-        std::shuffle(order.begin(), order.end(), random);
-        for (const std::string& name : order) {
-            Findings found = measureInChild({"--child", name, bmc.port()});
-            sides[name].milliseconds.add(found.at("seconds") * 1e3);
-            sides[name].cpuMilliseconds.add(found.at("cpu") * 1e3);
-            sides[name].growthMib.add(found.at("growth") / 1024);
-            sides[name].peakMib.add(found.at("peak") / 1024);
-        }
+    Sides sides;
+    for (const char* const name : {kLibrary, kRaw, kRawCopy})
+        sides.push_back({name, [=] { return findingsOf({self(), "--child", name, "--port", port}); }});
+    const std::string path = Bytes(kBodySize).path;
+    if (haveCurl()) {
+        const Resource resource(port, path, agent.token());
+        sides.push_back({kCurl, [=] { return timedProcess(curlCommand({"-H", resource.tokenLine, resource.url})); }});
     }
-    const Side &library = sides[kLibrary], &raw = sides[kRaw], &copy = sides[kRawCopy];
-    report({"64 MB body, raw copies to the caller's buffer too", copy.milliseconds.median(),
-            library.milliseconds.median(), "ms", 1, Row::Limit::ratio, 1.05});
-    report({"64 MB body, the same in CPU time of the process", copy.cpuMilliseconds.median(),
-            library.cpuMilliseconds.median(), "ms", 1});
-    report({"64 MB body, raw ends with its accumulator", raw.milliseconds.median(), library.milliseconds.median(), "ms",
-            1});
-    remark(
-        "64 MB body: the second comparison has no target: what the library takes longer there is the one copy that "
-        "its contract asks for, into memory that nobody touched before");
-    constexpr double kBodyMib = kBodySize / 1048576.0;
-    report({"64 MB body, memory at the peak above the idle process", copy.growthMib.median(),
-            library.growthMib.median(), "MiB", 1, Row::Limit::value, 2 * kBodyMib + 8});
-    remark("64 MB body: peak of the whole process: raw %.1f MiB, raw with copy %.1f MiB, library %.1f MiB",
-           raw.peakMib.median(), copy.peakMib.median(), library.peakMib.median());
+    if (haveSushy()) sides.push_back({kSushy, [=] { return findingsOf(sushyCommand(port, {"body", path})); }, 3});
+    return sides;
+}
+
+/** @p figures with libcurl and its copy in the place of libcurl. */
+Figures besideTheCopy(Figures figures)
+{
+    figures[kRaw] = figures.at(kRawCopy);
+    figures.erase(kRawCopy);
+    return figures;
+}
+
+Figures besideTheAccumulator(Figures figures)
+{
+    figures.erase(kRawCopy);
+    return figures;
 }
 
 }  // namespace
 
-int main(int argc, char** argv)
+void measure(const Arguments& arguments)
 {
-    try {
-        if (argc == 4 && std::strcmp(argv[1], "--child") == 0) return child(argv[2], argv[3]);
-        compare();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "body_bench: %s\n", error.what());
-        return 1;
-    }
+    if (const std::string side = arguments.word("--child"); !side.empty()) return child(side, arguments.word("--port"));
+    const Bmc     bmc;
+    const Agent   agent(bmc.port());
+    const Outcome outcome = takeTurns(everybody(bmc.port(), agent), arguments.effort(15));
+    report({"GET 64 MB, raw copies to the caller's buffer too", "ms", 1, besideTheCopy(outcome.medians("ms")),
+            Limit::ratio, 1.05});
+    report({"GET 64 MB, CPU time of the process, raw copies too", "ms", 1, besideTheCopy(outcome.medians("cpuMs"))});
+    report({"GET 64 MB, raw ends with its accumulator", "ms", 1, besideTheAccumulator(outcome.medians("ms"))});
+    constexpr double kBodyMib = kBodySize / 1048576.0;
+    report({"GET 64 MB, memory above the idle process", "MiB", 1, besideTheAccumulator(outcome.medians("growthMib")),
+            Limit::value, 2 * kBodyMib + 8});
+    report({"GET 64 MB, peak memory of the process", "MiB", 1, besideTheAccumulator(outcome.medians("peakMib"))});
 }
+
+}  // namespace bench

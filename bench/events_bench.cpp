@@ -1,152 +1,124 @@
 /**
- * @file events_bench.cpp  Event streams: none lost, and delay and CPU time of an event beside libcurl alone.
+ * @file events_bench.cpp  Event streams: none lost, and delay and CPU time of an event beside libcurl and its command.
  *
- *   events_bench [--flat-out EVENTS] [--paced EVENTS]       events a side [1000000, 10000]
+ *   events_bench [--effort PERCENT]
  */
-#include <cstdio>
-#include <cstring>
-#include <exception>
 #include <memory>
 #include <stdexcept>
 
 #include "bmc.h"
-#include "figures.h"
+#include "outside.h"
+#include "sides.h"
 #include "streams.h"
+
+namespace bench {
 
 namespace {
 
-using namespace bench;
+constexpr char          kPath[]    = "/redfish/v1/SSE";
+constexpr unsigned      kRounds    = 8;
+constexpr unsigned      kPerSecond = 1000;
+constexpr std::uint64_t kFlatOut = 1'000'000 / kRounds, kPaced = 10'000 / kRounds;
 
-constexpr char     kPath[]        = "/redfish/v1/SSE";
-constexpr unsigned kFlatOutRounds = 8;
-constexpr unsigned kPacedRounds   = 8;
-constexpr unsigned kPerSecond     = 1000;
-
-/** What one side's subscribers saw, over all rounds. */
-struct Side {
-    std::uint64_t lost = 0;
-    Samples       perSecond, cpuUs, delayMedianUs, delayP99Us;
-
-    void add(const EventReader& reader)
-    {
-        const auto gaps = static_cast<double>(reader.came() - 1);
-        lost += reader.lost();
-        if (reader.lost() != 0) return;
-        perSecond.add(gaps / reader.seconds());
-        cpuUs.add(reader.cpuSeconds() * 1e6 / gaps);
-        delayMedianUs.add(reader.delaysUs().median());
-        delayP99Us.add(reader.delaysUs().p99());
-    }
-};
-
-struct Sides {
-    Side raw, library;
-};
+/** What one subscriber saw. */
+Figures figuresOf(const std::string& side, const EventReader& reader)
+{
+    Figures figures{{"lost", static_cast<double>(reader.lost())}};
+    if (reader.lost() != 0) return figures;
+    const auto gaps          = static_cast<double>(reader.came() - 1);
+    figures["perSecond"]     = gaps / reader.seconds();
+    figures["delayMedianUs"] = reader.delaysUs().median();
+    figures["delayP99Us"]    = reader.delaysUs().p99();
+    // Here only the reading of the pipe would be counted; the command's own work is elsewhere.
+    if (side != kCurl) figures["cpuUs"] = reader.cpuSeconds() * 1e6 / gaps;
+    return figures;
+}
 
 class Bench {
 public:
-    Bench() : agent_(bmc_.port()), resource_(bmc_.port(), kPath, agent_.token()) {}
-
-    /** One side after the other, each alone with the BMC, in changing order. */
-    Sides flatOut(std::uint64_t perSide)
+    Bench() : agent_(bmc_.port()), resource_(bmc_.port(), kPath, agent_.token())
     {
-        const std::uint64_t perRound = perSide / kFlatOutRounds;
-        Sides               sides;
-        for (unsigned i = 0; i < 2 * kFlatOutRounds; ++i) {
-            const bool  byLibrary = i % 4 == 0 || i % 4 == 3;
-            EventReader reader(perRound, true);
-            {
-                const auto stream = open(byLibrary, reader);
-                bmc_.awaitStreams(1);
-                bmc_.control("events " + std::to_string(perRound));
-                reader.awaitAll();
-            }
-            bmc_.awaitStreams(0);
-            (byLibrary ? sides.library : sides.raw).add(reader);
-        }
-        return sides;
+        if (haveCurl()) sides_.push_back(kCurl);
     }
 
-    /** Both sides at once: what disturbs one disturbs the other. They take turns in being served first. */
-    Sides paced(std::uint64_t perSide)
+    /** One side after the other, each alone with the BMC, in changing order. */
+    Outcome flatOut(std::uint64_t events)
     {
-        const std::uint64_t perRound = perSide / kPacedRounds;
-        Sides               sides;
-        for (unsigned i = 0; i < kPacedRounds; ++i) {
-            const bool  libraryFirst = i % 4 == 0 || i % 4 == 3;
-            EventReader first(perRound, false), second(perRound, false);  // the BMC numbers over all streams
-            {
-                const auto one = open(libraryFirst, first);
-                bmc_.awaitStreams(1);
-                const auto two = open(!libraryFirst, second);
-                bmc_.awaitStreams(2);
-                bmc_.control("events " + std::to_string(perRound) + ' ' + std::to_string(kPerSecond));
-                first.awaitAll();
-                second.awaitAll();
-            }
-            bmc_.awaitStreams(0);
-            (libraryFirst ? sides.library : sides.raw).add(first);
-            (libraryFirst ? sides.raw : sides.library).add(second);
+        Sides sides;
+        for (const std::string& side : sides_)
+            sides.push_back({side, [=] { return figuresOf(side, *together({side}, events, true, "")[0]); }});
+        return takeTurns(sides, kRounds);
+    }
+
+    /** All sides at once: what disturbs one disturbs the others. They take turns in being served first. */
+    Outcome paced(std::uint64_t events)
+    {
+        Outcome outcome;
+        for (unsigned round = 0; round < kRounds; ++round) {
+            std::rotate(sides_.begin(), sides_.begin() + 1, sides_.end());
+            const auto readers = together(sides_, events, false, ' ' + std::to_string(kPerSecond));
+            for (std::size_t i = 0; i < sides_.size(); ++i) outcome.add(sides_[i], figuresOf(sides_[i], *readers[i]));
         }
-        return sides;
+        return outcome;
     }
 
 private:
-    std::unique_ptr<Stream> open(bool byLibrary, EventReader& reader)
+    using Readers = std::vector<std::unique_ptr<EventReader>>;
+
+    /** Has @p events sent to streams of @p sides, opened in this order. */
+    Readers together(const std::vector<std::string>& sides, std::uint64_t events, bool consecutive,
+                     const std::string& pace)
     {
-        if (byLibrary) return std::make_unique<LibraryStream>(kPath, reader);
-        return std::make_unique<RawStream>(resource_, reader);
+        Readers readers;
+        {
+            std::vector<std::unique_ptr<Stream>> streams;
+            for (const std::string& side : sides) {
+                readers.push_back(std::make_unique<EventReader>(events, consecutive));
+                streams.push_back(open(side, *readers.back()));
+                bmc_.awaitStreams(static_cast<unsigned>(streams.size()));
+            }
+            bmc_.control("events " + std::to_string(events) + pace);
+            for (const auto& reader : readers) reader->awaitAll();
+        }
+        bmc_.awaitStreams(0);
+        return readers;
     }
 
-    const Bmc      bmc_;
-    const Agent    agent_;
-    const Resource resource_;
+    std::unique_ptr<Stream> open(const std::string& side, EventReader& reader)
+    {
+        if (side == kLibrary) return std::make_unique<LibraryStream>(kPath, reader);
+        if (side == kRaw) return std::make_unique<RawStream>(resource_, reader);
+        return std::make_unique<CommandStream>(curlCommand({"-N", "-H", resource_.tokenLine, resource_.url}), reader);
+    }
+
+    const Bmc                bmc_;
+    const Agent              agent_;
+    const Resource           resource_;
+    std::vector<std::string> sides_{kLibrary, kRaw};
 };
 
-int run(int argc, char** argv)
+void expectNoneLost(const char* name, const Outcome& outcome)
 {
-    std::uint64_t flatOut = 1'000'000;
-    std::uint64_t paced   = 10'000;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--flat-out") == 0)
-            flatOut = numberFrom(argv[i + 1]);
-        else if (std::strcmp(argv[i], "--paced") == 0)
-            paced = numberFrom(argv[i + 1]);
-        else
-            throw std::invalid_argument(std::string("unknown argument ") + argv[i]);
-    }
-    Bench       bench;
-    const Sides fast = bench.flatOut(flatOut);
-    const Sides slow = bench.paced(paced);
-    report({"events flat out, lost", static_cast<double>(fast.raw.lost), static_cast<double>(fast.library.lost),
-            "events", 0, Row::Limit::value, 0});
-    report({"events at 1000 a second, lost", static_cast<double>(slow.raw.lost), static_cast<double>(slow.library.lost),
-            "events", 0, Row::Limit::value, 0});
-    if (fast.raw.lost + fast.library.lost + slow.raw.lost + slow.library.lost != 0)
-        throw std::runtime_error("events were lost: their times say nothing");
-    report({"events flat out, throughput", fast.raw.perSecond.median(), fast.library.perSecond.median(), "1/s", 0});
-    report({"events flat out, CPU time of one", fast.raw.cpuUs.median(), fast.library.cpuUs.median(), "us", 2,
-            Row::Limit::ratio, 1.1});
-    report({"events at 1000 a second, delay, median", slow.raw.delayMedianUs.median(),
-            slow.library.delayMedianUs.median(), "us", 1, Row::Limit::ratio, 1.1});
-    report({"events at 1000 a second, delay, p99", slow.raw.delayP99Us.median(), slow.library.delayP99Us.median(), "us",
-            1, Row::Limit::ratio, 1.1});
-    report({"events at 1000 a second, CPU time of one", slow.raw.cpuUs.median(), slow.library.cpuUs.median(), "us", 2,
-            Row::Limit::ratio, 1.1});
-    remark("events: %llu a side flat out, %llu a side at 1000 a second, in %u and %u rounds",
-           static_cast<unsigned long long>(flatOut), static_cast<unsigned long long>(paced), kFlatOutRounds,
-           kPacedRounds);
-    return 0;
+    const Figures lost = outcome.most("lost");
+    report({std::string(name) + ", lost", "events", 0, lost, Limit::value, 0});
+    for (const auto& [side, events] : lost)
+        if (events != 0) throw std::runtime_error("events were lost by " + side + ": their times say nothing");
 }
 
 }  // namespace
 
-int main(int argc, char** argv)
+void measure(const Arguments& arguments)
 {
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "events_bench: %s\n", error.what());
-        return 1;
-    }
+    Bench         bench;
+    const Outcome fast = bench.flatOut(arguments.effort(kFlatOut) + 1);
+    const Outcome slow = bench.paced(arguments.effort(kPaced) + 1);
+    expectNoneLost("events flat out", fast);
+    expectNoneLost("events at 1000 a second", slow);
+    report({"events flat out", "1/s", 0, fast.medians("perSecond")});
+    report({"events flat out, CPU time of one", "us", 2, fast.medians("cpuUs"), Limit::ratio, 1.1});
+    report({"events at 1000 a second, delay, median", "us", 1, slow.medians("delayMedianUs"), Limit::ratio, 1.1});
+    report({"events at 1000 a second, delay, p99", "us", 1, slow.medians("delayP99Us"), Limit::ratio, 1.1});
+    report({"events at 1000 a second, CPU time of one", "us", 2, slow.medians("cpuUs"), Limit::ratio, 1.1});
 }
+
+}  // namespace bench

@@ -21,10 +21,10 @@ std::string number(double value, int decimals)
 std::string targetText(const Row& row)
 {
     switch (row.limit) {
-        case Row::Limit::ratio: return "<= " + number(row.most, 2) + " x";
-        case Row::Limit::difference: return "<= raw + " + number(row.most, row.decimals);
-        case Row::Limit::value: return "<= " + number(row.most, row.decimals);
-        case Row::Limit::none: break;
+        case Limit::ratio: return "<= " + number(row.most, 2) + " x";
+        case Limit::difference: return "<= raw + " + number(row.most, row.decimals);
+        case Limit::value: return "<= " + number(row.most, row.decimals);
+        case Limit::none: break;
     }
     return "-";
 }
@@ -32,10 +32,10 @@ std::string targetText(const Row& row)
 bool kept(const Row& row)
 {
     switch (row.limit) {
-        case Row::Limit::ratio: return row.library <= *row.raw * row.most;
-        case Row::Limit::difference: return row.library <= *row.raw + row.most;
-        case Row::Limit::value: return row.library <= row.most;
-        case Row::Limit::none: break;
+        case Limit::ratio: return row.sides.at("library") <= row.sides.at("raw") * row.most;
+        case Limit::difference: return row.sides.at("library") <= row.sides.at("raw") + row.most;
+        case Limit::value: return row.sides.at("library") <= row.most;
+        case Limit::none: break;
     }
     return true;
 }
@@ -55,12 +55,11 @@ double Samples::quantile(double part) const
 
 void report(const Row& row)
 {
-    const std::string raw = row.raw ? number(*row.raw, row.decimals) : "-";
-    const std::string ratio =
-        row.raw && *row.raw > 0 && row.limit != Row::Limit::value ? number(row.library / *row.raw, 3) : "-";
-    const char* verdict = row.limit == Row::Limit::none ? "-" : kept(row) ? "ok" : "over";
-    std::printf("%s [%s]\t%s\t%s\t%s\t%s\t%s\n", row.measure, row.unit, raw.c_str(),
-                number(row.library, row.decimals).c_str(), ratio.c_str(), targetText(row).c_str(), verdict);
+    std::printf("%s\t%s\t", row.measure.c_str(), row.unit);
+    for (const auto& [side, value] : row.sides)
+        std::printf("%s %s\t", side.c_str(), number(value, row.decimals).c_str());
+    const char* verdict = row.limit == Limit::none ? "-" : kept(row) ? "ok" : "over";
+    std::printf("%s\t%s\n", targetText(row).c_str(), verdict);
     std::fflush(stdout);
 }
 

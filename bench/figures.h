@@ -4,11 +4,14 @@
 
 #include <chrono>
 #include <cstddef>
-#include <optional>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace bench {
+
+/** What was measured, by name: of one side its figures, of one figure the sides. */
+using Figures = std::map<std::string, double>;
 
 class Samples {
 public:
@@ -16,6 +19,7 @@ public:
     std::size_t count() const noexcept { return values_.size(); }
     double      median() const { return quantile(0.5); }
     double      p99() const { return quantile(0.99); }
+    double      most() const { return quantile(1); }
 
 private:
     double quantile(double part) const;
@@ -23,18 +27,19 @@ private:
     std::vector<double> values_;
 };
 
-/** What is compared, and how much the library may take. */
+/** What the library may take: so many times what libcurl takes, so much more, or so much. */
+enum class Limit { none, ratio, difference, value };
+
 struct Row {
-    const char*           measure;
-    std::optional<double> raw;
-    double                library;
-    const char*           unit;
-    int                   decimals;
-    enum class Limit { none, ratio, difference, value } limit = Limit::none;
-    double most                                               = 0;
+    std::string measure;
+    const char* unit;  ///< one that ends in "/s" is the better the more there is
+    int         decimals;
+    Figures     sides;
+    Limit       limit = Limit::none;
+    double      most  = 0;
 };
 
-/** Prints @p row with tabs between measure, raw, library, ratio, target and verdict: bench/run makes a table of them.
+/** Prints @p row with tabs between measure, unit, "side value" for each side, target and verdict: bench/run reads it.
  */
 void report(const Row& row);
 

@@ -1,16 +1,14 @@
 /** @file print_bench.cpp  What the debug print costs while it is switched off. */
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <fstream>
 
-#include "figures.h"
 #include "process.h"
+#include "sides.h"
 #include "trace.h"
 
-namespace {
+namespace bench {
 
-using namespace bench;
+namespace {
 
 constexpr unsigned kCalls   = 2'000'000;
 constexpr unsigned kBatches = 15;
@@ -27,7 +25,9 @@ double nanosecondsOf(Call call)
     return nanoseconds.median();
 }
 
-void measure()
+}  // namespace
+
+void measure(const Arguments&)
 {
     const ScratchDirectory scratch;
     const std::string      config = scratch.path() + "/platform.cfg";
@@ -35,31 +35,10 @@ void measure()
     ::setenv("QVPLATFORM_CONFIG", config.c_str(), 1);
     static constexpr char op[] = "QVRFUTILSendRequest";
     __SysDbgPrint4("%s : the first line reads the settings.\n", op);
-    report({"debug print off, a line",
-            {},
-            nanosecondsOf([] { __SysDbgPrint4("%s : Http Code = %d\n", op, 200); }),
-            "ns",
-            2,
-            Row::Limit::value,
-            20});
-    report({"debug print off, entry and exit of a scope",
-            {},
-            nanosecondsOf([] { const qvrf::TraceScope trace(op); }),
-            "ns",
-            2,
-            Row::Limit::value,
-            40});
+    const double line  = nanosecondsOf([] { __SysDbgPrint4("%s : Http Code = %d\n", op, 200); });
+    const double scope = nanosecondsOf([] { const qvrf::TraceScope trace(op); });
+    report({"debug print off, a line", "ns", 2, {{kLibrary, line}}, Limit::value, 20});
+    report({"debug print off, entry and exit of a scope", "ns", 2, {{kLibrary, scope}}, Limit::value, 40});
 }
 
-}  // namespace
-
-int main()
-{
-    try {
-        measure();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "print_bench: %s\n", error.what());
-        return 1;
-    }
-}
+}  // namespace bench

@@ -34,36 +34,33 @@ std::string readAll(int fd)
 
 }  // namespace
 
-unsigned long numberFrom(const char* word)
+pid_t start(const Words& command, int standardOutput)
 {
-    char*               end    = nullptr;
-    const unsigned long number = std::strtoul(word, &end, 10);
-    if (end == word || *end != '\0') throw std::invalid_argument(std::string(word) + " is no number");
-    return number;
-}
-
-pid_t start(const std::string& program, const Words& words, int standardOutput)
-{
-    std::vector<char*> arguments{const_cast<char*>(program.c_str())};
-    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    std::vector<char*> arguments;
+    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     const pid_t parent = ::getpid();
     const pid_t child  = ::fork();
-    if (child < 0) throw std::runtime_error("no process for " + program);
+    if (child < 0) throw std::runtime_error("no process for " + command[0]);
     if (child > 0) return child;
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (::getppid() != parent || ::dup2(standardOutput, STDOUT_FILENO) < 0) ::_exit(127);
-    ::execv(program.c_str(), arguments.data());
-    std::perror(program.c_str());
+    ::execvp(arguments[0], arguments.data());
+    std::perror(arguments[0]);
     ::_exit(127);
+}
+
+std::string self()
+{
+    return fs::read_symlink("/proc/self/exe").string();
 }
 
 std::string sibling(const char* name)
 {
-    return (fs::read_symlink("/proc/self/exe").parent_path() / name).string();
+    return (fs::path(self()).parent_path() / name).string();
 }
 
-Findings measureInChild(const Words& words)
+Figures findingsOf(const Words& command)
 {
     int ends[2] = {-1, -1};
     if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -71,13 +68,13 @@ Findings measureInChild(const Words& words)
     pid_t                  child = -1;
     {
         const qvrf::Descriptor writeEnd(ends[1]);
-        child = start(fs::read_symlink("/proc/self/exe").string(), words, writeEnd.get());
+        child = start(command, writeEnd.get());
     }
     std::istringstream lines(readAll(readEnd.get()));
     int                status = 0;
     if (::waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        throw std::runtime_error("a measuring child failed");
-    Findings    found;
+        throw std::runtime_error(command[0] + " failed");
+    Figures     found;
     std::string name;
     double      value = 0;
     while (lines >> name >> value) found[name] = value;
@@ -105,7 +102,8 @@ double cpuSeconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-ScratchDirectory::ScratchDirectory() : path_((fs::temp_directory_path() / "qvrfbench.XXXXXX").string())
+ScratchDirectory::ScratchDirectory(const std::string& parent)
+    : path_(((parent.empty() ? fs::temp_directory_path() : fs::path(parent)) / "qvrfbench.XXXXXX").string())
 {
     if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no directory " + path_);
 }

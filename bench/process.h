@@ -4,30 +4,26 @@
 
 #include <sys/types.h>
 
-#include <map>
 #include <string>
 #include <vector>
+
+#include "figures.h"
 
 namespace bench {
 
 using Words = std::vector<std::string>;
 
-/** A whole number on the command line. @throws std::invalid_argument */
-unsigned long numberFrom(const char* word);
+/** Starts @p command, a program and its words; it ends when this process does. @throws std::runtime_error */
+pid_t start(const Words& command, int standardOutput);
 
-/** Starts @p program with @p words; it ends when this process does. @throws std::runtime_error */
-pid_t start(const std::string& program, const Words& words, int standardOutput);
-
-/** A program of the same build: beside this one. */
+/** This program, and one of the same build: beside this one. */
+std::string self();
 std::string sibling(const char* name);
 
-/** What a measuring child found, by name. */
-using Findings = std::map<std::string, double>;
+/** Runs @p command and reads its "name value" lines. @throws std::runtime_error when it fails */
+Figures findingsOf(const Words& command);
 
-/** Runs this program again with @p words and reads its "name value" lines. @throws when it fails */
-Findings measureInChild(const Words& words);
-
-/** Told by the child. */
+/** A line of such a command. */
 void tell(const char* name, double value);
 
 /** A line of /proc/self/status such as VmHWM, in KiB. */
@@ -39,7 +35,7 @@ double cpuSeconds();
 /** A directory of our own, removed with all it holds. */
 class ScratchDirectory {
 public:
-    ScratchDirectory();
+    explicit ScratchDirectory(const std::string& parent = {});
     ~ScratchDirectory();
     ScratchDirectory(const ScratchDirectory&)             = delete;
     ScratchDirectory&  operator=(const ScratchDirectory&) = delete;

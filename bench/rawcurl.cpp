@@ -1,6 +1,7 @@
 /** @file rawcurl.cpp  The same exchanges by libcurl alone. */
 #include "rawcurl.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -76,14 +77,48 @@ void setCommonOptions(CURL* easy, long timeout)
     set(easy, CURLOPT_SSL_VERIFYHOST, 0L);
 }
 
-void rawGet(const Resource& resource, RawAnswer& answer)
+namespace {
+
+/** One exchange on a handle of its own, with one option that makes the method. */
+template <class V>
+void exchange(const Resource& resource, RawAnswer& answer, CURLoption method, V value)
 {
     const HeaderList headers = requestHeaders(resource, true);
     const EasyHandle easy    = newHandle();
     setCommonOptions(easy.get(), 100L);
     receiveInto(easy.get(), answer);
-    set(easy.get(), CURLOPT_HTTPGET, 1L);
+    set(easy.get(), method, value);
     perform(easy.get(), resource, headers, answer);
+}
+
+}  // namespace
+
+void rawGet(const Resource& resource, RawAnswer& answer)
+{
+    exchange(resource, answer, CURLOPT_HTTPGET, 1L);
+}
+
+void rawPost(const Resource& resource, const char* json, RawAnswer& answer)
+{
+    exchange(resource, answer, CURLOPT_POSTFIELDS, json);
+}
+
+void rawDelete(const Resource& resource, RawAnswer& answer)
+{
+    exchange(resource, answer, CURLOPT_CUSTOMREQUEST, "DELETE");
+}
+
+void rawDownload(const std::string& url, const std::string& path)
+{
+    qvrf::File       file(std::fopen(path.c_str(), "we"));
+    const EasyHandle easy = newHandle();
+    if (!file) throw std::runtime_error("no file " + path);
+    setCommonOptions(easy.get(), 100L);
+    set(easy.get(), CURLOPT_FAILONERROR, 1L);
+    set(easy.get(), CURLOPT_WRITEDATA, file.get());
+    set(easy.get(), CURLOPT_URL, url.c_str());
+    expect(curl_easy_perform(easy.get()));
+    if (std::fclose(file.release()) != 0) throw std::runtime_error(path + " could not be written");
 }
 
 RawKept::RawKept(const Resource& resource) : headers_(requestHeaders(resource, true)), easy_(newHandle())

@@ -55,6 +55,13 @@ void setCommonOptions(CURL* easy, long timeout);
 /** GET into @p answer on a handle of its own. @throws std::runtime_error when it fails */
 void rawGet(const Resource& resource, RawAnswer& answer);
 
+/** POST of JSON without a token: a login; DELETE: a logout. */
+void rawPost(const Resource& resource, const char* json, RawAnswer& answer);
+void rawDelete(const Resource& resource, RawAnswer& answer);
+
+/** GET of the file at @p url, written to @p path. */
+void rawDownload(const std::string& url, const std::string& path);
+
 /** GETs of one resource on one handle, set up once: its connection lives on. */
 class RawKept {
 public:

@@ -1,21 +1,15 @@
 /**
- * @file request_bench.cpp  A GET of 1.4 KB: latency and allocations, by the library and by libcurl alone.
+ * @file request_bench.cpp  GETs of 1.4 KB and 64 KB, each on a connection of its own: latency and allocations.
  *
- *   request_bench [--pairs N]                       the comparison
- *   request_bench --variant lib|raw --count N       one side alone, for a profiler
+ *   request_bench [--effort PERCENT]                    the comparison
+ *   request_bench --variant library|raw --count N       one side alone, for a profiler
  */
 #include <atomic>
-#include <cstdio>
-#include <cstring>
-#include <exception>
-#include <random>
-#include <stdexcept>
-#include <vector>
 
 #include "bmc.h"
-#include "figures.h"
-#include "qvrfutil.h"
-#include "rawcurl.h"
+#include "gets.h"
+#include "outside.h"
+#include "sides.h"
 
 namespace {
 
@@ -53,113 +47,69 @@ void* realloc(void* block, std::size_t size) noexcept
 }
 }
 
+namespace bench {
+
 namespace {
 
-using namespace bench;
-
-constexpr char kPath[]   = "/test/bytes/1400";
-constexpr u32  kBodySize = 1400;
-
-void byLibrary()
-{
-    static astring buffer[4096];
-    astring*       body   = buffer;
-    u32            length = 0;
-    u16            http   = 0;
-    const s32 status = QVRFUTILSendRequest(kPath, nullptr, &body, sizeof buffer, &length, QVRFUTIL_REQUEST_GET, &http,
-                                           FALSE, nullptr, nullptr);
-    if (status != 0 || http != 200 || length != kBodySize + 1) throw std::runtime_error("the library's GET failed");
-}
-
-void byCurl(const Resource& resource)
-{
-    RawAnswer answer;
-    rawGet(resource, answer);
-    if (answer.http != 200 || answer.body.size != kBodySize) throw std::runtime_error("libcurl's GET failed");
-}
-
-struct Side {
-    Samples microseconds;
-    Samples allocations;
-};
+constexpr u32 kSmall = 1400, kMiddle = 65536;
 
 template <class Call>
-void measure(Side& side, Call call)
+Figures timedAndCounted(Call call)
 {
-    const unsigned long before = g_allocations;
-    const Stopwatch     watch;
-    call();
-    const double seconds = watch.seconds();
-    side.allocations.add(static_cast<double>(g_allocations - before));
-    side.microseconds.add(seconds * 1e6);
+    const unsigned long before  = g_allocations;
+    Figures             figures = timed(call);
+    figures["calls"]            = static_cast<double>(g_allocations - before);
+    return figures;
 }
 
-void compare(const Resource& resource, unsigned long pairs)
+Sides inProcess(const Bytes& bytes, const Resource& resource)
 {
-    constexpr unsigned kWarmUp = 20;
-    Side               raw, library;
-    std::minstd_rand   random(1);
-    for (unsigned i = 0; i < kWarmUp; ++i) {
-        byLibrary();
-        byCurl(resource);
-    }
-    for (unsigned long i = 0; i < pairs; ++i) {
-        const bool libraryFirst = random() % 2 == 0;
-        if (libraryFirst) measure(library, byLibrary);
-        measure(raw, [&] { byCurl(resource); });
-        if (!libraryFirst) measure(library, byLibrary);
-    }
-    report({"GET 1.4 KB, median", raw.microseconds.median(), library.microseconds.median(), "us", 1, Row::Limit::ratio,
-            1.02});
-    report({"GET 1.4 KB, p99", raw.microseconds.p99(), library.microseconds.p99(), "us", 1});
-    report({"GET 1.4 KB, allocations", raw.allocations.median(), library.allocations.median(), "calls", 0,
-            Row::Limit::difference, 40});
+    static astring buffer[kMiddle + 1];
+    return {{kLibrary, [&] { return timedAndCounted([&] { getByLibrary(bytes, buffer); }); }},
+            {kRaw, [&] { return timedAndCounted([&] { getByCurl(resource, bytes.size); }); }}};
 }
 
-template <class Call>
-void repeat(unsigned long count, Call call)
+/** A process a GET with the session's token, and a program that is there already. */
+void addOutside(Sides& sides, const std::string& port, const Bytes& bytes, const Resource& resource)
 {
-    for (unsigned long i = 0; i < count; ++i) call();
+    if (haveCurl())
+        sides.push_back({kCurl,
+                         [&] {
+                             const Figures whole = timedProcess(curlCommand({"-H", resource.tokenLine, resource.url}));
+                             return Figures{{"us", 1000 * whole.at("ms")}};
+                         },
+                         20});
+    if (haveSushy())
+        sides.push_back({kSushy,
+                         [&] {
+                             return findingsOf(sushyCommand(port, {"get", bytes.path, "100", "1", "close"}));
+                         },
+                         400});
 }
 
-int run(int argc, char** argv)
+void compare(const char* name, const Bmc& bmc, const Bytes& bytes, const Resource& resource, unsigned long rounds)
 {
-    unsigned long pairs   = 2000;
-    unsigned long count   = 1;
-    const char*   variant = nullptr;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const char* const value = argv[i + 1];
-        if (std::strcmp(argv[i], "--pairs") == 0)
-            pairs = numberFrom(value);
-        else if (std::strcmp(argv[i], "--count") == 0)
-            count = numberFrom(value);
-        else if (std::strcmp(argv[i], "--variant") == 0)
-            variant = value;
-        else
-            throw std::invalid_argument(std::string("unknown argument ") + argv[i]);
-    }
-    const Bmc      bmc;
-    const Agent    agent(bmc.port());
-    const Resource resource(bmc.port(), kPath, agent.token());
-    if (variant == nullptr)
-        compare(resource, pairs);
-    else if (std::strcmp(variant, "lib") == 0)
-        repeat(count, byLibrary);
-    else if (std::strcmp(variant, "raw") == 0)
-        repeat(count, [&] { byCurl(resource); });
-    else
-        throw std::invalid_argument(std::string("unknown variant ") + variant);
-    return 0;
+    Sides sides = inProcess(bytes, resource);
+    addOutside(sides, bmc.port(), bytes, resource);
+    const Outcome     outcome = takeTurns(sides, rounds, 20);
+    const std::string get     = std::string("GET ") + name + ", new connection";
+    report({get, "us", 1, outcome.medians("us"), Limit::ratio, 1.02});
+    if (bytes.size != kSmall) return;
+    report({get + ", p99", "us", 1, {{kRaw, outcome.p99("us").at(kRaw)}, {kLibrary, outcome.p99("us").at(kLibrary)}}});
+    report({get + ", allocations", "calls", 0, outcome.medians("calls"), Limit::difference, 40});
 }
 
 }  // namespace
 
-int main(int argc, char** argv)
+void measure(const Arguments& arguments)
 {
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "request_bench: %s\n", error.what());
-        return 1;
-    }
+    const Bmc      bmc;
+    const Agent    agent(bmc.port());
+    const Bytes    small(kSmall), middle(kMiddle);
+    const Resource ofSmall(bmc.port(), small.path, agent.token()), ofMiddle(bmc.port(), middle.path, agent.token());
+    if (alone(arguments, inProcess(small, ofSmall))) return;
+    compare("1.4 KB", bmc, small, ofSmall, arguments.effort(2000));
+    compare("64 KB", bmc, middle, ofMiddle, arguments.effort(1000));
 }
+
+}  // namespace bench

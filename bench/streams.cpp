@@ -1,5 +1,9 @@
-/** @file streams.cpp  Two ways to an event stream. */
+/** @file streams.cpp  Ways to an event stream. */
 #include "streams.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
 
 #include <stdexcept>
 
@@ -66,6 +70,27 @@ void RawStream::read()
         if (curl_multi_wait(multi_.get(), nullptr, 0, kWaitMs, nullptr) != CURLM_OK ||
             curl_multi_perform(multi_.get(), &running_) != CURLM_OK)
             return;
+}
+
+CommandStream::CommandStream(const Words& command, EventReader& reader)
+{
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    output_ = qvrf::Descriptor(ends[0]);
+    const qvrf::Descriptor writeEnd(ends[1]);
+    process_ = start(command, writeEnd.get());
+    worker_  = std::thread([this, &reader] {
+        char piece[65536];
+        for (ssize_t got = 0; (got = ::read(output_.get(), piece, sizeof piece)) > 0;)
+            reader.feed({piece, static_cast<std::size_t>(got)});
+    });
+}
+
+CommandStream::~CommandStream()
+{
+    ::kill(process_, SIGTERM);
+    ::waitpid(process_, nullptr, 0);
+    worker_.join();
 }
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-/** @file streams.h  Two ways to an event stream: the library's subscription, and libcurl's multi interface alone. */
+/** @file streams.h  Ways to an event stream: the library's subscription, libcurl's multi interface, a command. */
 #ifndef STREAMS_H
 #define STREAMS_H
 
@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "eventreader.h"
+#include "process.h"
 #include "qvrfutil.h"
 #include "rawcurl.h"
 
@@ -46,6 +47,18 @@ private:
     int               running_ = 0;
     std::atomic<bool> stop_{false};
     std::thread       worker_;
+};
+
+/** A command that writes the stream to its standard output. */
+class CommandStream final : public Stream {
+public:
+    CommandStream(const Words& command, EventReader& reader);
+    ~CommandStream() override;
+
+private:
+    qvrf::Descriptor output_;
+    pid_t            process_ = -1;
+    std::thread      worker_;
 };
 
 }  // namespace bench

@@ -1,29 +1,34 @@
-/** @file update_bench.cpp  Package download beside the curl command; what a silent update adds to its steps. */
+/**
+ * @file update_bench.cpp  Package download; what a silent update adds to its steps.
+ *
+ *   update_bench --packages DIRECTORY       with a package of version 9.9.0 and a file "large" in it
+ */
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <stdexcept>
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
 #include "bmc.h"
-#include "figures.h"
+#include "outside.h"
 #include "owners.h"
+#include "rawcurl.h"
+#include "sides.h"
 #include "smsecure.h"
+
+namespace bench {
 
 namespace {
 
-using namespace bench;
 namespace fs = std::filesystem;
 
-constexpr unsigned kDownloads    = 9;
-constexpr unsigned kUpdates      = 5;
-constexpr char     kLargeFile[]  = "large";
-constexpr char     kMemoryDisk[] = "/dev/shm";
+constexpr unsigned kDownloads   = 9;
+constexpr unsigned kUpdates     = 5;
+constexpr char     kLargeFile[] = "large";
 
 /** The library's own lines belong to its user; a benchmark's output is its table. */
 class QuietOutput {
@@ -49,80 +54,61 @@ void expect(bool good, const std::string& what)
     if (!good) throw std::runtime_error(what + " failed");
 }
 
-double timed(const std::string& command)
+void command(const std::string& text)
 {
-    const Stopwatch watch;
-    expect(std::system(command.c_str()) == 0, command);
-    return watch.seconds();
+    expect(std::system(text.c_str()) == 0, text);
 }
 
-double timedCurl(const std::string& url, const std::string& name, const std::string& directory)
+void download(std::string url, std::string name, std::string directory)
 {
-    return timed("curl -skf --noproxy '*' -o " + directory + "/" + name + " " + url + "/" + name);
-}
-
-double timedDownload(std::string url, std::string name, std::string directory)
-{
-    const Stopwatch watch;
     expect(DownloadHTTPSFile(directory.data(), url.data(), name.data()) == 0, "DownloadHTTPSFile");
-    return watch.seconds();
 }
 
-void compareDownloads(const std::string& url)
+/** Into memory: a disk would be all there is to measure. */
+void compareDownloads(const std::string& url, unsigned long rounds)
 {
-    Samples library, curl;
-    char    directory[] = "/dev/shm/qvrfbench.XXXXXX";
-    expect(::mkdtemp(directory) != nullptr, kMemoryDisk);
-    for (unsigned i = 0; i < 2 * kDownloads; ++i) {
-        const bool first = i % 4 == 0 || i % 4 == 3;
-        (first ? library : curl)
-            .add(1000 * (first ? timedDownload(url, kLargeFile, directory) : timedCurl(url, kLargeFile, directory)));
-    }
-    fs::remove_all(directory);
-    report({"download of 64 MB beside the curl command, median", curl.median(), library.median(), "ms", 1,
-            Row::Limit::ratio, 1.0});
+    const ScratchDirectory scratch("/dev/shm");
+    const std::string      file = url + '/' + kLargeFile, path = scratch.path() + "/other";
+    const auto             library = [&] { return timed([&] { download(url, kLargeFile, scratch.path()); }); };
+    const auto             raw     = [&] { return timed([&] { rawDownload(file, path); }); };
+    Sides                  sides{{kLibrary, library}, {kRaw, raw}};
+    if (haveCurl()) sides.push_back({kCurl, [&] { return timedProcess(curlCommand({"-o", path, file})); }});
+    report({"download of 64 MB", "ms", 1, takeTurns(sides, rounds).medians("ms"), Limit::ratio, 1.05});
 }
 
 /** The steps that every update has, done one by one without the library's engine. */
-double timedSteps(const std::string& url, const std::string& package, const std::string& scratch)
+void steps(const std::string& url, const std::string& package, const std::string& scratch)
 {
     const std::string files = scratch + "/files", staging = scratch + "/staging", keys = scratch + "/keys";
     for (const std::string& directory : {files, staging, keys}) fs::create_directories(directory);
-    double seconds = 0;
     for (const std::string& name : {std::string("package.xml"), std::string("sha256sum"),
                                     std::string("RPM-GPG-KEY-zelmar"), package, package + ".sign"})
-        seconds += timedDownload(url, name, files);
+        download(url, name, files);
     std::string key = files + "/RPM-GPG-KEY-zelmar", file = files + "/" + package, sign = file + ".sign", db = keys;
     OxaSignatureObject object{nullptr, key.data(), file.data(), sign.data(), db.data(), {}};
-    const Stopwatch    watch;
     expect(OSVerifyDigitalSignature(&object) == 0, "OSVerifyDigitalSignature");
-    seconds += watch.seconds();
-    seconds += timed("tar -zxf " + file + " -C " + staging) + timed(staging + "/setup.sh -i -a > /dev/null 2>&1") +
-               timed("rm -rf " + staging);
+    command("tar -zxf " + file + " -C " + staging);
+    command(staging + "/setup.sh -i -a > /dev/null 2>&1");
+    command("rm -rf " + staging);
     fs::remove_all(scratch);
-    return seconds;
 }
 
-double timedUpdate()
+void update()
 {
     const QuietOutput quiet;
-    const Stopwatch   watch;
     expect(OXAAutoUpdateNow(nullptr, 0, 1) == 0, "OXAAutoUpdateNow");
-    return watch.seconds();
 }
 
-void compareUpdates(const std::string& url, const std::string& package, const std::string& scratch)
+void compareUpdates(const std::string& url, const std::string& package, const std::string& scratch,
+                    unsigned long rounds)
 {
     std::string install = scratch + "/installed";
     pOXAInstallPath     = install.data();
-    Samples engine, steps;
-    for (unsigned i = 0; i < kUpdates; ++i) {
-        engine.add(1000 * timedUpdate());
-        steps.add(1000 * timedSteps(url, package, scratch + "/steps"));
-    }
+    const auto  raw     = [&] { return timed([&] { steps(url, package, scratch + "/steps"); }); };
+    const Sides sides{{kLibrary, [] { return timed(update); }}, {kRaw, raw}};
+    report({"silent update of 20 MB, beside its steps", "ms", 1, takeTurns(sides, rounds).medians("ms"),
+            Limit::difference, 100});
     pOXAInstallPath = nullptr;
-    report({"silent update of 20 MB, beyond its steps", steps.median(), engine.median(), "ms", 1,
-            Row::Limit::difference, 100});
 }
 
 std::string packageIn(const std::string& directory)
@@ -134,22 +120,15 @@ std::string packageIn(const std::string& directory)
 
 }  // namespace
 
-int main(int argc, char** argv)
+void measure(const Arguments& arguments)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: update_bench DIRECTORY   (a package of version 9.9.0 and a file 'large')\n");
-        return 2;
-    }
-    try {
-        const Bmc              bmc({"--package-dir", argv[1]});
-        const ScratchDirectory scratch;
-        bmc.control("set package 9.9.0");
-        const std::string url = "https://127.0.0.1:" + bmc.port() + "/software/oxa";
-        compareDownloads(url);
-        compareUpdates(url, packageIn(argv[1]), scratch.path());
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "update_bench: %s\n", error.what());
-        return 1;
-    }
+    const std::string      packages = arguments.word("--packages");
+    const Bmc              bmc({"--package-dir", packages});
+    const ScratchDirectory scratch;
+    bmc.control("set package 9.9.0");
+    const std::string url = "https://127.0.0.1:" + bmc.port() + "/software/oxa";
+    compareDownloads(url, arguments.effort(kDownloads));
+    compareUpdates(url, packageIn(packages), scratch.path(), arguments.effort(kUpdates));
 }
+
+}  // namespace bench

@@ -1,30 +1,25 @@
 /** @file upload_bench.cpp  Upload of a file of 1 GB: memory must not grow with the file. */
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
-#include <exception>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <stdexcept>
 #include <vector>
 
 #include "bmc.h"
-#include "figures.h"
+#include "outside.h"
 #include "qvrfutil.h"
 #include "rawcurl.h"
+#include "sides.h"
+
+namespace bench {
 
 namespace {
 
-using namespace bench;
 namespace fs = std::filesystem;
 
 constexpr char      kTarget[]   = "/redfish/v1/UpdateService/MultipartUpload";
 constexpr char      kMetadata[] = R"({"Targets":[]})";
-constexpr char      kLibrary[] = "library", kRaw[] = "raw";
 constexpr long long kSmall = 1LL << 20, kLarge = 1LL << 30;
-constexpr unsigned  kRounds = 3;
+constexpr unsigned  kRounds = 6;
 
 void byLibrary(const char* file)
 {
@@ -44,23 +39,18 @@ void byCurl(const std::string& port, const std::string& token, const char* file)
     if (answer.http != 202) throw std::runtime_error("libcurl's upload failed: " + std::to_string(answer.http));
 }
 
-int child(const std::string& side, const std::string& port, const char* file)
+void child(const std::string& side, const std::string& port, const std::string& file)
 {
     const Agent       agent(port);
     const std::string token = agent.token();
     const Stopwatch   watch;
     if (side == kLibrary)
-        byLibrary(file);
+        byLibrary(file.c_str());
     else
-        byCurl(port, token, file);
-    tell("seconds", watch.seconds());
-    tell("peak", memoryKib("VmHWM"));
-    return 0;
+        byCurl(port, token, file.c_str());
+    tell("ms", watch.seconds() * 1e3);
+    tell("peakMib", memoryKib("VmHWM") / 1024);
 }
-
-struct Side {
-    Samples mibPerSecond, smallPeakMib, largePeakMib;
-};
 
 /** Whoever reads a file first has the kernel fill its pages, which takes longer than the upload's other work. */
 void readThrough(const std::string& file)
@@ -71,52 +61,58 @@ void readThrough(const std::string& file)
     }
 }
 
-/** The BMC keeps what it was sent; a benchmark has no use for it. */
-void discardUploads(const Bmc& bmc)
+/** A file of @p size bytes, all of them a hole: it costs no room. */
+std::string fileOf(const ScratchDirectory& scratch, long long size)
 {
-    fs::remove_all(bmc.stateDir() + "/uploads");
+    const std::string path = scratch.path() + '/' + std::to_string(size) + ".zip";
+    std::ofstream(path).close();
+    fs::resize_file(path, static_cast<std::uintmax_t>(size));
+    readThrough(path);
+    return path;
 }
 
-void compare()
+Words commandOf(const std::string& side, const Bmc& bmc, const Agent& agent, const std::string& file)
 {
-    const Bmc              bmc;
-    const ScratchDirectory scratch;
-    const std::string      small = scratch.path() + "/small.zip", large = scratch.path() + "/large.zip";
-    std::ofstream(small).close();
-    std::ofstream(large).close();
-    fs::resize_file(small, kSmall);  // holes: the files cost no room
-    fs::resize_file(large, kLarge);
-    readThrough(large);
+    if (side != kCurl) return {self(), "--child", side, "--port", bmc.port(), "--file", file};
+    const Resource target(bmc.port(), kTarget, agent.token());
+    return curlCommand({"-H", target.tokenLine, "-F", std::string("metadata=") + kMetadata + ";type=application/json",
+                        "-F", "LogZip=@" + file, target.url});
+}
 
-    std::map<std::string, Side> sides;
-    for (unsigned i = 0; i < 2 * kRounds; ++i) {
-        const char* const name  = i % 4 == 0 || i % 4 == 3 ? kLibrary : kRaw;
-        Side&             side  = sides[name];
-        const Findings    brief = measureInChild({"--child", name, bmc.port(), small});
-        const Findings    whole = measureInChild({"--child", name, bmc.port(), large});
-        discardUploads(bmc);
-        side.smallPeakMib.add(brief.at("peak") / 1024);
-        side.largePeakMib.add(whole.at("peak") / 1024);
-        side.mibPerSecond.add(kLarge / 1048576.0 / whole.at("seconds"));
-    }
-    const Side &library = sides[kLibrary], &raw = sides[kRaw];
-    report({"upload of 1 GB, throughput", raw.mibPerSecond.median(), library.mibPerSecond.median(), "MiB/s", 1});
-    report({"upload of 1 GB, peak memory above that of 1 MB", raw.largePeakMib.median() - raw.smallPeakMib.median(),
-            library.largePeakMib.median() - library.smallPeakMib.median(), "MiB", 1, Row::Limit::value, 1});
-    remark("upload: peak of the whole process with 1 GB: raw %.1f MiB, library %.1f MiB", raw.largePeakMib.median(),
-           library.largePeakMib.median());
+/** A small one and a large one; the BMC keeps what it was sent, and a benchmark has no use for it. */
+Figures uploads(const Bmc& bmc, const std::function<Figures(const std::string&)>& upload,
+                const ScratchDirectory& scratch)
+{
+    static const std::string small = fileOf(scratch, kSmall), large = fileOf(scratch, kLarge);
+    const Figures            brief = upload(small), whole = upload(large);
+    fs::remove_all(bmc.stateDir() + "/uploads");
+    return {{"mibPerSecond", kLarge / 1048.576 / whole.at("ms")},
+            {"peakMib", whole.at("peakMib")},
+            {"growthMib", whole.at("peakMib") - brief.at("peakMib")}};
 }
 
 }  // namespace
 
-int main(int argc, char** argv)
+void measure(const Arguments& arguments)
 {
-    try {
-        if (argc == 5 && std::strcmp(argv[1], "--child") == 0) return child(argv[2], argv[3], argv[4]);
-        compare();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "upload_bench: %s\n", error.what());
-        return 1;
+    if (const std::string side = arguments.word("--child"); !side.empty())
+        return child(side, arguments.word("--port"), arguments.word("--file"));
+    const Bmc              bmc;
+    const Agent            agent(bmc.port());
+    const ScratchDirectory scratch;
+    Sides                  sides;
+    for (const char* const name : {kLibrary, kRaw, kCurl}) {
+        if (name == kCurl && !haveCurl()) continue;
+        const auto upload = [&bmc, &agent, name](const std::string& file) {
+            const Words command = commandOf(name, bmc, agent, file);
+            return name == kCurl ? timedProcess(command) : findingsOf(command);
+        };
+        sides.push_back({name, [&, upload] { return uploads(bmc, upload, scratch); }});
     }
+    const Outcome outcome = takeTurns(sides, arguments.effort(kRounds));
+    report({"upload of 1 GB", "MiB/s", 1, outcome.medians("mibPerSecond")});
+    report({"upload of 1 GB, peak memory of the process", "MiB", 1, outcome.medians("peakMib")});
+    report({"upload of 1 GB, peak memory above that of 1 MB", "MiB", 1, outcome.medians("growthMib"), Limit::value, 1});
 }
+
+}  // namespace bench
