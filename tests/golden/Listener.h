@@ -2,9 +2,7 @@
 #ifndef LISTENER_H
 #define LISTENER_H
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 
 #include "LibraryCalls.h"
 #include "Words.h"
@@ -19,12 +17,7 @@ public:
         this, [](SSEEventData* event) { static_cast<Listener*>(event->pCallerContext)->take(event); }};
     QVRFUTILHttpCallbackContext deaf{this, nullptr};
 
-    /** Waits for the @p count-th event since the beginning. @return false when it does not come */
-    bool await(std::size_t count)
-    {
-        std::unique_lock<std::mutex> lock(guard_);
-        return came_.wait_for(lock, std::chrono::seconds(20), [&] { return events_ >= count; });
-    }
+    std::size_t events() const { return events_; }
 
 private:
     void take(SSEEventData* event)
@@ -35,14 +28,10 @@ private:
                     (event->pEvent == nullptr ? "none" : inQuotes(event->pEvent)));
         SMFreeMem(event->pEvent);
         SMFreeMem(event);
-        const std::lock_guard<std::mutex> lock(guard_);
         ++events_;
-        came_.notify_all();
     }
 
-    std::mutex              guard_;
-    std::condition_variable came_;
-    std::size_t             events_ = 0;
+    std::atomic<std::size_t> events_{0};
 };
 
 }  // namespace golden

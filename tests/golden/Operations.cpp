@@ -86,7 +86,8 @@ s32 temporaryName(const astring* directory, astring* name, size_t size, s32* mod
         const bench::Inside inside(bench::Place::caller);
         return tmpnam_s(name, size);
     }();
-    for (const auto& entry : fs::directory_iterator(".")) *mode = static_cast<s32>(entry.status().permissions());
+    for (const auto& entry : fs::directory_iterator("."))
+        *mode = static_cast<s32>(entry.status().permissions()), fs::remove(entry);
     fs::current_path(before);
     if (status != EINVAL) std::memset(name + size - 6, 'X', 6);
     return status;

@@ -3,7 +3,6 @@
 #define SCENARIO_H
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -30,25 +29,28 @@ File readFile(const std::string& path);
 /** What the walk wants to know about the call that a scenario marks with "walk". */
 struct Walked {
     std::string           operation;
-    long                  status = 0;
+    long                  status;
     std::set<long>        statuses;     ///< documented for failures
     std::set<std::string> mayBeSilent;  ///< calls whose failure needs no line in the error log
-    std::set<std::string> filesLeft;    ///< new in the scenario's directory
-    std::string           failed;       ///< what failed, from bench::failed()
-    bool                  errorLogged = false;
-    std::string           held;  ///< of the C library after all, that was not there before
+    std::size_t           newFiles;
+    std::string           failed;  ///< what failed, from bench::failed()
+    bool                  errorLogged;
 };
 
 struct Outcome {
     std::vector<std::string> text;        ///< the case's lines with a fresh transcript behind each call
-    std::vector<std::string> complaints;  ///< what no transcript may bless: unexpected traffic, leaks, open files
+    std::vector<std::string> complaints;  ///< what no transcript may bless: unexpected traffic, what is left
     std::optional<Walked>    walked;
     std::string              skipped;  ///< why the case could not run here
     std::size_t              calls = 0;
 };
 
-/** Runs a case in a fresh library on a fresh bench. @param failing  the walk's n-th failure; 0 for none */
-Outcome runCase(const Case& one, unsigned failing = 0);
+/**
+ * Runs a case in a fresh library on a fresh bench.
+ * @param failing  the walk's n-th failure; 0 for none
+ * @param plain    HTTPS without TLS
+ */
+Outcome runCase(const Case& one, unsigned failing = 0, bool plain = false);
 
 }  // namespace golden
 

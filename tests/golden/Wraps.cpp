@@ -59,6 +59,8 @@ void note(const Parts&... parts)
 }
 
 golden::World g_world;
+char          g_inits[64];  // an address for each reference to libcurl's global state
+std::size_t   g_initCount = 0;
 
 }  // namespace
 
@@ -172,7 +174,14 @@ FAILING(ssize_t, sendto, (int fd, const void* from, size_t size, int flags, cons
         (fd, from, size, flags, to, room), -1)
 FAILING(ssize_t, recvfrom, (int fd, void* to, size_t size, int flags, sockaddr* from, socklen_t* room),
         (fd, to, size, flags, from, room), -1)
-FAILING(int, getifaddrs, (ifaddrs * *list), (list), -1)
+FREEING(freeifaddrs, ifaddrs*)
+int __real_getifaddrs(ifaddrs** list);
+int __wrap_getifaddrs(ifaddrs** list)
+{
+    const int failed = refused("getifaddrs") ? -1 : __real_getifaddrs(list);
+    if (failed == 0) held(*list, "getifaddrs");
+    return failed;
+}
 
 int __real_ioctl(int fd, unsigned long command, ...);
 int __wrap_ioctl(int fd, unsigned long command, ...)
@@ -235,6 +244,18 @@ int __wrap_kill(pid_t process, int signal)
     if (!counting()) return __real_kill(process, signal);
     note("kill ", signal);
     return refused("kill") ? -1 : 0;
+}
+
+/** Of a variable that changes the library sees the first value once. */
+char* __real_getenv(const char* name);
+char* __wrap_getenv(const char* name)
+{
+    char* const value = __real_getenv(name);
+    if (counting() && g_world.changing.first == name) {
+        const bench::Paused paused;
+        ::setenv(name, g_world.changing.second.c_str(), 1);
+    }
+    return value;
 }
 
 // --- Time stands still.
@@ -340,7 +361,15 @@ FAILING(CURLMcode, curl_multi_perform, (CURLM * multi, int* running), (multi, ru
 CURLcode __real_curl_global_init(long flags);
 CURLcode __wrap_curl_global_init(long flags)
 {
-    return refused("curl_global_init") ? CURLE_FAILED_INIT : __real_curl_global_init(flags);
+    if (refused("curl_global_init")) return CURLE_FAILED_INIT;
+    held(&g_inits[g_initCount++ % sizeof g_inits], "curl_global_init");
+    return __real_curl_global_init(flags);
+}
+void __real_curl_global_cleanup();
+void __wrap_curl_global_cleanup()
+{
+    bench::released(&g_inits[--g_initCount % sizeof g_inits]);
+    __real_curl_global_cleanup();
 }
 
 curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
@@ -380,6 +409,11 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
             note("  ", name, " ", golden::inQuotes(static_cast<const char*>(word)));
         else
             note("  ", name, word == nullptr ? " NULL" : "");
+    }
+    if (g_world.plain && option == CURLOPT_URL && word != nullptr) {
+        const bench::Paused paused;
+        std::string         url = static_cast<const char*>(word);
+        if (url.rfind("https:", 0) == 0) return __real_curl_easy_setopt(easy, option, url.erase(4, 1).c_str());
     }
     return __real_curl_easy_setopt(easy, option, word);
 }

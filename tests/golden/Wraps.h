@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 
 namespace golden {
 
@@ -15,7 +16,10 @@ struct World {
     std::time_t                now         = 1700000000;
     std::string                ipv6Address;  ///< the BMC's, for the session; empty: what the BMC says
     unsigned                   curlVersion = 0x080000;
-    std::function<void()>      noteTraffic;  ///< writes the requests that arrived into the transcript
+    /** A variable of the environment, and what another thread sets it to behind the library's first look. */
+    std::pair<std::string, std::string> changing;
+    bool                                plain = false;  ///< without TLS, which takes most of a request's time
+    std::function<void()>               noteTraffic;    ///< writes the requests that arrived into the transcript
 };
 
 World& world();

@@ -49,7 +49,10 @@ void SMFreeMem(void* memory)
 void* SMMutexCreate(u32 reserved)
 {
     const Paused paused;
-    return refused("SMMutexCreate", reserved) ? nullptr : new BenchMutex;
+    if (refused("SMMutexCreate", reserved)) return nullptr;
+    auto* const mutex = new BenchMutex;
+    acquired(mutex, "SMMutexCreate");
+    return mutex;
 }
 
 s32 SMMutexLock(void* mutex, s32 waitMs)
@@ -95,6 +98,7 @@ s32 SMMutexDestroy(void* mutex)
         std::lock_guard<std::mutex> lock(m->guard);
         if (m->held) platform().complain("a mutex was destroyed while a thread holds it");
     }
+    released(m);
     delete m;
     return 0;
 }

@@ -154,14 +154,12 @@ void released(const void* what)
     state().held.erase(what);
 }
 
-std::string held()
+std::map<std::string, std::size_t> held()
 {
     const Guard                        lock(state().guard);
     std::map<std::string, std::size_t> kinds;
     for (const auto& [what, kind] : state().held) ++kinds[kind];
-    std::string text;
-    for (const auto& [kind, count] : kinds) text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + kind;
-    return text;
+    return kinds;
 }
 
 }  // namespace bench

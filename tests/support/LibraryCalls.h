@@ -8,6 +8,7 @@
 #ifndef LIBRARYCALLS_H
 #define LIBRARYCALLS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -56,8 +57,8 @@ std::string failed();
 // --- What the library holds of the C library: memory, lists, handles.
 void acquired(const void* what, const char* kind);
 void released(const void* what);
-/** What is held now, by kind: "2 malloc, 1 curl_easy_init"; empty for nothing. */
-std::string held();
+/** How much is held now, by kind. */
+std::map<std::string, std::size_t> held();
 
 }  // namespace bench
 

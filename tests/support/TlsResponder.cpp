@@ -56,13 +56,13 @@ bool bindTo(int fd, bool ipv6, int port)
 }
 
 /** Head and, as far as Content-Length says, body. */
-std::string readRequest(SSL* tls)
+std::string readRequest(BIO* wire)
 {
     std::string text;
     std::size_t wanted = std::string::npos;
     char        chunk[4096];
     while (text.size() < wanted) {
-        const int n = SSL_read(tls, chunk, sizeof chunk);
+        const int n = BIO_read(wire, chunk, sizeof chunk);
         if (n <= 0) break;
         text.append(chunk, static_cast<std::size_t>(n));
         const std::size_t head = text.find("\r\n\r\n");
@@ -71,6 +71,13 @@ std::string readRequest(SSL* tls)
         wanted                   = head + 4 + (length < head ? std::stoul(text.substr(length + 16)) : 0);
     }
     return text;
+}
+
+/** The first byte of a TLS connection is that of a handshake's record, none that a request begins with. */
+bool beginsTls(int connection)
+{
+    char first = 0;
+    return recv(connection, &first, 1, MSG_PEEK) == 1 && first == 22;
 }
 
 }  // namespace
@@ -140,10 +147,9 @@ void TlsResponder::serve()
 
 void TlsResponder::handle(int connection)
 {
-    std::unique_ptr<SSL, decltype(&SSL_free)> tls(SSL_new(static_cast<SSL_CTX*>(context_)), &SSL_free);
-    SSL_set_fd(tls.get(), connection);
-    if (SSL_accept(tls.get()) != 1) return;
-    std::string request = readRequest(tls.get());
+    std::unique_ptr<BIO, decltype(&BIO_free_all)> wire(BIO_new_socket(connection, BIO_NOCLOSE), &BIO_free_all);
+    if (beginsTls(connection)) wire.reset(BIO_push(BIO_new_ssl(static_cast<SSL_CTX*>(context_), 0), wire.release()));
+    std::string request = readRequest(wire.get());
     {
         const std::lock_guard<std::mutex> lock(guard_);
         requests_.push_back(std::move(request));
@@ -154,8 +160,7 @@ void TlsResponder::handle(int connection)
         ended_.wait(lock, [this] { return ending_; });
         return;
     }
-    if (!answer.bytes.empty()) SSL_write(tls.get(), answer.bytes.data(), static_cast<int>(answer.bytes.size()));
-    SSL_shutdown(tls.get());
+    if (!answer.bytes.empty()) BIO_write(wire.get(), answer.bytes.data(), static_cast<int>(answer.bytes.size()));
 }
 
 }  // namespace bench

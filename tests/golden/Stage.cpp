@@ -1,0 +1,338 @@
+/** @file Stage.cpp  The words with which a scenario sets its stage. */
+#include "Stage.h"
+
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "Arguments.h"
+#include "Leftovers.h"
+#include "LibraryState.h"
+#include "OxaAutoUpdateUtils.h"
+#include "PrivateHost.h"
+#include "Wraps.h"
+#include "qvrfutil.h"
+
+namespace golden {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kOtherToken[] = "fedcba9876543210FEDCBA9876543210";
+constexpr char kStreamHead[] =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
+
+using Settings = bench::Settings;
+
+/** Words whose numbers are the platform's. */
+const std::map<std::string, std::vector<s32 Settings::*>> kSettings = {
+    {"free-slot", {&Settings::freeSlot}},
+    {"lock-timeouts", {&Settings::lockTimeouts}},
+    {"os-log", {&Settings::osLogStatus}},
+    {"signature", {&Settings::signatureStatus}},
+    {"crypto", {&Settings::encryptStatus, &Settings::decryptStatus}},
+    {"firmware", {&Settings::firmwareMajor, &Settings::firmwareMinor, &Settings::firmwareStatus}}};
+
+std::string chunked(const std::string& text)
+{
+    char size[20];
+    std::snprintf(size, sizeof size, "%zx\r\n", text.size());
+    return size + text + "\r\n";
+}
+
+std::string takeHex(const Words& words, std::size_t& at)
+{
+    std::string hex;
+    while (at + 1 < words.size() && words[at + 1].bare().size() == 2 && !words[at + 1].quoted)
+        hex += words[++at].bare() + " ";
+    return hex;
+}
+
+void answerIpmi(bench::Exchange& exchange, const Words& words, std::size_t& at)
+{
+    const std::string what = words[at].bare();
+    if (what == "fails") return void(exchange.status = 1);
+    const long n        = numberAt(words, ++at);
+    const auto position = static_cast<std::size_t>(n);
+    if (what == "completes") return void(exchange.reply[2] = static_cast<u8>(n));
+    if (what == "leaves") return void(exchange.leftStatus = static_cast<s32>(n));
+    if (what == "at") return exchange.put(position, bench::bytesOf(takeHex(words, at)));
+    if (what != "text") throw std::runtime_error("an IPMI answer has no word " + what);
+    const std::string& text = wordAt(words, ++at).value();
+    exchange.put(position, {text.begin(), text.end()});
+}
+
+/** A form's boundary is random, and how long it is depends on libcurl's version. */
+std::string withoutBoundary(const std::string& request)
+{
+    if (request.find("boundary=") == request.npos) return request;
+    static const std::regex named("boundary=(-*[0-9A-Za-z]+)"), length("Content-Length: [0-9]+");
+    std::smatch             found;
+    std::regex_search(request, found, named);
+    return std::regex_replace(std::regex_replace(request, std::regex(found[1].str()), "BOUNDARY"), length,
+                              "Content-Length: of the form");
+}
+
+void noteRequest(const std::string& request)
+{
+    const std::size_t head = std::min(request.find("\r\n\r\n"), request.size());
+    for (std::size_t at = 0, end = 0; at < head; at = end + 2) {
+        end = std::min(request.find("\r\n", at), head);
+        bench::note("> " + request.substr(at, end - at) + "\n");
+    }
+    bench::note("> " + inQuotes(request.substr(std::min(head + 4, request.size()))) + "\n");
+}
+
+}  // namespace
+
+long numberAt(const Words& words, std::size_t at, long otherwise)
+{
+    return at < words.size() ? numberOf(words[at].bare()) : otherwise;
+}
+
+Stage::Stage(bool plain)
+{
+    bmc_.restart();
+    bench::noFailures();
+    for (const bench::Place place : {bench::Place::caller, bench::Place::worker}) bench::takeNotes(place);
+    world()             = World{};
+    world().plain       = plain;
+    world().noteTraffic = [this] { noteRequests(); };
+    resetLibrary();
+    variables_ = {{"TOKEN", kToken}, {"OTHER", kOtherToken}, {"PWD", fs::current_path().string()}};
+}
+
+Stage::~Stage()
+{
+    bench::noFailures();
+    QVRFUTILCleanUp();
+    resetLibrary();
+    for (const auto& [name, before] : environment_)
+        before ? ::setenv(name.c_str(), before->c_str(), 1) : ::unsetenv(name.c_str());
+    ::tzset();
+    world().noteTraffic = nullptr;
+    if (variables_.count("DIR") != 0) fs::remove_all(variables_["DIR"]);
+}
+
+bool Stage::take(const Words& words)
+{
+    const auto doing = doings().find(words[0].bare());
+    if (doing != doings().end())
+        doing->second(*this, words);
+    else if (kSettings.count(words[0].bare()) != 0)
+        setting(words);
+    else
+        return false;
+    return true;
+}
+
+const std::map<std::string, Stage::Doing>& Stage::doings()
+{
+    static const std::map<std::string, Doing> all = {
+        // The library's state.
+        {"library", by<&Stage::library>},
+        {"older", [](Stage&, const Words&) { giSServerNewGenAndAbove = FALSE; }},
+        {"newer", [](Stage&, const Words&) { giSServerNewGenAndAbove = TRUE; }},
+        {"renewing", [](Stage&, const Words&) { g_isRedfishSessionRequested = TRUE; }},
+        {"session", [](Stage&, const Words&) { openSession(); }},
+        {"record", [](Stage&, const Words& w) { setField(wordAt(w, 1).bare(), wordAt(w, 2).value()); }},
+        {"version", [](Stage&, const Words& w) { wordAt(w, 1).value().copy(OxaUpdatedVersion, APM_VERSION_SIZE - 1); }},
+        {"installation", [](Stage&, const Words& w) { assign(pOXAInstallPath, wordAt(w, 1).value()); }},
+        {"execution", [](Stage&, const Words& w) { assign(pExecutionDirectory, wordAt(w, 1).value()); }},
+        // The BMC and the platform.
+        {"ipmi", by<&Stage::ipmi>},
+        {"command", by<&Stage::exchange>},
+        {"value", by<&Stage::exchange>},
+        {"userset", by<&Stage::exchange>},
+        {"discover", by<&Stage::discover>},
+        {"https", by<&Stage::https>},
+        {"login", by<&Stage::login>},
+        {"user",
+         [](Stage& s, const Words& w) { s.bmc_.users[wordAt(w, 1).value()] = static_cast<u32>(numberAt(w, 2)); }},
+        {"token",
+         [](Stage& s, const Words& w) {
+             s.bmc_.loginToken     = wordAt(w, 1).value();
+             s.bmc_.generateStatus = static_cast<s32>(numberAt(w, 2));
+             s.bmc_.getStatus      = static_cast<s32>(numberAt(w, 3));
+         }},
+        {"path",
+         [](Stage& s, const Words& w) {
+             s.bmc_.paths[{static_cast<u32>(numberAt(w, 1)), static_cast<u32>(numberAt(w, 2))}] = wordAt(w, 3).value();
+         }},
+        {"ks", [](Stage& s, const Words& w) { s.bmc_.ksLogStatuses.push_back(static_cast<s32>(numberAt(w, 1))); }},
+        {"secret", [](Stage& s, const Words& w) { s.bmc_.mustBeWiped(wordAt(w, 1).value()); }},
+        // The host.
+        {"ipv6", [](Stage&, const Words& w) { world().ipv6Address = wordAt(w, 1).value(); }},
+        {"system",
+         [](Stage&, const Words& w) { world().commands[wordAt(w, 1).value()] = static_cast<int>(numberAt(w, 2)); }},
+        {"child", [](Stage&, const Words& w) { world().childStatus = static_cast<int>(numberAt(w, 1)); }},
+        {"clock", [](Stage&, const Words& w) { world().now = numberAt(w, 1); }},
+        {"curl", [](Stage&, const Words& w) { world().curlVersion = static_cast<unsigned>(numberAt(w, 1)); }},
+        {"environment", by<&Stage::environment>},
+        {"directory", by<&Stage::directory>},
+        {"file", by<&Stage::file>},
+        {"private", by<&Stage::privately>},
+        {"link",
+         [](Stage&, const Words& w) {
+             fs::create_directories("/sys/class/net");
+             fs::create_symlink(wordAt(w, 2).value(), "/sys/class/net/" + wordAt(w, 1).value());
+         }},
+    };
+    return all;
+}
+
+void Stage::library(const Words& words)
+{
+    server(words.size() > 1 && words[1].bare() == "ipv6");
+    std::string         address = "127.0.0.1", port = variables_.at("PORT");
+    const bench::Inside inside(bench::Place::caller);  // so that its shell command does not run
+    QVRFUTILInit(FALSE);
+    QVRFUTILSetIPAddress(address.data(), port.data(), FALSE);
+    bench::takeNotes(bench::Place::caller);
+}
+
+void Stage::ipmi(const Words& words)
+{
+    std::string request;
+    std::size_t at = 1;
+    for (; at < words.size() && words[at].bare() != "=>"; ++at) request += (at > 1 ? " " : "") + words[at].bare();
+    bench::Exchange& exchange = bmc_.expect(bench::Channel::ipmi, request);
+    while (++at < words.size()) answerIpmi(exchange, words, at);
+}
+
+/** A text for the BMC and its answer. */
+void Stage::exchange(const Words& words)
+{
+    static const std::map<std::string, bench::Channel> channels = {{"command", bench::Channel::commandLine},
+                                                                   {"value", bench::Channel::value},
+                                                                   {"userset", bench::Channel::userSet}};
+    bench::Exchange& exchange = bmc_.expect(channels.at(words[0].bare()), wordAt(words, 1).value());
+    for (std::size_t at = 3; at < words.size(); ++at) {
+        if (words[at].quoted)
+            exchange.text = words[at].text;
+        else if (words[at].bare() == "fails")
+            exchange.status = static_cast<s32>(numberAt(words, ++at, 1));
+    }
+}
+
+void Stage::setting(const Words& words)
+{
+    std::size_t at = 0;
+    for (s32 Settings::*const member : kSettings.at(words[0].bare()))
+        bmc_.*member = static_cast<s32>(numberAt(words, ++at));
+}
+
+/** The exchanges in which an older generation tells firmware version, IPv4 address and port. */
+void Stage::discover(const Words& words)
+{
+    for (const Word& word : words) {
+        if (word.bare() == "firmware") perform("ipmi C0 BF 01 => at 3 07 0A");
+        if (word.bare() == "ipv4") {
+            perform("ipmi C0 D6 01 00 01 00 00 00 => at 7 00 10");
+            perform("ipmi C0 D6 01 00 10 00 00 00 => text 10 \"127.0.0.1#4433\"");
+        }
+        if (word.bare() != "port") continue;
+        server();
+        perform("ipmi 18 59 00 DE 00 00");
+        perform(
+            "command \"vorsk get torvo.webserver.httpsport\" => "
+            "\"[Key=torvo.WebServer.1]\\nHttpsPort=$PORT\\n\"");
+    }
+}
+
+void Stage::perform(const std::string& line)
+{
+    take(wordsOf(line, variables_));
+}
+
+bench::TlsResponder& Stage::server(bool onIpv6)
+{
+    if (server_) return *server_;
+    try {
+        server_ = std::make_unique<bench::TlsResponder>(onIpv6);
+    } catch (const std::exception&) {
+        if (onIpv6) throw Skip("no IPv6 on loopback here");
+        throw;
+    }
+    variables_["PORT"] = server_->port();
+    return *server_;
+}
+
+void Stage::https(const Words& words)
+{
+    const std::string& kind = wordAt(words, 1).bare();
+    if (kind == "closes" || kind == "silent") return server().answer({"", kind == "silent"});
+    if (kind == "raw") return server().answer({wordAt(words, 2).value(), false});
+    if (kind == "stream" || kind == "broken-stream") {
+        std::string bytes = kStreamHead;
+        for (std::size_t i = 2; i < words.size(); ++i) bytes += chunked(words[i].value());
+        return server().answer({bytes + (kind == "stream" ? "0\r\n\r\n" : ""), false});
+    }
+    server().answer(static_cast<int>(numberAt(words, 1)), words.size() > 2 ? words[2].value() : "",
+                    words.size() > 3 ? words[3].value() : "");
+}
+
+/** The session service's answer to a login. */
+void Stage::login(const Words& words)
+{
+    const std::string token = words.size() > 1 ? words[1].value() : kOtherToken;
+    const std::string id    = words.size() > 2 ? words[2].value() : "8";
+    server().answer(201, "{}",
+                    "X-Auth-Token: " + token + "\r\nLocation: /redfish/v1/SessionService/Sessions/" + id + "\r\n");
+}
+
+void Stage::noteRequests()
+{
+    if (!server_) return;
+    const bench::Paused paused;
+    const auto          all = server_->requests();
+    for (; requests_ < all.size(); ++requests_) noteRequest(withoutBoundary(all[requests_]));
+}
+
+void Stage::environment(const Words& words)
+{
+    const std::string name   = wordAt(words, 1).value();
+    const char* const before = std::getenv(name.c_str());
+    environment_.emplace(name, before == nullptr ? std::nullopt : std::optional<std::string>(before));
+    ::setenv(name.c_str(), wordAt(words, 2).value().c_str(), 1);
+    ::tzset();
+    if (words.size() > 3) world().changing = {name, words[3].value()};
+}
+
+void Stage::directory(const Words& words)
+{
+    if (variables_.count("DIR") == 0) {
+        char name[] = "/tmp/golden-XXXXXX";
+        if (::mkdtemp(name) == nullptr) throw std::runtime_error("no temporary directory");
+        variables_["DIR"] = name;
+        directories_.insert(name);
+    }
+    if (words.size() > 1) fs::create_directories(variables_["DIR"] + "/" + words[1].value());
+}
+
+void Stage::file(const Words& words)
+{
+    const fs::path path = fs::path(wordAt(words, 1).value());
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << wordAt(words, 2).value();
+    if (words.size() > 3) ::chmod(path.c_str(), static_cast<mode_t>(numberAt(words, 3)));
+}
+
+void Stage::privately(const Words&)
+{
+    if (const std::string& why = privateHost(); !why.empty()) throw Skip(why);
+    for (const char* path : {"/tmp/.AutoUpdate", "/tmp/.signature", "/opt/zelmar", "/sys/class"}) fs::remove_all(path);
+    directories_.insert({"/tmp", "/opt"});
+}
+
+std::set<std::string> Stage::files() const
+{
+    return filesBelow(directories_);
+}
+
+}  // namespace golden
