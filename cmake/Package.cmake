@@ -2,7 +2,10 @@
 
 set(CPACK_PACKAGE_NAME qvrfutil)
 set(CPACK_PACKAGE_VENDOR "libqvrfutil")
-set(CPACK_PACKAGE_CONTACT "libqvrfutil maintainers <maintainers@qvrfutil.org>")
+# Whoever hands packages out says who answers for them; .invalid is nobody's.
+set(QVRFUTIL_MAINTAINER "libqvrfutil maintainers <maintainers@libqvrfutil.invalid>" CACHE STRING
+    "Name and address in the packages")
+set(CPACK_PACKAGE_CONTACT ${QVRFUTIL_MAINTAINER})
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -55,6 +58,7 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=") # what was linked against this version runs with later ones
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 foreach(key RUNTIME PLATFORM)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
