@@ -61,6 +61,7 @@ install(FILES ${PROJECT_BINARY_DIR}/packaging/qvrfutil.pc DESTINATION ${CMAKE_IN
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md ${PROJECT_SOURCE_DIR}/docs/*.md
      ${PROJECT_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES docs/qvrfutil.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 
 # ---- What only a system has, at the place that only a system has ------------------------------------------------
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")

@@ -25,9 +25,18 @@ links() {
     done
 }
 
+# The manuals have nothing that a formatter complains of; 77 where there is none.
+pages() {
+    command -v man >/dev/null || { echo "skipped: man is not installed" && exit 77; }
+    for page in docs/*.3 simulator/*.1 tools/*/*.1; do
+        said=$(MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 "$page" 2>&1 >/dev/null) && [[ -z $said ]] || wrong "$page: $said"
+    done
+}
+
 # C and C++ compile; a fragment that is no function does so inside one.
 snippets() {
     local count=0 header headers=()
+    { echo '```c' && sed -n '/^\.EX/,/^\.EE/{s/\\e/\\/g;/^\./!p}' docs/qvrfutil.3 && echo '```'; } >"$work/page" && documents+=("$work/page")
     for header in "$INCLUDE"/*.h; do headers+=(-include "$header"); done
     for document in "${documents[@]}"; do
         for language in c cpp; do
