@@ -2,24 +2,22 @@
 #include "PrivateHost.h"
 
 #include <sched.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <stdexcept>
+
+#include "PrivateMounts.h"
 
 namespace golden {
 namespace {
 
 std::string entered()
-{
+try {
     if (::geteuid() != 0) return "needs root";
     if (std::system("command -v ip >/dev/null") != 0) return "needs the command ip";
-    if (::unshare(CLONE_NEWNS | CLONE_NEWNET) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        return std::string("no namespaces: ") + std::strerror(errno);
-    for (const char* place : {"/tmp", "/opt", "/sys"})
-        if (::mount("none", place, "tmpfs", 0, "mode=1777") != 0) return std::string("no private ") + place;
+    privatemounts::enter(CLONE_NEWNET);
+    for (const char* place : {"/tmp", "/opt", "/sys"}) privatemounts::empty(place, "mode=1777");
     // Both ends are this host's: the far one must take a local sender.
     const char* const links =
         "ip link set lo up && ip link add usbnic0 type veth peer name bmc0 && "
@@ -29,6 +27,8 @@ std::string entered()
         "i=0 && until ip link show usbnic0 | grep -q 'state UP' || [ $i = 200 ]; do "
         "sleep 0.01; i=$((i + 1)); done";
     return std::system(links) == 0 ? "" : "no network links of its own";
+} catch (const std::exception& e) {
+    return e.what();
 }
 
 }  // namespace
