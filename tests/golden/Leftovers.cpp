@@ -1,6 +1,8 @@
 /** @file Leftovers.cpp  Counts what is held, and knows what a process keeps for good. */
 #include "Leftovers.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <iterator>
 
@@ -31,6 +33,14 @@ std::size_t countOf(const std::map<std::string, std::size_t>& all, const std::st
     return found == all.end() ? 0 : found->second;
 }
 
+bool isMountPoint(const fs::path& path)
+{
+    struct stat own {
+    }, outer{};
+    return ::lstat(path.c_str(), &own) == 0 && ::lstat(path.parent_path().c_str(), &outer) == 0 &&
+           own.st_dev != outer.st_dev;
+}
+
 }  // namespace
 
 Leftovers::Leftovers() : before_(holdings()) {}
@@ -50,7 +60,11 @@ std::set<std::string> filesBelow(const std::set<std::string>& directories)
 {
     std::set<std::string> all;
     for (const std::string& directory : directories)
-        for (const auto& entry : fs::recursive_directory_iterator(directory)) all.insert(entry.path().string());
+        for (auto entry = fs::recursive_directory_iterator(directory); entry != end(entry); ++entry) {
+            all.insert(entry->path().string());
+            // A checkout that was kept in sight is another mount, and busy with other things.
+            if (isMountPoint(entry->path())) entry.disable_recursion_pending();
+        }
     return all;
 }
 
