@@ -30,7 +30,8 @@ set(CMAKE_CXX_FLAGS_DEBUG "-Og -g")
 set(CMAKE_C_FLAGS_DEBUG "-Og -g")
 
 if(QVRFUTIL_SANITIZE)
-  add_compile_options(-fsanitize=${QVRFUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # Line tables are enough for a report.
+  add_compile_options(-g1 -fsanitize=${QVRFUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QVRFUTIL_SANITIZE})
   set(sanitize "-fsanitize=${QVRFUTIL_SANITIZE}")  # for programs that tests build outside this list
   if(CMAKE_C_COMPILER_ID MATCHES "Clang" AND QVRFUTIL_SANITIZE MATCHES "undefined")
