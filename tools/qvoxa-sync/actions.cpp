@@ -24,10 +24,6 @@ constexpr u8          kPassThruUsbNic   = 21;
 constexpr std::size_t kLongestNoVersion = 4;  // shorter texts than a version say that the BMC holds no package
 constexpr std::size_t kNameSize         = 64;
 
-constexpr char kCheckIpmi[] =
-    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it; --force does not "
-    "compare";
-
 Json textOrNull(const astring* text)
 {
     return *text != '\0' ? Json(text) : Json(nullptr);
@@ -56,7 +52,7 @@ void askForPackage()
     std::array<astring, APM_VERSION_SIZE> package{};
     if (const s32 status = APMDiscoveryGetOxaPloxVersion(package.data()); status != 0)
         throw Failure(kExitNotCompared, "nothing was compared: the BMC does not tell its package version over IPMI",
-                      kCheckIpmi, status);
+                      QVOXASYNC_CHECK_IPMI "; --force does not compare", status);
 }
 
 /** There is a package, and yet no comparison was made. */

@@ -13,14 +13,14 @@ constexpr StatusRow kOfUpdate[] = {
     {OXA_UPDATE_BAD_SIGNATURE, kExitBadSignature, "the package on the BMC is not signed by the key that came with it", "nothing was installed; put a genuine package on the BMC"},
 };
 constexpr StatusRow kOfDownload[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it, and the directory's path"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check the directory's path; " QVOXASYNC_CHECK_IPMI},
     {OXA_UPDATE_NOTHING_TO_DO, kExitNothingToDo, "the BMC holds no package", "put a package on the BMC"},
 };
 constexpr StatusRow kOfReport[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the BMC tells neither version", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the BMC tells neither version", QVOXASYNC_CHECK_IPMI},
 };
 constexpr StatusRow kOfLink[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that the BMC is not in lockdown mode"},
+    {OXA_UPDATE_FAILED, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "end a lockdown in the BMC's settings; " QVOXASYNC_CHECK_IPMI},
 };
 constexpr StatusRow kOfEach[] = {
     {OXA_UPDATE_NOT_ROOT, kExitNotRoot, "this needs root", "start it as root, with sudo for instance"},

@@ -11,6 +11,11 @@
 
 namespace qvoxasync {
 
+/** The advice for a BMC that tells nothing over IPMI, in the words of qvrfutil_status.hpp. */
+#define QVOXASYNC_CHECK_IPMI                                                                                 \
+    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it; the BMC may " \
+    "be restarting: try again"
+
 /** Exit statuses; timers and scripts rely on them. A signal ends the program with 128 and its number. */
 enum ExitStatus : int {
     kExitOk              = 0,  ///< done, or nothing to do

@@ -34,7 +34,8 @@ struct StatusText {
 
 namespace detail {
 inline constexpr char kCheckIpmi[] =
-    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and can be opened";
+    "check that the BMC's IPMI device exists (modprobe ipmi_devintf) and that you may open it; the BMC may be "
+    "restarting: try again";
 inline constexpr char kCheckLink[] = "check that the USB NIC is up, and the BMC's address and port";
 inline constexpr char kCheckUser[] = "check user name and privilege, and that the BMC takes changes (no lockdown mode)";
 inline constexpr char kPassThru[]  = "switch the OS-to-BMC pass-through on in the BMC's settings";
