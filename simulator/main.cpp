@@ -144,12 +144,18 @@ int complain(const std::string& text, int status)
     return status;
 }
 
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  torvosim --ready-file ready.json --write-config bmc.cfg &\n"
+    "  QVPLATFORM_CONFIG=bmc.cfg qvrfctl discover\n"
+    "  torvosim ctl --socket $(jq -r .control ready.json) status 503 GET /redfish/v1/Systems 1\n\n";
+
 int run(int argc, char** argv)
 {
     CommandLine line;
     CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.");
     app.set_version_flag("--version", "torvosim " TORVOSIM_VERSION);
-    app.footer("Control words:\n" + torvosim::controlHelp());
+    app.footer(std::string(kExamples) + "Control words:\n" + torvosim::controlHelp());
     addRunOptions(app, line);
     CLI::App* ctl = app.add_subcommand("ctl", "Sends control words to a running simulator");
     ctl->add_option("--socket", line.ctlSocket, "Its control socket")->envname("TORVOSIM_CONTROL")->required();

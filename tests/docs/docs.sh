@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$SOURCE"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-documents=(*.md docs/*.md)
+documents=(*.md docs/*.md bench/*.md)
 bad=0
 wrong() { bad=1 && echo "$*"; }
 # blocks LANGUAGE FILE: the fenced blocks of that language, a file each, numbered as they come
@@ -51,14 +51,37 @@ snippets() {
     [[ $count -gt 2 ]] || wrong "only $count snippets were found"
 }
 
-# The programs know every option that a line with their name shows.
+# What a program says of itself, of each of its commands too.
+help_of() {
+    "$@" --help
+    "$@" --help | awk '/^Subcommands/ { on = 1; next } !NF { on = 0 } on { print $1 }' | while read -r command; do help_of "$@" "$command"; done
+}
+
+# A program knows every option that a line with its name shows; manual and completion know every option of the program.
 options() {
     for program in qvrfctl qvoxa-sync torvosim; do
-        man=$(sed 's/\\-/-/g' tools/*/"$program".1 simulator/"$program".1 docs/"$program".md 2>/dev/null || true)
+        known=$(help_of "$BUILD/bin/$program" </dev/null | grep -oE -- '--[a-z][a-z-]+' | sort -u)
+        [[ $(wc -w <<<"$known") -gt 5 ]] || wrong "$program tells only the options $known"
         while read -r option; do
-            grep -qF -e "$option" <<<"$man" || wrong "$program has no $option"
-        done < <(grep -hE "^    (.* )?$program " "${documents[@]}" | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z-]+' | sort -u)
+            grep -qxF -e "$option" <<<"$known" || wrong "$program has no $option"
+        done < <(sed 's/\\-/-/g' "${documents[@]}" simulator/*.1 tools/*/*.1 | grep -hE "^(    (.* )?|)$program " | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z][a-z-]+' | tr -d ' ' | sort -u)
+        for file in {simulator,tools/*}/"$program".{1,bash}; do
+            [[ -e $file ]] || continue
+            text=$(sed 's/\\-/-/g' "$file")
+            for option in $known; do grep -qE -e "$option([^a-z-]|\$)" <<<"$text" || wrong "$file lacks $option"; done
+        done
     done
+}
+
+# A script that is named is there, and has the options that are shown; so are the presets.
+scripts() {
+    while read -r script shown; do
+        [[ -x $script ]] || wrong "no $script"
+        for option in $(grep -oE -- '(^| )--[a-z-]+' <<<"$shown"); do grep -qE -e "$option\b" "$script" || wrong "$script has no $option"; done
+    done < <(grep -ohE '(scripts|bench|\.ci)/[a-z-]+( [^|&;#`]*)?' "${documents[@]}" | grep -vE '^bench/[a-z]+_bench' | sort -u)
+    while read -r preset; do
+        grep -qF "\"name\": \"$preset\"" CMakePresets.json || wrong "no preset $preset"
+    done < <(grep -ohE -- '--preset [a-z-]+' "${documents[@]}" | sed 's/.* //' | sort -u)
 }
 
 # Blocks of "sh run" are run, those of a document in one shell, in a directory with this build as build/release.

@@ -8,6 +8,10 @@ namespace {
 
 constexpr char kFooter[] =
     "Without --download, --version-report or --setup-link, updates the agent from the package that the BMC holds.\n"
+    "Examples:\n"
+    "  qvoxa-sync --version-report           which versions the BMC holds and this host has\n"
+    "  qvoxa-sync --silent --exit-code       what a timer runs\n"
+    "  qvoxa-sync --download /var/tmp        the package alone; nothing is installed\n"
     "Exit status: 0 done, or nothing to update; 1 failed; 2 wrong usage; 3 bad signature; 4 not root; 5 not "
     "downloaded;\n"
     "6 another instance; 7 unsafe file or directory; 8 started from .update; 9 no link to the BMC; 10 no common TLS\n"
