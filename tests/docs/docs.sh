@@ -9,6 +9,7 @@ bad=0
 wrong() { bad=1 && echo "$*"; }
 # blocks LANGUAGE FILE: the fenced blocks of that language, a file each, numbered as they come
 blocks() {
+    rm -f "$work/${2//\//-}".[0-9]*
     awk -v begin="^\`\`\`$1\$" -v out="$work/${2//\//-}" '
         /^```$/ && on { on = 0; close(name) }
         on { print > name }
@@ -44,7 +45,6 @@ snippets() {
                 count=$((count + 1)) compiler=("$CC" -std=c11 -x c) && [[ $language == c ]] || compiler=("$CXX" -std=c++17 -x c++)
                 grep -q '^{' "$block" || sed -i -e '1i void f(void);\nvoid f(void) {' -e '$a }' "$block"
                 "${compiler[@]}" -Wall -Wextra -Wno-unused -fsyntax-only -I "$INCLUDE" "${headers[@]}" "$block" || wrong "$document: $block does not compile"
-                rm "$block"
             done
         done
     done
@@ -84,7 +84,8 @@ scripts() {
     done < <(grep -ohE -- '--preset [a-z-]+' "${documents[@]}" | sed 's/.* //' | sort -u)
 }
 
-# Blocks of "sh run" are run, those of a document in one shell, in a directory with this build as build/release.
+# Blocks of "sh run" are run, those of a document in one shell, in a directory with this build as build/release;
+# what a block of "said" shows has been said then.
 sessions() {
     for document in "${documents[@]}"; do
         readarray -t found < <(blocks "sh run" "$document")
@@ -97,6 +98,9 @@ sessions() {
         mkdir -p "$work/bin" && ln -sf "$(command -v "$CC")" "$work/bin/cc" && ln -sf "$(command -v "$CXX")" "$work/bin/c++"
         (cd "$work/home" && HOME=$work/home PATH=$work/bin:$BUILD/bin:$PATH CFLAGS=${SANITIZE-} bash -euxo pipefail "$work/session") \
             >"$work/log" 2>&1 || { cat "$work/log"; wrong "$document: a command failed"; }
+        for block in $(blocks said "$document"); do
+            while read -r line; do grep -qxF -e "$line" "$work/log" || wrong "$document: nobody said: $line"; done <"$block"
+        done
     done
 }
 
