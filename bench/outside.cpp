@@ -43,7 +43,7 @@ bool haveCurl()
 
 bool haveSushy()
 {
-    static const bool have = succeeds("/usr/bin/python3 -c 'import sushy' 2>/dev/null");
+    static const bool have = succeeds("/usr/bin/python3 -c 'from sushy import auth' 2>/dev/null");
     return have;
 }
 

@@ -3,6 +3,7 @@ import datetime
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 
 clients = ["raw", "library", "curl", "sushy", "redfishtool"]
@@ -37,13 +38,14 @@ def output(*command):
 
 
 def version_of(package):
-    return output("/usr/bin/python3", "-c", f"import importlib.metadata as m; print(m.version('{package}'))")
+    return output("/usr/bin/python3", "-c", f"import importlib.metadata as m; print(m.version('{package}'))") or "unknown"
 
 
 def versions():
     """Of the clients that others wrote; empty where one is not installed."""
-    return {"curl": " ".join(output("curl", "--version").split()[1:2]), "sushy": version_of("sushy"),
-            "redfishtool": version_of("redfishtool")}
+    return {"curl": " ".join(output("curl", "--version").split()[1:2]),
+            "sushy": output("/usr/bin/python3", "-c", "from sushy import auth; print(1)") and version_of("sushy"),
+            "redfishtool": shutil.which("redfishtool") and version_of("redfishtool")}
 
 
 def absent():
