@@ -173,6 +173,7 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"child", [](Stage&, const Words& w) { world().childStatus = static_cast<int>(numberAt(w, 1)); }},
         {"clock", [](Stage&, const Words& w) { world().now = numberAt(w, 1); }},
         {"curl", [](Stage&, const Words& w) { world().curlVersion = static_cast<unsigned>(numberAt(w, 1)); }},
+        {"status", [](Stage&, const Words& w) { world().httpStatus = numberAt(w, 1); }},
         {"environment", by<&Stage::environment>},
         {"directory", by<&Stage::directory>},
         {"file", by<&Stage::file>},

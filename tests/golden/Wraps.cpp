@@ -24,7 +24,7 @@
 #include <new>
 #include <sstream>
 
-#include "LibraryCalls.h"
+#include "BenchPlatform.h"
 #include "Words.h"
 #include "Wraps.h"
 
@@ -418,17 +418,35 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
     return __real_curl_easy_setopt(easy, option, word);
 }
 
+CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
+
+/** The connection of a transfer must not reach a program that the process starts. */
+static void lookAtSocket(CURL* easy)
+{
+    const bench::Paused paused;
+    curl_socket_t       socket = CURL_SOCKET_BAD;
+    if (__real_curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) return;
+    if ((fcntl(socket, F_GETFD) & FD_CLOEXEC) == 0) bench::platform().complain("a program would inherit a connection");
+}
+
 CURLcode __real_curl_easy_perform(CURL* easy);
 CURLcode __wrap_curl_easy_perform(CURL* easy)
 {
     if (refused("curl_easy_perform")) return CURLE_COULDNT_CONNECT;
-    const CURLcode      done = __real_curl_easy_perform(easy);
+    const CURLcode done = __real_curl_easy_perform(easy);
+    lookAtSocket(easy);
     const bench::Paused paused;
     if (g_world.noteTraffic) g_world.noteTraffic();
     return done;
 }
 
-CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
+CURLMcode __real_curl_multi_remove_handle(CURLM* multi, CURL* easy);
+CURLMcode __wrap_curl_multi_remove_handle(CURLM* multi, CURL* easy)
+{
+    lookAtSocket(easy);
+    return __real_curl_multi_remove_handle(multi, easy);
+}
+
 CURLcode __wrap_curl_easy_getinfo(CURL* easy, unsigned number, ...)
 {
     const auto info = static_cast<CURLINFO>(number);
@@ -436,7 +454,10 @@ CURLcode __wrap_curl_easy_getinfo(CURL* easy, unsigned number, ...)
     va_start(arguments, number);
     void* const out = va_arg(arguments, void*);
     va_end(arguments);
-    return refused("curl_easy_getinfo") ? CURLE_BAD_FUNCTION_ARGUMENT : __real_curl_easy_getinfo(easy, info, out);
+    if (refused("curl_easy_getinfo")) return CURLE_BAD_FUNCTION_ARGUMENT;
+    const CURLcode done = __real_curl_easy_getinfo(easy, info, out);
+    if (info == CURLINFO_RESPONSE_CODE && g_world.httpStatus != 0) *static_cast<long*>(out) = g_world.httpStatus;
+    return done;
 }
 
 curl_version_info_data* __real_curl_version_info(CURLversion now);

@@ -16,6 +16,7 @@ struct World {
     std::time_t                now         = 1700000000;
     std::string                ipv6Address;  ///< the BMC's, for the session; empty: what the BMC says
     unsigned                   curlVersion = 0x080000;
+    long                       httpStatus  = 0;  ///< what libcurl says of every answer; 0: what the BMC sent
     /** A variable of the environment, and what another thread sets it to behind the library's first look. */
     std::pair<std::string, std::string> changing;
     bool                                plain = false;  ///< without TLS, which takes most of a request's time

@@ -179,8 +179,7 @@ s32 setStreamOptions(QVRFUTILCurlSSEHandle& handle, QVRFUTILHttpCallbackContext*
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch) &&
-                     hideFromPrograms(easy);  // a child would keep the stream open
+                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch);
     return set ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
 }
 

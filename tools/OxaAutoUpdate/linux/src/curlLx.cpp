@@ -27,10 +27,19 @@ bool proxyIsSet() noexcept
     return false;
 }
 
-/** What the machine asks for on top of what the exchange does. */
+extern "C" int closeOnExec(void*, curl_socket_t socket, curlsocktype)
+{
+    fcntl(socket, F_SETFD, FD_CLOEXEC);
+    return CURL_SOCKOPT_OK;
+}
+
+/**
+ * What the machine asks for on top of what the exchange does. The connection is the process's alone: agents start
+ * programs while a request is under way.
+ */
 EasyHandle prepared(const char* op, EasyHandle easy) noexcept
 {
-    if (!easy) return easy;
+    if (!easy || setQuietly(easy.get(), CURLOPT_SOCKOPTFUNCTION, &closeOnExec) != CURLE_OK) return nullptr;
     if (proxyIsSet() && !setOption(op, easy.get(), QVRF_OPT(CURLOPT_NOPROXY), "*")) return nullptr;
     if (parsesBundleInVain()) {
         constexpr const char* kNone = nullptr;
@@ -48,12 +57,6 @@ bool keepingFailed(CURL* easy, CURLcode rc) noexcept
     return rc != CURLE_OK && rc != CURLE_OPERATION_TIMEDOUT &&
            curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections) == CURLE_OK && connections == 0 &&
            curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &head) == CURLE_OK && head == 0;
-}
-
-extern "C" int closeOnExec(void*, curl_socket_t socket, curlsocktype)
-{
-    fcntl(socket, F_SETFD, FD_CLOEXEC);
-    return CURL_SOCKOPT_OK;
 }
 
 }  // namespace
@@ -117,11 +120,6 @@ bool watchHead(CURL* easy, HeadWatch& watch) noexcept
 {
     return setQuietly(easy, CURLOPT_HEADERFUNCTION, &HeadWatch::line) == CURLE_OK &&
            setQuietly(easy, CURLOPT_HEADERDATA, &watch) == CURLE_OK;
-}
-
-bool hideFromPrograms(CURL* easy) noexcept
-{
-    return setQuietly(easy, CURLOPT_SOCKOPTFUNCTION, &closeOnExec) == CURLE_OK;
 }
 
 CURLcode performQuietly(CURL* easy) noexcept

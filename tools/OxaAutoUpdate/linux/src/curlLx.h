@@ -49,7 +49,7 @@ bool holdGlobalState() noexcept;
 /**
  * A new easy handle; empty on failure, which the caller logs in its own words. Before the process's first handle it
  * takes a reference to libcurl's global state that is never given back: an init/cleanup pair elsewhere in the process
- * cannot pull that state from under a running transfer.
+ * cannot pull that state from under a running transfer. No program that the process starts inherits its connection.
  */
 EasyHandle newEasyHandle(const char* op) noexcept;
 
@@ -104,9 +104,6 @@ CURLcode performQuietly(const EasyHandle& easy) noexcept;
 
 /** Runs the transfer and logs its outcome under @p name. */
 CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept;
-
-/** Hides a transfer's connection, which is to live long, from programs that the process starts. */
-bool hideFromPrograms(CURL* easy) noexcept;
 
 }  // namespace qvrf
 

@@ -61,13 +61,11 @@ KeptHandle* idleHandleFor(const KeptFor& whom) noexcept
     return nullptr;
 }
 
-/** Notes the connection that is kept, and hides it from programs that the process starts. */
+/** Notes the connection that is kept. */
 void noteSocket(KeptHandle& handle) noexcept
 {
-    const curl_socket_t before = std::exchange(handle.socket, CURL_SOCKET_BAD);
     if (curl_easy_getinfo(handle.easy, CURLINFO_ACTIVESOCKET, &handle.socket) != CURLE_OK)
         handle.socket = CURL_SOCKET_BAD;
-    if (handle.socket != CURL_SOCKET_BAD && handle.socket != before) fcntl(handle.socket, F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace
