@@ -38,27 +38,18 @@ extern "C" s32 QVHIPMVorskCmdPassthru(const astring*, const astring*, u32, astri
     return g_answers.byte() % 4 == 1;
 }
 /** Reads every argument, as a log at its highest level does. */
-static s32 formatted(const astring* format, va_list arguments)
-{
-    static char line[8192];
-    return std::vsnprintf(line, sizeof line, format, arguments);
-}
-extern "C" s32 __SysDbgPrint3(const astring* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const s32 length = formatted(format, arguments);
-    va_end(arguments);
-    return length;
-}
-extern "C" s32 __SysDbgPrint4(const astring* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const s32 length = formatted(format, arguments);
-    va_end(arguments);
-    return length;
-}
+#define READS_ARGUMENTS(print)                                            \
+    extern "C" s32 print(const astring* format, ...)                      \
+    {                                                                     \
+        static char line[8192];                                           \
+        va_list     arguments;                                            \
+        va_start(arguments, format);                                      \
+        const s32 length = std::vsnprintf(line, 8192, format, arguments); \
+        va_end(arguments);                                                \
+        return length;                                                    \
+    }
+READS_ARGUMENTS(__SysDbgPrint3)
+READS_ARGUMENTS(__SysDbgPrint4)
 
 FUZZ(ipmi_replies)
 {

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <iterator>
 
@@ -56,12 +57,14 @@ std::vector<std::string> Leftovers::found() const
     return all;
 }
 
-std::set<std::string> filesBelow(const std::set<std::string>& directories)
+std::map<std::string, std::string> filesBelow(const std::vector<std::string>& directories)
 {
-    std::set<std::string> all;
+    std::map<std::string, std::string> all;
     for (const std::string& directory : directories)
         for (auto entry = fs::recursive_directory_iterator(directory); entry != end(entry); ++entry) {
-            all.insert(entry->path().string());
+            char mode[8];
+            std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(entry->symlink_status().permissions()));
+            all[entry->path().string()] = mode;
             // A checkout that was kept in sight is another mount, and busy with other things.
             if (isMountPoint(entry->path())) entry.disable_recursion_pending();
         }

@@ -3,7 +3,6 @@
 #define LEFTOVERS_H
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -20,8 +19,8 @@ private:
     std::map<std::string, std::size_t> before_;
 };
 
-/** The files and directories below these. */
-std::set<std::string> filesBelow(const std::set<std::string>& directories);
+/** The files and directories below these, with their modes. */
+std::map<std::string, std::string> filesBelow(const std::vector<std::string>& directories);
 
 }  // namespace golden
 

@@ -49,14 +49,14 @@ s32 collected(Function* append, const astring* text, size_t size, size_t count)
 s32 manifest(astring* file, astring** texts)
 {
     StructOxaPloxPackage package{};
-    const s32            status = pasrseSHA256File(file, &package);
+    const s32            status = pasrseSHA256File(file, texts == nullptr ? nullptr : &package);
     astring* const       all[]  = {package.pPackagexml,       package.pSHA256file,           package.pZelmarPubKey,
                                    package.pWindowsUpdatePkg, package.pWindowsNanoUpdatePkg, package.pLinuxUpdatePkg,
                                    package.pLinuxSignFile,    package.pLinuxInstallScript,   package.pWindowsInstallScript};
     const bench::Paused  paused;
     std::string          lines;
     for (astring* text : all) lines += std::string(text == nullptr ? "-" : text) + "\n", SMFreeMem(text);
-    *texts = bench::Platform::instance().newText(lines);
+    if (texts != nullptr) *texts = bench::Platform::instance().newText(lines);
     return status;
 }
 
@@ -96,10 +96,8 @@ s32 temporaryName(const astring* directory, astring* name, size_t size, s32* mod
 /** What the opened file's mode is; 77 and -1 are a variable left alone and one that says nothing was opened. */
 s32 opened(s32* mode, const astring* file, s32 flags, s32 permissions)
 {
-    const mode_t  before = umask(0);
-    int           fd     = 77;
-    const errno_t status = _sopen_s(mode == nullptr ? nullptr : &fd, file, flags, 0, permissions);
-    umask(before);
+    int                 fd     = 77;
+    const errno_t       status = _sopen_s(mode == nullptr ? nullptr : &fd, file, flags, 0, permissions);
     const bench::Paused paused;
     struct stat         about {};
     const bool          open = status == 0 && fstat(fd, &about) == 0;

@@ -1,6 +1,8 @@
 /** @file Scenario.cpp  Takes scenario files apart and runs a case: its calls, what they did, what they left. */
 #include "Scenario.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -97,11 +99,13 @@ private:
         Call               call   = callOf(words);
         const auto         before = visibleState();
         const auto         files  = stage_->files();
+        const mode_t       mask   = ::umask(0);  // the modes shall be the library's own
         try {
             operation(name)(call);
         } catch (const std::bad_alloc&) {
             complain("an exception left " + name);
         }
+        ::umask(mask);
         if (name.find("Unregister") != name.npos) noteStream();
         status_ = call.number;
         transcribe(bench::takeNotes(bench::Place::caller), "");
@@ -141,12 +145,15 @@ private:
         }
     }
     void write(const std::string& line) { outcome_.text.push_back("| " + lineOf(line, stage_->variables())); }
-    void writeFiles(const std::set<std::string>& before, const std::set<std::string>& after)
+    void writeFiles(const std::map<std::string, std::string>& before, const std::map<std::string, std::string>& after)
     {
         newFiles_ = 0;
-        for (const std::string& path : after)
-            if (before.count(path) == 0) ++newFiles_, write("= new file " + path);
-        for (const std::string& path : before)
+        for (const auto& [path, mode] : after) {
+            const auto old = before.find(path);
+            if (old == before.end()) ++newFiles_, write("= new " + mode + " " + path);
+            if (old != before.end() && old->second != mode) write("= now " + mode + " " + path);
+        }
+        for (const auto& [path, mode] : before)
             if (after.count(path) == 0) write("= no more " + path);
     }
 

@@ -11,7 +11,6 @@
 #include <regex>
 
 #include "Arguments.h"
-#include "Leftovers.h"
 #include "LibraryState.h"
 #include "OxaAutoUpdateUtils.h"
 #include "PrivateHost.h"
@@ -171,6 +170,7 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"system",
          [](Stage&, const Words& w) { world().commands[wordAt(w, 1).value()] = static_cast<int>(numberAt(w, 2)); }},
         {"child", [](Stage&, const Words& w) { world().childStatus = static_cast<int>(numberAt(w, 1)); }},
+        {"signals", [](Stage&, const Words& w) { world().signals = static_cast<int>(numberAt(w, 1)); }},
         {"clock", [](Stage&, const Words& w) { world().now = numberAt(w, 1); }},
         {"curl", [](Stage&, const Words& w) { world().curlVersion = static_cast<unsigned>(numberAt(w, 1)); }},
         {"status", [](Stage&, const Words& w) { world().httpStatus = numberAt(w, 1); }},
@@ -178,11 +178,7 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"directory", by<&Stage::directory>},
         {"file", by<&Stage::file>},
         {"private", by<&Stage::privately>},
-        {"link",
-         [](Stage&, const Words& w) {
-             fs::create_directories("/sys/class/net");
-             fs::create_symlink(wordAt(w, 2).value(), "/sys/class/net/" + wordAt(w, 1).value());
-         }},
+        {"link", by<&Stage::link>},
     };
     return all;
 }
@@ -311,7 +307,7 @@ void Stage::directory(const Words& words)
         char name[] = "/tmp/golden-XXXXXX";
         if (::mkdtemp(name) == nullptr) throw std::runtime_error("no temporary directory");
         variables_["DIR"] = name;
-        directories_.insert(name);
+        directories_.push_back(name);
     }
     if (words.size() > 1) fs::create_directories(variables_["DIR"] + "/" + words[1].value());
 }
@@ -324,16 +320,21 @@ void Stage::file(const Words& words)
     if (words.size() > 3) ::chmod(path.c_str(), static_cast<mode_t>(numberAt(words, 3)));
 }
 
+/** A symbolic link, or a hard one; one without a path is an interface of the host. */
+void Stage::link(const Words& words)
+{
+    const std::string& name = wordAt(words, 1).value();
+    const fs::path     path = name[0] == '/' ? name : "/sys/class/net/" + name;
+    fs::create_directories(path.parent_path());
+    if (words.size() > 3) return fs::create_hard_link(wordAt(words, 2).value(), path);
+    fs::create_symlink(wordAt(words, 2).value(), path);
+}
+
 void Stage::privately(const Words&)
 {
     if (const std::string& why = privateHost(); !why.empty()) throw Skip(why);
     for (const char* path : {"/tmp/.AutoUpdate", "/tmp/.signature", "/opt/zelmar", "/sys/class"}) fs::remove_all(path);
-    directories_.insert({"/tmp", "/opt"});
-}
-
-std::set<std::string> Stage::files() const
-{
-    return filesBelow(directories_);
+    directories_ = {"/tmp", "/opt"};
 }
 
 }  // namespace golden

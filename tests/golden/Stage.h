@@ -5,12 +5,12 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "BenchPlatform.h"
+#include "Leftovers.h"
 #include "TlsResponder.h"
 #include "Words.h"
 
@@ -46,8 +46,8 @@ public:
     bench::TlsResponder& server(bool onIpv6 = false);
     /** The requests that arrived since the last time, into the transcript. */
     void noteRequests();
-    /** The files where the library may leave some. */
-    std::set<std::string> files() const;
+    /** The files where the library may leave some, with their modes. */
+    std::map<std::string, std::string> files() const { return filesBelow(directories_); }
 
 private:
     using Doing = void (*)(Stage&, const Words&);
@@ -69,13 +69,14 @@ private:
     void environment(const Words& words);
     void directory(const Words& words);
     void file(const Words& words);
+    void link(const Words& words);
     void privately(const Words& words);
 
     bench::Platform&                                  bmc_ = bench::Platform::instance();
     Variables                                         variables_;
     std::unique_ptr<bench::TlsResponder>              server_;
     std::size_t                                       requests_ = 0;
-    std::set<std::string>                             directories_;  // of the case and of its private host
+    std::vector<std::string>                          directories_;  // of the case and of its private host
     std::map<std::string, std::optional<std::string>> environment_;  // as it was
 };
 

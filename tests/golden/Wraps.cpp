@@ -272,7 +272,11 @@ int __wrap_nanosleep(const timespec* time, timespec* left)
 {
     if (!counting()) return __real_nanosleep(time, left);
     note("nanosleep ", time->tv_sec, ".", time->tv_nsec);
-    return 0;
+    if (left == nullptr || g_world.signals == 0) return 0;
+    --g_world.signals;
+    *left = {time->tv_sec - 1, time->tv_nsec};
+    errno = EINTR;
+    return -1;
 }
 
 unsigned __real_sleep(unsigned seconds);

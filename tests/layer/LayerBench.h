@@ -56,22 +56,6 @@ inline int answered(const std::string& kind)
     return tell("stats")["requests"].value(kind, 0);
 }
 
-template <class Condition>
-bool comesTrue(Condition condition)
-{
-    for (int tries = 0; tries < 3000; ++tries) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(Duration(10));
-    }
-    return false;
-}
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class EachGeneration : public testing::TestWithParam<const char*> {
 protected:
     EachGeneration() { tell(std::string("generation ") + GetParam()); }

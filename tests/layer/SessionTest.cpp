@@ -52,17 +52,6 @@ TEST_P(Layer, CarriesOutEveryMethodAndClosesItsSession)
     EXPECT_TRUE(again.get(kSystem));
 }
 
-TEST_P(Layer, IsClosedByAnException)
-{
-    Client client;
-    EXPECT_THROW(
-        {
-            Session session(client);
-            static_cast<void>(session.json("/redfish/v1/nope").orThrow());
-        },
-        Failure);
-}
-
 TEST_P(Layer, SendsOnceMoreWhatAnEndedSessionRefused)
 {
     std::vector<std::string> told;

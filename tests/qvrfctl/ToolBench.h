@@ -5,50 +5,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <nlohmann/json.hpp>
-#include <sstream>
-#include <thread>
-
 #include "Cases.h"
 #include "Child.h"
 
-using Json = nlohmann::json;
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-inline void writeFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-inline bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-/** The words of a line. */
-inline Words split(const std::string& line)
-{
-    std::istringstream words(line);
-    return {std::istream_iterator<std::string>(words), {}};
-}
 inline std::vector<cases::Row> casesOf(const std::string& section)
 {
     return cases::rowsOf(CASES, section);
-}
-
-template <class Condition>
-bool comesTrue(Condition condition)
-{
-    for (int tries = 0; tries < 3000; ++tries, std::this_thread::sleep_for(std::chrono::milliseconds(10)))
-        if (condition()) return true;
-    return false;
 }
 
 /** A simulator, and the tool that talks to it. */

@@ -3,9 +3,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <chrono>
-#include <thread>
-
 #include "UpdateBench.h"
 #include "owners.h"
 
@@ -21,13 +18,13 @@ protected:
         "for i in $(seq 600); do [ ! -e /opt/bench/enough ] || break; sleep 0.1; done\n";
     bool installs() const
     {
-        return eventually([] { return fs::exists("/opt/bench/installing"); });
+        return comesTrue([] { return fs::exists("/opt/bench/installing"); });
     }
     /** An update as soon as a killed one's installer is done. */
     Outcome onceAlone() const
     {
         Outcome outcome;
-        eventually([&] { return (outcome = tool({"--silent"})).exit != 6; });
+        comesTrue([&] { return (outcome = tool({"--silent"})).exit != 6; });
         return outcome;
     }
 };
@@ -38,7 +35,7 @@ TEST_F(Interrupt, SignalsLeaveNothingBehind)
         SetUp();
         control({"delay", "20000", "GET", "/software/oxa/sha256sum", "1"});
         Child update(commandLine({"--silent"}));
-        ASSERT_TRUE(eventually([] { return fs::exists("/tmp/.AutoUpdate/sha256sum"); }));
+        ASSERT_TRUE(comesTrue([] { return fs::exists("/tmp/.AutoUpdate/sha256sum"); }));
         update.signal(signal);
         const Outcome outcome = update.wait();
         EXPECT_EQ(outcome.exit, 128 + signal);
@@ -89,7 +86,7 @@ TEST_F(Interrupt, OneAtATimeOnAHost)
 {
     control({"delay", "1500", "GET", "/software/oxa/sha256sum", "1"});
     Child first(commandLine({"--silent"}));
-    ASSERT_TRUE(eventually([] { return !readFile("/tmp/.AutoUpdate/package.xml").empty(); }));
+    ASSERT_TRUE(comesTrue([] { return !readFile("/tmp/.AutoUpdate/package.xml").empty(); }));
     const Outcome second = tool({"--silent"});
     EXPECT_EQ(second.exit, 6);
     EXPECT_EQ(second.out, "Another instance of Oxa qvoxa-sync is already running.\n");
@@ -130,7 +127,7 @@ TEST_F(Interrupt, PackageCannotBeChangedBetweenItsChecks)
     const mode_t before = ::umask(0);
     Child        update(commandLine({"--silent"}));
     ::umask(before);
-    ASSERT_TRUE(eventually([&] { return fs::exists("/tmp/.AutoUpdate/" + name); }));
+    ASSERT_TRUE(comesTrue([&] { return fs::exists("/tmp/.AutoUpdate/" + name); }));
     EXPECT_EQ(modeOf("/tmp/.AutoUpdate/" + name), 0600u);
     EXPECT_EQ(modeOf("/tmp/.AutoUpdate"), 0755u);
     EXPECT_EQ(update.wait().exit, 0);

@@ -1,9 +1,6 @@
 /** @file UpdateBench.cpp  Sets host, BMC and package up, and looks at what a run left. */
 #include "UpdateBench.h"
 
-#include <chrono>
-#include <thread>
-
 namespace {
 
 const std::string kBench = privatehost::kBench;
@@ -46,15 +43,6 @@ std::vector<Json> ksLog()
 }
 
 }  // namespace
-
-bool eventually(const std::function<bool()>& condition)
-{
-    for (int tries = 0; tries < 6000; ++tries) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
-}
 
 void shell(const std::string& command)
 {

@@ -7,11 +7,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -19,24 +15,6 @@
 #include "PrivateHost.h"
 
 namespace fs = std::filesystem;
-using Json   = nlohmann::json;
-using Words  = std::vector<std::string>;
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void writeFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-inline bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
 
 inline mode_t modeOf(const std::string& path)
 {
@@ -44,8 +22,6 @@ inline mode_t modeOf(const std::string& path)
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-/** Waits until @p condition holds. @return false: it did not within a time that is too long for any machine */
-bool eventually(const std::function<bool()>& condition);
 /** Runs a command line for the test's set-up; a failure fails the test. */
 void shell(const std::string& command);
 

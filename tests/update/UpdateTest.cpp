@@ -1,5 +1,5 @@
 /** @file UpdateTest.cpp  qvoxa-sync through its command line, as scenarios.txt tells it. */
-#include <sstream>
+#include <fstream>
 
 #include "UpdateBench.h"
 #include "progresstext.h"
@@ -41,14 +41,14 @@ protected:
         if (word == "run") command_ = rest, expected_ = {}, ran_ = true;
         if (word == "install") install(rest);
         if (word == "package") control({"set", "package", rest == "\"\"" ? "" : rest});
-        if (word == "fault") control(words(rest));
+        if (word == "fault") control(split(rest));
         if (word == "sh") shell(rest);
         if (word == "input") options_.input = rest + '\n';
         if (word == "program") program = rest;
         if (word == "dirty") dirty_ = true;
         if (word == "nowhere") writeFile(bench + "/nowhere.cfg", "hipm.endpoint=unix:/nonexistent\n");
         if (word == "nowhere") options_.environment["QVPLATFORM_CONFIG"] = bench + "/nowhere.cfg";
-        for (const std::string& variable : word == "env" ? words(rest) : Words{})
+        for (const std::string& variable : word == "env" ? split(rest) : Words{})
             options_.environment[variable.substr(0, variable.find('='))] = variable.substr(variable.find('=') + 1);
     }
 
@@ -65,12 +65,6 @@ protected:
         expectLogged(std::exchange(logged_, ""));
         if (!dirty_) expectClean();
         EXPECT_EQ(readFile(bench + "/precious/file"), "mine\n");
-    }
-
-    static Words words(const std::string& text)
-    {
-        std::istringstream all(text);
-        return {std::istream_iterator<std::string>(all), {}};
     }
 
 private:

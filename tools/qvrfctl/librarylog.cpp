@@ -109,22 +109,15 @@ std::string LibraryTrace::text() const
 
 }  // namespace qvrfctl
 
-extern "C" __attribute__((visibility("default"))) s32 __SysDbgPrint3(const astring* format, ...)
-{
-    static const qvrfctl::Print platforms = qvrfctl::next("__SysDbgPrint3");
-    std::va_list                arguments;
-    va_start(arguments, format);
-    const s32 status = qvrfctl::pass(platforms, true, format, arguments);
-    va_end(arguments);
-    return status;
-}
-
-extern "C" __attribute__((visibility("default"))) s32 __SysDbgPrint4(const astring* format, ...)
-{
-    static const qvrfctl::Print platforms = qvrfctl::next("__SysDbgPrint4");
-    std::va_list                arguments;
-    va_start(arguments, format);
-    const s32 status = qvrfctl::pass(platforms, false, format, arguments);
-    va_end(arguments);
-    return status;
-}
+#define STANDS_BEFORE_THE_PLATFORMS(print, isError)                                         \
+    extern "C" __attribute__((visibility("default"))) s32 print(const astring* format, ...) \
+    {                                                                                       \
+        static const qvrfctl::Print platforms = qvrfctl::next(#print);                      \
+        std::va_list                arguments;                                              \
+        va_start(arguments, format);                                                        \
+        const s32 status = qvrfctl::pass(platforms, isError, format, arguments);            \
+        va_end(arguments);                                                                  \
+        return status;                                                                      \
+    }
+STANDS_BEFORE_THE_PLATFORMS(__SysDbgPrint3, true)
+STANDS_BEFORE_THE_PLATFORMS(__SysDbgPrint4, false)

@@ -6,28 +6,6 @@
 
 namespace {
 
-TEST_F(DeskBmc, BothGenerationsLogInReadAndLogOut)
-{
-    for (const bool newer : {true, false}) {
-        start(newer);
-        ASSERT_EQ(logIn(), 0);
-        EXPECT_EQ(sessions(), 1U);
-        EXPECT_EQ(send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems").http, 200);
-        control("expire");
-        const Answer expired = send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems");
-        EXPECT_EQ(expired.http, 401);
-        EXPECT_EQ(expired.status, newer ? 104 : 0);
-        if (newer) {  // the agent makes sessions there
-            QVRFUTILDeleteSessionNewGenAndAbove();
-            pointAtTheBmc();
-            ASSERT_EQ(logIn(), 0);
-        }
-        EXPECT_EQ(send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems").http, 200);
-        EXPECT_EQ(logOut(), 0);
-        EXPECT_EQ(sessions(), 0U);
-    }
-}
-
 TEST_F(DeskBmc, AGeneratedPasswordIsTheAccounts)
 {
     start(true);

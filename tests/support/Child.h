@@ -1,13 +1,34 @@
-/** @file Child.h  Programs run by a test: started, talked to, waited for; the simulator among them. */
-#ifndef QVRFCTL_TEST_CHILD_H
-#define QVRFCTL_TEST_CHILD_H
+/** @file Child.h  Programs run by a test: started, talked to, waited for; the simulator among them. And their files. */
+#ifndef CHILD_H
+#define CHILD_H
 
+#include <chrono>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
+using Json  = nlohmann::json;
 using Words = std::vector<std::string>;
+
+std::string readFile(const std::string& path);
+void        writeFile(const std::string& path, const std::string& text);
+Words       split(const std::string& line);  ///< the words of a line
+inline bool has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+/** Waits until @p condition holds. @return false: it did not within a time that is too long for any machine */
+template <class Condition>
+bool comesTrue(Condition condition)
+{
+    for (int tries = 0; tries < 6000; ++tries, std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+        if (condition()) return true;
+    return false;
+}
 
 struct ChildOptions {
     enum class Output { kept, full, closed, terminal };

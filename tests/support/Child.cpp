@@ -12,13 +12,12 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -85,6 +84,23 @@ int standardOutput(ChildOptions::Output output, int terminal)
 
 }  // namespace
 
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+Words split(const std::string& line)
+{
+    std::istringstream words(line);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
 Child::Child(const Words& command, const ChildOptions& options)
 {
     const bool onTerminal = options.output == ChildOptions::Output::terminal;
@@ -140,10 +156,8 @@ Torvosim::Torvosim(const std::string& generation, const Words& arguments)
                   "--write-config", configuration(), "--ready-file", ready};
     command.insert(command.end(), arguments.begin(), arguments.end());
     process_ = std::make_unique<Child>(command);
-    for (int tries = 0; !std::filesystem::exists(ready); ++tries) {
-        if (tries == 3000) throw std::runtime_error("the simulator does not start: " + process_->out());
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    if (!comesTrue([&] { return std::filesystem::exists(ready); }))
+        throw std::runtime_error("the simulator does not start: " + process_->out());
 }
 
 Torvosim::~Torvosim()
@@ -171,5 +185,5 @@ std::string Torvosim::control(const Words& words) const
 
 std::string Torvosim::port() const
 {
-    return nlohmann::json::parse(std::ifstream(directory_ + "/ready")).at("httpsPort").dump();
+    return Json::parse(std::ifstream(directory_ + "/ready")).at("httpsPort").dump();
 }
