@@ -3,10 +3,12 @@
  * The failure walk: every call that a scenario marks with "walk", with its 1st, 2nd, 3rd ... call into the world
  * failing (memory, platform, libcurl, system), until a run meets no failure.
  *
- *   walk_test SCENARIO-DIRECTORY EXPORT-MAP [OPERATION]
+ *   walk_test SCENARIO-DIRECTORY EXPORT-MAP SAID [OPERATION]
+ *   walk_test --rewrite SCENARIO-DIRECTORY EXPORT-MAP SAID
  *
  * After each failure: a status that the scenario names, a line in the error log, and nothing left: no memory, handle,
- * descriptor, lock, thread or file. An exported operation without such a call fails the test.
+ * descriptor, lock, thread or file. An exported operation without such a call fails the test. What the failures of an
+ * operation give and say to the error log stands in the file SAID, which --rewrite writes for review.
  */
 #include <unistd.h>
 
@@ -20,6 +22,7 @@
 #include <map>
 #include <regex>
 #include <set>
+#include <vector>
 
 #include "Operations.h"
 #include "Scenario.h"
@@ -44,6 +47,25 @@ char g_current[300];  // for a crash's last words
 class Walk {
 public:
     explicit Walk(std::string only) : only_(std::move(only)) {}
+
+    /** Holds what was said against @p path. */
+    void said(const std::string& path)
+    {
+        std::ifstream         in(path);
+        std::set<std::string> expected;
+        for (std::string line; std::getline(in, line);)
+            if (line.rfind(only_, 0) == 0) expected.insert(line);
+        const bool whole = skipped_ == 0;  // what could not run here said nothing
+        for (const std::string& line : expected)
+            if (whole && said_.count(line) == 0) complain("no longer", line);
+        for (const std::string& line : said_)
+            if (expected.count(line) == 0) complain("new", line);
+    }
+    void rewrite(const std::string& path) const
+    {
+        std::ofstream out(path);
+        for (const std::string& line : said_) out << line << '\n';
+    }
 
     void file(const std::string& path)
     {
@@ -92,6 +114,7 @@ private:
             ++total_;
             ++met[outcome.walked->failed];
             judge(outcome, *whole.walked);
+            listen(outcome, whole);
         }
         complain(one.title, "makes too many calls");
     }
@@ -107,6 +130,17 @@ private:
         // What the whole run makes may be there, and what could not be removed.
         static const std::set<std::string> removals = {"fdopendir", "unlinkat", "rmdir"};
         if (walked.newFiles > whole.newFiles && removals.count(walked.failed) == 0) complain(where, "leaves files");
+    }
+
+    /** The status, and the lines of the error log that stand in no run without a failure. */
+    void listen(const golden::Outcome& outcome, const golden::Outcome& whole)
+    {
+        const golden::Walked& walked = *outcome.walked;
+        const std::string     prefix = walked.operation + ": " + walked.failed;
+        said_.insert(prefix + " = " + std::to_string(walked.status));
+        for (const std::string& line : outcome.text)
+            if (line.rfind("| 3 ", 0) == 0 && std::find(whole.text.begin(), whole.text.end(), line) == whole.text.end())
+                said_.insert(prefix + " " + line);
     }
 
     void missing(const std::string& map)
@@ -136,6 +170,7 @@ private:
 
     const std::string                                      only_;
     std::map<std::string, std::map<std::string, unsigned>> met_;
+    std::set<std::string>                                  said_;
     unsigned                                               total_ = 0, skipped_ = 0, wrong_ = 0;
 };
 
@@ -143,14 +178,18 @@ private:
 
 int main(int count, char** words)
 {
-    if (count < 3) return std::fprintf(stderr, "usage: walk_test DIRECTORY EXPORT-MAP [OPERATION]\n"), 1;
+    const bool                     rewrites = count > 1 && std::strcmp(words[1], "--rewrite") == 0;
+    const std::vector<std::string> given(words + 1 + rewrites, words + count);
+    if (given.size() < 3 || (rewrites && given.size() > 3))
+        return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
-    Walk                  walk(count > 3 ? words[3] : "");
+    Walk                  walk(given.size() > 3 ? given[3] : "");
     std::set<std::string> files;
-    for (const auto& entry : fs::recursive_directory_iterator(words[1]))
+    for (const auto& entry : fs::recursive_directory_iterator(given[0]))
         if (entry.path().extension() == ".txt") files.insert(entry.path().string());
     for (const std::string& path : files) walk.file(path);
-    walk.report(words[2]);
+    rewrites ? walk.rewrite(given[2]) : walk.said(given[2]);
+    walk.report(given[1]);
     return walk.result();
 }
