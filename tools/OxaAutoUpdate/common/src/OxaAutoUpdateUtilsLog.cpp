@@ -1,7 +1,7 @@
 /** @file OxaAutoUpdateUtilsLog.cpp  The installation path, and the record of a finished update in the logs. */
 #include <array>
-#include <cerrno>
-#include <ctime>
+#include <chrono>
+#include <thread>
 
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateUtils.h"
@@ -26,8 +26,8 @@ constexpr char kLogFile[]            = "qvoxaSync.log";
 constexpr char kMessageId[]          = "OXA0034";
 constexpr char kUser[]               = "root";  // whoever started the tool: only root can update
 
-constexpr u8       kExportFailures  = 3;  // a process's budget, not a call's: a BMC that refuses is left alone
-constexpr timespec kPauseAfterFault = {5, 0};
+constexpr u8   kExportFailures  = 3;  // a process's budget, not a call's: a BMC that refuses is left alone
+constexpr auto kPauseAfterFault = std::chrono::seconds(5);
 
 s32 findInstallPath(const char* op) noexcept
 {
@@ -54,13 +54,6 @@ s32 findInstallPath(const char* op) noexcept
     return status;
 }
 
-/** A signal that the host handles makes the pause no shorter. */
-void pauseAfterFault() noexcept
-{
-    timespec left = kPauseAfterFault;
-    while (::nanosleep(&left, &left) != 0 && errno == EINTR) continue;
-}
-
 const char* verbOf(s32 installation) noexcept
 {
     switch (installation) {
@@ -80,7 +73,7 @@ void exportToKsLog(const char* op, astring** arguments, u32 count) noexcept
         }
         __SysDbgPrint3("[AUFPI]%s: failed SMHOSMIExportLogKSL.\n", op);
         ++i;
-        pauseAfterFault();
+        std::this_thread::sleep_for(kPauseAfterFault);
     }
 }
 
