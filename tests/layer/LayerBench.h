@@ -3,12 +3,8 @@
 #define LAYERBENCH_H
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -27,23 +23,9 @@ inline Torvosim& theBmc()
     return bmc;
 }
 
-/** A control line, without a process for it: storms need many. */
 inline Json tell(const std::string& line)
 {
-    sockaddr_un to{};
-    to.sun_family          = AF_UNIX;
-    const std::string path = theBmc().directory() + "/state/control.sock";
-    std::memcpy(to.sun_path, path.c_str(), path.size() + 1);
-    const int   fd    = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const auto  words = line + '\n';
-    std::string answer;
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0 &&
-        ::write(fd, words.data(), words.size()) > 0)
-        for (char c = 0; ::read(fd, &c, 1) == 1 && c != '\n';) answer += c;
-    ::close(fd);
-    Json json = Json::parse(answer, nullptr, false);
-    EXPECT_TRUE(json.is_object() && json.value("ok", false)) << line << ": " << answer;
-    return json;
+    return theBmc().tell(line);
 }
 
 inline std::size_t openSessions()

@@ -113,27 +113,6 @@ TEST_P(Layer, WalksTheMembersOverAllPages)
     EXPECT_EQ(session.accounts().orThrow().at(0).name, "root");
 }
 
-TEST_P(Layer, ReplacesAFileWhenItsDownloadIsComplete)
-{
-    const std::string place = bmc.directory() + "/downloads";
-    std::filesystem::create_directories(place);
-    const std::string file = place + "/body";
-    std::ofstream(file) << "old";
-    Client  client;
-    Session session(client);
-    EXPECT_EQ(session.download("/redfish/v1/nope", file).orThrow().http, 404);
-    tell("cut 5000 GET /test/bytes 1");
-    EXPECT_FALSE(session.download("/test/bytes/100000", file));
-    EXPECT_EQ(readFile(file), "old");
-    tell("expire");
-    std::string part;
-    EXPECT_TRUE(session.download("/test/bytes/100000", file, [&](const std::string& at) { part += at; }));
-    EXPECT_EQ(readFile(file).size(), 100000u);
-    EXPECT_EQ(part.rfind(file + '.', 0), 0u) << "beside the file";
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 1);
-    EXPECT_FALSE(session.download("/redfish/v1", "/nowhere/file"));
-}
-
 TEST_P(Layer, LeavesASessionToABmcThatDoesNotAnswer)
 {
     Client  client;

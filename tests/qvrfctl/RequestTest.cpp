@@ -71,6 +71,8 @@ TEST_P(Requests, UploadFilesWhole)
         EXPECT_EQ(answer["body"]["FileName"], "support log.zip");
         EXPECT_EQ(answer["body"]["Metadata"].dump(), R"({"Targets":[]})");
     }
+    writeFile(file, std::string(3'000'000, 'z'));
+    EXPECT_EQ(document({"upload", kUpload, "--file", file, "--metadata", "{}"})["body"]["Size"], 3'000'000);
     writeFile(file, "abc");
     control({"delay", "60000", "POST", kUpload, "1"});
     const auto child = start({"upload", kUpload, "--file", file, "--metadata", "{}"}, terminal);

@@ -18,7 +18,7 @@ class Bench {
 public:
     explicit Bench(std::string ofGeneration) : generation(std::move(ofGeneration)), bmc(generation) {}
 
-    Json        control(const Words& words) const { return Json::parse(bmc.control(words), nullptr, false); }
+    Json        control(const Words& words) const { return bmc.control(words); }
     std::size_t openSessions() const { return control({"sessions"})["sessions"].size(); }
     /** Answers the next GET of @p path so. */
     void answerOnce(const std::string& path, const std::string& body, const std::string& header = "A: b") const

@@ -6,7 +6,9 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +17,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -174,13 +177,28 @@ void Torvosim::stop()
     process_.reset();
 }
 
-std::string Torvosim::control(const Words& words) const
+Json Torvosim::tell(const std::string& line) const
 {
-    Words command{TORVOSIM_PROGRAM, "ctl", "--socket", directory_ + "/state/control.sock"};
-    command.insert(command.end(), words.begin(), words.end());
-    const Outcome outcome = run(command);
-    EXPECT_EQ(outcome.exit, 0) << outcome.out << outcome.err;
-    return outcome.out;
+    sockaddr_un to{};
+    to.sun_family = AF_UNIX;
+    (directory_ + "/state/control.sock").copy(to.sun_path, sizeof to.sun_path - 1);
+    const int         fd    = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const std::string words = line + '\n';
+    std::string       text;
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0 &&
+        ::write(fd, words.data(), words.size()) > 0)
+        for (char c = 0; ::read(fd, &c, 1) == 1 && c != '\n';) text += c;
+    ::close(fd);
+    Json answer = Json::parse(text, nullptr, false);
+    EXPECT_TRUE(answer.is_object() && answer.value("ok", false)) << line << ": " << text;
+    return answer;
+}
+
+Json Torvosim::control(const Words& words) const
+{
+    std::ostringstream line;
+    for (const std::string& word : words) line << std::quoted(word) << ' ';
+    return tell(line.str());
 }
 
 std::string Torvosim::port() const

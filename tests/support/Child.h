@@ -71,8 +71,9 @@ public:
     ~Torvosim();
     Torvosim(const Torvosim&) = delete;
 
-    /** Gives a control line's words. @return the answer; fails the test when it is refused */
-    std::string        control(const Words& words) const;
+    /** Gives a control line, or its words. @return the answer; fails the test when it is refused */
+    Json               tell(const std::string& line) const;
+    Json               control(const Words& words) const;
     void               stop();
     const std::string& directory() const noexcept { return directory_; }
     std::string        configuration() const { return directory_ + "/platform.cfg"; }

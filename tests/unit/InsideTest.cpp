@@ -7,14 +7,11 @@
 #include <csignal>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "OxaAutoUpdateUtilsDecode.h"
 #include "curlLx.h"
-#include "oxarfutilHelperLx.h"
 #include "qvrfutilLXSession.h"
 #include "qvrfutilSession.h"
-#include "smsupport.h"
 
 namespace {
 
@@ -32,20 +29,6 @@ TEST(Inside, TextsAreCutToTheRoom)
         EXPECT_STREQ(text, kept.c_str());
         qvrf::copyCut(cut, room, {full, sizeof full});
         EXPECT_STREQ(cut, copy.c_str());
-    }
-}
-
-TEST(Inside, LoginHeadersAreReadNoFurtherThanTheirText)
-{
-    const std::pair<std::string, std::string> headers[] = {
-        {"X-Auth-Token: ab", "ab"},
-        {"X-Auth-Token: " + std::string(32, 't') + "\r\nLocation: /s/1", std::string(32, 't')}};
-    for (auto [header, expected] : headers) {
-        astring *token = nullptr, *id = nullptr;
-        EXPECT_EQ(qvrf::GetTokenSSID(header.data(), &token, &id), -1);
-        EXPECT_EQ(token, expected);
-        SMFreeMem(token);
-        SMFreeMem(id);
     }
 }
 

@@ -39,7 +39,7 @@ Stage& stage()
 
 std::vector<Json> ksLog()
 {
-    return Json::parse(stage().bmc->control({"kslog"}))["entries"].get<std::vector<Json>>();
+    return stage().bmc->control({"kslog"})["entries"].get<std::vector<Json>>();
 }
 
 }  // namespace

@@ -1,40 +1,9 @@
-/** @file RoadTest.cpp  What needs a BMC that remembers: its sessions, accounts, connections. */
+/** @file RoadTest.cpp  Connections that are kept between GETs, at a BMC that counts them. */
 #include <sys/wait.h>
 
 #include "DeskBmc.h"
-#include "oxarfutilHelper.h"
 
 namespace {
-
-TEST_F(DeskBmc, AGeneratedPasswordIsTheAccounts)
-{
-    start(true);
-    astring* password = nullptr;
-    ASSERT_EQ(GenerateTorvoUser("guest", "ro", &password), 0);
-    EXPECT_EQ(control("user-check guest " + std::string(password)).at("accepted"), true);
-    SMFreeMem(password);
-    std::string name = "guest";
-    EXPECT_EQ(OXADeleteTorvoUser(name.data()), 0);
-    const auto users = control("users").at("users");  // outlives the loop over it
-    for (const auto& user : users) EXPECT_NE(user.at("username"), "guest");
-}
-
-TEST_F(DeskBmc, AnUploadOfMegabytesArrivesWhole)
-{
-    start(true);
-    ASSERT_EQ(logIn(), 0);
-    const std::string path = bmc.stateDir() + "/log.zip";
-    std::ofstream(path) << std::string(3'000'000, 'z') << "end";
-    astring answer[4096], *at = answer;
-    u32     length = 0;
-    u16     http   = 0;
-    EXPECT_EQ(QVRFUTILSendFileUploadRequest("/redfish/v1/UpdateService/MultipartUpload", path.c_str(), "{\"a\":1}", &at,
-                                            sizeof answer, &length, &http),
-              0);
-    EXPECT_EQ(http, 202) << answer;
-    EXPECT_NE(std::string(answer).find("3000003"), std::string::npos) << answer;
-    EXPECT_EQ(logOut(), 0);
-}
 
 class Kept : public DeskBmc {
 protected:
