@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -13,9 +14,9 @@
 #include "Leftovers.h"
 #include "LibraryCalls.h"
 #include "LibraryState.h"
-#include "Listener.h"
 #include "Operations.h"
 #include "Stage.h"
+#include "smsupport.h"
 
 namespace golden {
 namespace {
@@ -27,6 +28,30 @@ bool eventually(Condition condition)
     while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
     return condition();
 }
+
+/** A subscriber that counts what it is told and writes it down. */
+class Listener {
+public:
+    QVRFUTILHttpCallbackContext context{
+        this, [](SSEEventData* event) { static_cast<Listener*>(event->pCallerContext)->take(event); }};
+    QVRFUTILHttpCallbackContext deaf{this, nullptr};
+
+    std::size_t events() const { return events_; }
+
+private:
+    void take(SSEEventData* event)
+    {
+        const bench::Paused paused;
+        bench::note("event " + std::to_string(event->StatusCode) + ", " + std::to_string(event->EventPayloadSize) +
+                    "/" + std::to_string(event->ReceivedEventAvailableSize) + " bytes " +
+                    (event->pEvent == nullptr ? "none" : inQuotes(event->pEvent)));
+        SMFreeMem(event->pEvent);
+        SMFreeMem(event);
+        ++events_;
+    }
+
+    std::atomic<std::size_t> events_{0};
+};
 
 class Run {
 public:

@@ -227,24 +227,17 @@ void Stage::setting(const Words& words)
 /** The exchanges in which an older generation tells firmware version, IPv4 address and port. */
 void Stage::discover(const Words& words)
 {
-    for (const Word& word : words) {
-        if (word.bare() == "firmware") perform("ipmi C0 BF 01 => at 3 07 0A");
-        if (word.bare() == "ipv4") {
-            perform("ipmi C0 D6 01 00 01 00 00 00 => at 7 00 10");
-            perform("ipmi C0 D6 01 00 10 00 00 00 => text 10 \"127.0.0.1#4433\"");
-        }
-        if (word.bare() != "port") continue;
-        server();
-        perform("ipmi 18 59 00 DE 00 00");
-        perform(
-            "command \"vorsk get torvo.webserver.httpsport\" => "
-            "\"[Key=torvo.WebServer.1]\\nHttpsPort=$PORT\\n\"");
-    }
-}
-
-void Stage::perform(const std::string& line)
-{
-    take(wordsOf(line, variables_));
+    static const std::map<std::string, std::vector<std::string>> exchanges = {
+        {"firmware", {"ipmi C0 BF 01 => at 3 07 0A"}},
+        {"ipv4",
+         {"ipmi C0 D6 01 00 01 00 00 00 => at 7 00 10", "ipmi C0 D6 01 00 10 00 00 00 => text 10 \"127.0.0.1#4433\""}},
+        {"port",
+         {"ipmi 18 59 00 DE 00 00",
+          "command \"vorsk get torvo.webserver.httpsport\" => "
+          "\"[Key=torvo.WebServer.1]\\nHttpsPort=$PORT\\n\""}}};
+    server();
+    for (std::size_t i = 1; i < words.size(); ++i)
+        for (const std::string& line : exchanges.at(words[i].bare())) take(wordsOf(line, variables_));
 }
 
 bench::TlsResponder& Stage::server(bool onIpv6)

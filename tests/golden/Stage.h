@@ -63,7 +63,6 @@ private:
     void exchange(const Words& words);
     void setting(const Words& words);
     void discover(const Words& words);
-    void perform(const std::string& line);
     void https(const Words& words);
     void login(const Words& words);
     void environment(const Words& words);

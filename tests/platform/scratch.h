@@ -13,12 +13,8 @@
 
 #include "Cases.h"
 
+using cases::casesOf;
 using cases::Row;
-
-inline std::vector<Row> casesOf(const std::string& section)
-{
-    return cases::rowsOf(CASES, section);
-}
 
 class Scratch {
 public:

@@ -8,10 +8,7 @@
 #include "Cases.h"
 #include "Child.h"
 
-inline std::vector<cases::Row> casesOf(const std::string& section)
-{
-    return cases::rowsOf(CASES, section);
-}
+using cases::casesOf;
 
 /** A simulator, and the tool that talks to it. */
 class Bench {

@@ -39,6 +39,13 @@ inline std::vector<Row> rowsOf(const std::string& file, const std::string& secti
     return rows;
 }
 
+#ifdef CASES  // the test program's own file
+inline std::vector<Row> casesOf(const std::string& section)
+{
+    return rowsOf(CASES, section);
+}
+#endif
+
 /** Bytes written as hexadecimal digits, blanks between them at will. */
 template <class Bytes = std::vector<std::uint8_t>>
 Bytes bytesOf(const std::string& text)

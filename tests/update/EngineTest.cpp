@@ -82,20 +82,6 @@ TEST_F(Engine, ForcedRunsUninstallWhatThePackageManagerKnows)
     expectClean();
 }
 
-TEST_F(Engine, OwnFileInTheVerifiersPlaceFailsTheUpdate)
-{
-    writeFile("/tmp/.signature", "mine");
-    const auto [out, err] = printedBy(
-        [this] { EXPECT_EQ(PrepareOXAAutoUpdate(0, Path(home + "/.OXAAutoUpdate")), OXA_UPDATE_BAD_SIGNATURE); });
-    EXPECT_TRUE(has(out, "Signature verification failed with status 1.\n")) << out;
-    EXPECT_EQ(readFile("/tmp/.signature"), "mine");
-    astring reason[OXA_UPDATE_REASON_SIZE]{};
-    EXPECT_EQ(OXAAutoUpdateReason(reason, sizeof reason), 0);
-    EXPECT_STREQ(reason, "the verifier's directory /tmp/.signature cannot be made");
-    EXPECT_EQ(OXAAutoUpdateReason(reason, 4), 0);
-    EXPECT_STREQ(reason, "the") << "cut to its room";
-}
-
 TEST_F(Engine, StandaloneCopyIsSetUpAndUndone)
 {
     for (const std::string name : {"plain", "my dir", "a;touch $(b) 'c'"}) {

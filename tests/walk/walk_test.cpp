@@ -24,7 +24,6 @@
 #include <set>
 #include <vector>
 
-#include "Operations.h"
 #include "Scenario.h"
 
 namespace {

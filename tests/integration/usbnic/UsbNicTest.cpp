@@ -47,24 +47,19 @@ struct Bmc {
 };
 Bmc* Bmc::g_bmc = nullptr;
 
-void keep(const char* format, std::va_list arguments)
-{
-    char line[8192];
-    std::vsnprintf(line, sizeof line, format, arguments);
-    g_log += line;
-}
-
 }  // namespace
 
 // They stand in for the platform's and the C library's.
-#define KEEPS_LINES(symbol)                           \
-    extern "C" s32 symbol(const astring* format, ...) \
-    {                                                 \
-        std::va_list arguments;                       \
-        va_start(arguments, format);                  \
-        keep(format, arguments);                      \
-        va_end(arguments);                            \
-        return 0;                                     \
+#define KEEPS_LINES(symbol)                            \
+    extern "C" s32 symbol(const astring* format, ...)  \
+    {                                                  \
+        char         line[8192];                       \
+        std::va_list arguments;                        \
+        va_start(arguments, format);                   \
+        std::vsnprintf(line, 8192, format, arguments); \
+        va_end(arguments);                             \
+        g_log += line;                                 \
+        return 0;                                      \
     }
 KEEPS_LINES(__SysDbgPrint3)
 KEEPS_LINES(__SysDbgPrint4)
@@ -126,7 +121,7 @@ u8 probe(unsigned requests = 1, std::string name = "usb0", std::string bmc = "16
 
 TEST_F(UsbNic, ProbeFindsOrGivesTheHostsAddressBesideTheBmcs)
 {
-    for (const cases::Row& row : cases::rowsOf(CASES, "probes")) {
+    for (const cases::Row& row : cases::casesOf("probes")) {
         SCOPED_TRACE(row[0]);
         const Link link;
         run(row[0]);
@@ -138,7 +133,7 @@ TEST_F(UsbNic, ProbeFindsOrGivesTheHostsAddressBesideTheBmcs)
         expectLogged(row[3]);
     }
     const Link link;
-    for (const cases::Row& row : cases::rowsOf(CASES, "neighbours")) {
+    for (const cases::Row& row : cases::casesOf("neighbours")) {
         run("ip addr flush dev usb0");
         EXPECT_EQ(probe(1, "usb0", "169.254.7." + row[0]), 1);
         EXPECT_EQ(ipv4Of("usb0"), "169.254.7." + row[1] + ' ');
@@ -220,7 +215,7 @@ TEST_F(UsbNic, FlagsReplaceWhatWasThere)
 
 TEST_F(UsbNic, AddressesAreJudgedByTheHostsList)
 {
-    for (const cases::Row& row : cases::rowsOf(CASES, "addresses")) {
+    for (const cases::Row& row : cases::casesOf("addresses")) {
         SCOPED_TRACE(row[0]);
         const Link  link;
         std::string asked = row[1];
