@@ -65,7 +65,7 @@ def machine(top, loads, effort):
             "system": f"{line_of('/etc/os-release', 'PRETTY_NAME')}, Linux {os.uname().release}",
             "libcurl": output("pkg-config", "--modversion", "libcurl") or "unknown",
             "OpenSSL": output("pkg-config", "--modversion", "openssl") or "unknown",
-            "load average": f"{loads[0]:.1f} before, {loads[1]:.1f} after", "rounds": f"{effort} %",
+            "load average": f"{loads[0]:.1f} before, {loads[1]:.1f} after; {os.cpu_count()} processors", "rounds": f"{effort} %",
             **{client: version or "not installed" for client, version in versions().items()}}
 
 
@@ -96,11 +96,12 @@ def markdown(rows):
 
 
 def document(rows, facts, file, svg):
+    effort = "" if facts["rounds"] == "100 %" else " --effort " + facts["rounds"].split()[0]
     return f"""# Benchmarks
 
 The last run of
 
-    bench/run --document docs/{file.name}
+    bench/run{effort} --document docs/{file.name}
 
 which writes this file and its chart. [bench/README.md](../bench/README.md) says what each measure is and what stands on
 each side; a figure without its machine says nothing, and one of a busy machine says little.
@@ -108,7 +109,7 @@ each side; a figure without its machine says nothing, and one of a busy machine 
 ![What each client takes, as a multiple of libcurl alone]({os.path.relpath(svg, file.parent)})
 
 A ratio is what a client takes as a multiple of what libcurl alone takes: 1.02 is two percent more. `-` is what a client
-does not do, `absent` one that was not installed; `over` is a missed target, met or missed by the library.
+does not do, `absent` one that was not installed; `over` is a target that the library missed.
 
 {markdown(rows)}
 
