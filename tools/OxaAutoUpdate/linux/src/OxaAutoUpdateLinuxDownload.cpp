@@ -77,7 +77,7 @@ int openPrivate(const astring* path) noexcept
 {
     const int   fd = ::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
     struct stat status {};
-    if (fd < 0) return -1;
+    if (fd == -1) return -1;
     const bool known = ::fstat(fd, &status) == 0;
     if (known && !S_ISREG(status.st_mode)) return fd;
     if (known && status.st_nlink == 1 && ::ftruncate(fd, 0) == 0) {
