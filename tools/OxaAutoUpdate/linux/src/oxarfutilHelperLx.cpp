@@ -2,6 +2,7 @@
 #include "oxarfutilHelperLx.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "curlLx.h"
 #include "oxarfutilHelper.h"
