@@ -20,7 +20,8 @@ libdir=$prefix/$LIBDIR
 
 # ---- Nothing in it remembers where it was built, installed or found ----
 for place in "$SOURCE" "$BUILD" "$scratch/installed"; do
-    ! grep -rlF --include='*.pc' --include='*.cmake' --include='*.h' --include='*.md' -- "$place" "$prefix" ||
+    # As a whole: a checkout at /src is not meant where a document speaks of common/src.
+    ! grep -rlE --include='*.pc' --include='*.cmake' --include='*.h' --include='*.md' -- "(^|[^[:alnum:]_.-])$place" "$prefix" ||
         fail "text with an absolute path ($place)"
 done
 while read -r file; do

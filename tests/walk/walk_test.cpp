@@ -71,7 +71,9 @@ public:
         for (const golden::Case& one : golden::readFile(path).cases) {
             const auto walks = [](const std::string& line) { return line.rfind("walk ", 0) == 0; };
             const auto found = std::find_if(one.lines.begin(), one.lines.end(), walks);
-            if (found != one.lines.end() && (only_.empty() || found->rfind("walk " + only_, 0) == 0)) walk(path, one);
+            if (found == one.lines.end() || found->rfind("walk " + only_, 0) != 0) continue;
+            met_[found->substr(5, found->find(' ', 5) - 5)];  // also where it is then skipped
+            walk(path, one);
         }
     }
 
