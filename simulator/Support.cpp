@@ -163,22 +163,38 @@ std::string readFile(const std::string& path)
     return text;
 }
 
-void writeFile(const std::string& path, std::string_view text, unsigned mode)
+namespace {
+
+bool writeAll(int fd, std::string_view text)
 {
-    const std::string fresh = path + ".new";
-    ::unlink(fresh.c_str());
-    Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    while (file && !text.empty()) {
-        const ssize_t written = ::write(file.get(), text.data(), text.size());
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
         if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) break;
+        if (written <= 0) return false;
         text.remove_prefix(static_cast<std::size_t>(written));
     }
-    if (!file || !text.empty() || ::rename(fresh.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(fresh.c_str());
-        throw std::runtime_error(path + ": " + std::strerror(error));
-    }
+    return true;
+}
+
+/** A device or a pipe, /dev/stdout above all: that is written to, and never replaced by a file. */
+bool isToStay(const std::string& path)
+{
+    struct stat status {};
+    return path.rfind("/dev/", 0) == 0 || (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
+}
+
+}  // namespace
+
+void writeFile(const std::string& path, std::string_view text, unsigned mode)
+{
+    const bool        stays = isToStay(path);
+    const std::string fresh = stays ? path : path + ".new";
+    if (!stays) ::unlink(fresh.c_str());
+    const Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (stays ? O_APPEND : O_EXCL), mode));
+    if (file && writeAll(file.get(), text) && (stays || ::rename(fresh.c_str(), path.c_str()) == 0)) return;
+    const int error = errno;
+    if (!stays) ::unlink(fresh.c_str());
+    throw std::runtime_error(path + ": " + std::strerror(error));
 }
 
 }  // namespace torvosim

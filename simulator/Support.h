@@ -71,7 +71,7 @@ std::string isoTime(std::int64_t secondsSinceEpoch);
 std::string httpDate(std::int64_t secondsSinceEpoch);
 
 std::string readFile(const std::string& path);  ///< throws std::runtime_error
-/** Writes @p text with @p mode so that a reader sees all of it or none. Throws std::runtime_error. */
+/** Writes @p text with @p mode so that a reader of a file sees all of it or none. Throws std::runtime_error. */
 void writeFile(const std::string& path, std::string_view text, unsigned mode = 0644);
 
 }  // namespace torvosim

@@ -42,7 +42,10 @@ class Program(unittest.TestCase):
 
     def test_serves_until_a_signal_and_leaves_nothing(self):
         for number in (signal.SIGTERM, signal.SIGINT):
-            with Bmc("--ipmi-tcp", "127.0.0.1:0", "--write-config", "/dev/stdout", "--set", "agent=1.2 3") as bmc:
+            pipe = os.pipe()
+            with Bmc("--ipmi-tcp", "127.0.0.1:0", "--write-config", f"/proc/{os.getpid()}/fd/{pipe[1]}",
+                     "--set", "agent=1.2 3") as bmc:
+                self.assertIn(b"ipmi", os.read(pipe[0], 10000))  # what is no file is written to, not replaced
                 modes = [os.stat(bmc.ready[name]).st_mode & 0o777 for name in ("stateDir", "tokenKey", "ipmiUnix")]
                 self.assertEqual(modes, [0o700, 0o600, 0o600])
                 self.assertEqual(bmc.control("get agent")["facts"]["agent"], "1.2 3")
