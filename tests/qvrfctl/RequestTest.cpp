@@ -12,6 +12,7 @@ protected:
     /** A follower whose stream stands. */
     std::unique_ptr<Child> follower(const char* arguments) const
     {
+        EXPECT_TRUE(comesTrue([&] { return hasStreams(0); })) << "the last one's is counted for this one's";
         auto child = start(split(std::string("events ") + arguments));
         EXPECT_TRUE(comesTrue([&] { return hasStreams(1); })) << "no stream was opened";
         return child;
