@@ -179,8 +179,10 @@ bool writeAll(int fd, std::string_view text)
 /** A device or a pipe, /dev/stdout above all: that is written to, and never replaced by a file. */
 bool isToStay(const std::string& path)
 {
-    struct stat status {};
-    return path.rfind("/dev/", 0) == 0 || (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
+    struct stat own {
+    }, target{};
+    if (::lstat(path.c_str(), &own) != 0 || S_ISREG(own.st_mode)) return false;
+    return path.rfind("/dev/", 0) == 0 || (::stat(path.c_str(), &target) == 0 && !S_ISREG(target.st_mode));
 }
 
 }  // namespace
