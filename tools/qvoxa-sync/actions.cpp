@@ -7,11 +7,13 @@
 #include <cstring>
 #include <filesystem>
 #include <set>
+#include <string_view>
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
 #include "osprivlege.h"
 #include "progress.h"
+#include "qvrfutil_status.hpp"
 #include "safeplaces.h"
 
 namespace qvoxasync {
@@ -23,6 +25,8 @@ using Json   = nlohmann::ordered_json;
 constexpr u8          kPassThruUsbNic   = 21;
 constexpr std::size_t kLongestNoVersion = 4;  // shorter texts than a version say that the BMC holds no package
 constexpr std::size_t kNameSize         = 64;
+
+static_assert(std::string_view(QVOXASYNC_CHECK_IPMI) == qvrfutil::detail::kCheckIpmi, "one advice, in one wording");
 
 Json textOrNull(const astring* text)
 {
