@@ -73,7 +73,8 @@ bool foundAddress(const char* interfaceName, AddressText& address)
         __SysDbgPrint3("OSGetUSBNICInterfaceIP4Addr: socket() call failed\n");
         return false;
     }
-    for (const ifreq& entry : addressedInterfaces(control.get())) {
+    for (ifreq& entry : addressedInterfaces(control.get())) {
+        entry.ifr_name[IFNAMSIZ - 1] = '\0';
         char          text[INET_ADDRSTRLEN]{};
         const in_addr ipv4 = ipv4Of(entry);
         ::inet_ntop(AF_INET, &ipv4, text, sizeof text);

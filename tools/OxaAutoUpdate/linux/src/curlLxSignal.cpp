@@ -31,6 +31,7 @@ void putAside() noexcept
 {
     struct sigaction ignored {};
     ignored.sa_handler = SIG_IGN;
+    sigemptyset(&ignored.sa_mask);
     sigaction(SIGPIPE, &ignored, &g_hosts);
 }
 

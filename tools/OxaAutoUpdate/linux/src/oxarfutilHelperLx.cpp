@@ -23,6 +23,7 @@ constexpr std::size_t kTokenLength    = 32;
 constexpr std::size_t kIdSize         = 65;
 constexpr std::size_t kMaxAddress     = 33;
 constexpr std::size_t kMaxPort        = 6;
+constexpr std::size_t kMaxPath        = 36;
 constexpr std::size_t kMaxLoginToken  = 500;
 constexpr std::size_t kDeleteUrlBound = 255;
 
@@ -65,7 +66,7 @@ s32 checkCreateArguments(const astring* address, const astring* port, u8 oAuth, 
 SmOwned<astring> createUrl(const astring* address, const astring* port, astring v4) noexcept
 {
     const astring*    path = collectionPath();
-    const std::size_t sum  = strnlen(address, kMaxAddress) + strnlen(port, kMaxPort) + std::strlen(path);
+    const std::size_t sum  = strnlen(address, kMaxAddress) + strnlen(port, kMaxPort) + strnlen(path, kMaxPath);
     SmOwned<astring>  url  = smText(static_cast<u32>(sum + 12));
     if (!url) {
         __SysDbgPrint3("%s: malloc failed for Post Request URL.\n", kCreate);
