@@ -145,7 +145,10 @@ s32 SMGetPathByProductIDandType(u32 productId, u32 pathType, astring* path, u32*
     const Paused paused;
     if (refused("SMGetPathByProductIDandType", productId, pathType)) return 1;
     const auto found = platform().paths.find({productId, pathType});
-    if (found == platform().paths.end()) return 1;
+    if (found == platform().paths.end()) {
+        std::memcpy(path, "?", 2);  // what a failure leaves behind is nobody's path
+        return 1;
+    }
     const u32 needed = static_cast<u32>(found->second.size() + 1);
     if (*size < needed) return 2;
     std::memcpy(path, found->second.c_str(), needed);
