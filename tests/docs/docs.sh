@@ -29,7 +29,7 @@ links() {
 # The manuals have nothing that a formatter complains of; 77 where there is none.
 pages() {
     command -v man >/dev/null || { echo "skipped: man is not installed" && exit 77; }
-    for page in docs/*.3 simulator/*.1 tools/*/*.1; do
+    for page in docs/*.3 programs/*/*.1; do
         said=$(MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 "$page" 2>&1 >/dev/null) && [[ -z $said ]] || wrong "$page: $said"
     done
 }
@@ -64,7 +64,7 @@ options() {
         [[ $(wc -w <<<"$known") -gt 5 ]] || wrong "$program tells only the options $known"
         while read -r option; do
             grep -qxF -e "$option" <<<"$known" || wrong "$program has no $option"
-        done < <(sed 's/\\-/-/g' "${documents[@]}" simulator/*.1 tools/*/*.1 | grep -hE "^(    (.* )?|)$program " | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z][a-z-]+' | tr -d ' ' | sort -u)
+        done < <(sed 's/\\-/-/g' "${documents[@]}" programs/*/*.1 | grep -hE "^(    (.* )?|)$program " | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z][a-z-]+' | tr -d ' ' | sort -u)
         for file in {simulator,tools/*}/"$program".{1,bash}; do
             [[ -e $file ]] || continue
             text=$(sed 's/\\-/-/g' "$file")
