@@ -1,6 +1,7 @@
 /** @file ipmi_replies.cpp  Whatever the BMC answers over IPMI, an operation fits it into the room that is promised. */
 #include <algorithm>
 #include <cstdarg>
+#include <cstdio>
 #include <iterator>
 
 #include "OxaAutoUpdateUtils.h"

@@ -1,5 +1,6 @@
 /** @file commandDiscover.cpp  qvrfctl discover, qvrfctl services: what IPMI tells without any session. */
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 

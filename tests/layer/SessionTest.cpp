@@ -1,5 +1,6 @@
 /** @file SessionTest.cpp  Client and Session against a simulator. */
 #include <atomic>
+#include <cstdio>
 #include <filesystem>
 
 #include "LayerBench.h"

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "scratch.h"

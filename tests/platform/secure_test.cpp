@@ -3,6 +3,7 @@
 #include <jwt.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <numeric>
 
 #include "logintoken.h"

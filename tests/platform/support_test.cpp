@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <thread>
 

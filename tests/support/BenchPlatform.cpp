@@ -141,7 +141,8 @@ std::vector<std::string> Platform::complaints(bool scriptBinds) const
 
 int Platform::liveThreads() const
 {
-    return Guard(guard_), threads_;
+    Guard lock(guard_);
+    return threads_;
 }
 
 void Platform::complain(const std::string& what)

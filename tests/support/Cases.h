@@ -2,6 +2,7 @@
 #ifndef CASES_H
 #define CASES_H
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <stdexcept>

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 
 #include "PrivateMounts.h"

@@ -1,4 +1,5 @@
 /** @file UpdateTest.cpp  qvoxa-sync through its command line, as scenarios.txt tells it. */
+#include <cstdlib>
 #include <fstream>
 
 #include "UpdateBench.h"
