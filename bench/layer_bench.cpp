@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "bmc.h"
-#include "qvrfutil.hpp"
+#include "qvrfutil_json.hpp"
 #include "sides.h"
 
 namespace bench {

@@ -6,7 +6,9 @@ set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutilWatch.h
   sharedlibrary/qvrfutil/common/src/qvrfutil.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_core.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_json.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_request.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_scan.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_events.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_status.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_stream.hpp

@@ -8,7 +8,7 @@
 #include <deque>
 #include <set>
 
-#include "qvrfutil.hpp"
+#include "qvrfutil_json.hpp"
 
 using qvrfutil::Json;
 

@@ -1,6 +1,8 @@
 /** @file accounts.cpp  Reads the account collection and its members. */
 #include "accounts.h"
 
+#include <nlohmann/json.hpp>
+
 #include "jsontext.h"
 #include "request.h"
 

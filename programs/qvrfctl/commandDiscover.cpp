@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "OxaAutoUpdateUtils.h"
 #include "commands.h"

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "doctor.h"

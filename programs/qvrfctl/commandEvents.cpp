@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <future>
+#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "jsontext.h"

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
 

@@ -1,4 +1,6 @@
 /** @file commandSession.cpp  qvrfctl session: shows a session of its own. The token is never shown. */
+#include <nlohmann/json.hpp>
+
 #include "commands.h"
 
 namespace qvrfctl {

@@ -1,6 +1,7 @@
 /** @file commandUser.cpp  qvrfctl user list, add and delete. */
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "accounts.h"

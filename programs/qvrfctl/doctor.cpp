@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <iterator>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 namespace qvrfctl {

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "doctor.h"
 #include "jsontext.h"

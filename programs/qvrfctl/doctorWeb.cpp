@@ -1,5 +1,6 @@
 /** @file doctorWeb.cpp  The steps on the BMC's web server, with nobody logged in. */
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "doctor.h"
 #include "jsontext.h"

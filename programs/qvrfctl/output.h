@@ -2,7 +2,7 @@
 #ifndef QVRFCTL_OUTPUT_H
 #define QVRFCTL_OUTPUT_H
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 

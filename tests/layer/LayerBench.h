@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Child.h"
+#include "qvrfutil_json.hpp"
 #include "qvrfutil_stream.hpp"
 
 namespace layertest {

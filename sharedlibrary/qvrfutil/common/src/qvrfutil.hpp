@@ -3,7 +3,7 @@
  * libqvrfutil in C++17: a session that survives, requests that are hard to misuse, files that are whole or not there.
  *
  * @code
- *     #include <qvrfutil.hpp>
+ *     #include <qvrfutil_json.hpp>
  *
  *     qvrfutil::Client  client;                       // finds the BMC and its generation over IPMI
  *     qvrfutil::Session session(client);              // logged in while this object lives; throws Failure
@@ -35,7 +35,7 @@
  * One Client and one Session at a time in a process, for the library has one session. Any number of threads may send
  * through it. While a session is opened or renewed the other requests wait; a request is under way for 100 s at most.
  * Do not mix with the C operations on sessions meanwhile: the layer keeps giSServerNewGenAndAbove for itself
- * (qvrfutil_core.hpp says why). Needs nlohmann-json 3.9 or newer for what it reads out of the BMC's answers.
+ * (qvrfutil_core.hpp says why). Programs that look into JSON include qvrfutil_json.hpp, which takes longer to compile.
  *
  * Event streams are in qvrfutil_stream.hpp, results in qvrfutil_status.hpp.
  */
@@ -271,11 +271,7 @@ private:
         constexpr u16  kNotFound = 404;
         const Response answer    = open(detail::kServiceRoot);
         if (answer.http == 0) return std::nullopt;
-        const Json root  = answer.json();
-        const auto links = root.is_object() ? root.find("Links") : root.end();
-        if (root.is_object() && links != root.end() && links->is_object() && links->contains("Sessions") &&
-            detail::textOf((*links)["Sessions"], "@odata.id") == kOlder)
-            return Generation::older;
+        if (detail::JsonView(answer.body)["Links"]["Sessions"]["@odata.id"].text() == kOlder) return Generation::older;
         // A root that was copied from another BMC names what is not there.
         if (open(kNewer).http != kNotFound) return Generation::newer;
         const u16 older = open(kOlder).http;
@@ -365,10 +361,14 @@ public:
     }
     Result<Response> remove(const std::string& path) { return request(Method::remove, path); }
 
-    /** A resource. An HTTP status of 400 and above, or an answer that is no JSON object, is an error. */
-    Result<Json> json(const std::string& path)
+    /**
+     * A resource. An HTTP status of 400 and above, or an answer that is no JSON object, is an error. Needs
+     * qvrfutil_json.hpp.
+     */
+    template <class Document = Json>
+    Result<Document> json(const std::string& path)
     {
-        return detail::asJson("GET " + path, request(Method::get, path, {}, {0, false}));
+        return detail::asJson<Document>("GET " + path, request(Method::get, path, {}, {0, false}));
     }
 
     /**
@@ -416,14 +416,15 @@ public:
         for (std::string page = path; !page.empty();) {
             if (!seen.insert(page).second || seen.size() > kMostPages)
                 return Error("read the members of " + path, 0, "its pages have no end", "report it to the BMC's maker");
-            Result<Json> collection = json(page);
-            if (!collection) return collection.error();
-            const auto members = collection->find("Members");
-            if (members != collection->end() && members->is_array())
-                for (const Json& member : *members)
-                    if (std::string link = detail::textOf(member, "@odata.id"); detail::isPath(link))
-                        paths.push_back(std::move(link));
-            page = detail::textOf(*collection, "Members@odata.nextLink");
+            const Result<std::string> text = object(page);
+            if (!text) return text.error();
+            const detail::JsonView collection(*text);
+            collection["Members"].forEach([&](const detail::JsonView& member) {
+                if (std::string link = member["@odata.id"].text(); detail::isPath(link))
+                    paths.push_back(std::move(link));
+                return true;
+            });
+            page = collection["Members@odata.nextLink"].text();
             if (!page.empty() && !detail::isPath(page))
                 return Error("read the members of " + path, 0, "the link to its next page is no path", "");
         }
@@ -437,12 +438,11 @@ public:
         if (!paths) return paths.error();
         std::vector<Account> all;
         for (const std::string& path : *paths) {
-            Result<Json> slot = json(path);
-            if (!slot) return slot.error();
-            const auto enabled = slot->find("Enabled");
-            Account    account{detail::textOf(*slot, "Id"), detail::textOf(*slot, "UserName"),
-                            detail::textOf(*slot, "RoleId"),
-                            enabled != slot->end() && enabled->is_boolean() && enabled->get<bool>()};
+            const Result<std::string> text = object(path);
+            if (!text) return text.error();
+            const detail::JsonView slot(*text);
+            Account                account{slot["Id"].text(), slot["UserName"].text(), slot["RoleId"].text(),
+                            slot["Enabled"].isTrue()};
             if (!account.name.empty()) all.push_back(std::move(account));
         }
         return all;
@@ -451,6 +451,16 @@ public:
 private:
     friend class EventStream;
     static constexpr std::size_t kMostPages = 10000;
+
+    /** The text of a resource. */
+    Result<std::string> object(const std::string& path)
+    {
+        Result<Response> answer = request(Method::get, path, {}, {0, false});
+        if (!answer) return answer.error();
+        if (answer->http >= 400) return detail::httpError("GET " + path, *answer);
+        if (!detail::JsonView(answer->body).isObject()) return detail::notRedfish("GET " + path, *answer);
+        return std::move(answer->body);
+    }
 
     /** Keeps the body, or hands it out as the page it is. @return errno */
     static int finish(detail::PartFile& part, Result<Response>& answer)

@@ -17,7 +17,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -217,16 +216,15 @@ public:
     Done close(Duration limit, bool forGood = false)
     {
         const auto until = Clock::now() + limit;
-        auto       done  = std::make_shared<std::promise<Done>>();
-        auto       told  = done->get_future();
+        const auto told  = std::make_shared<Told>();
         try {
-            std::thread([self = shared_from_this(), done, until, forGood] {
-                done->set_value(self->closeNow(until, forGood));
+            std::thread([self = shared_from_this(), told, until, forGood] {
+                told->set(self->closeNow(until, forGood));
             }).detach();
         } catch (const std::system_error&) {  // no thread to be had: then without a limit
             return closeNow(until, forGood);
         }
-        if (told.wait_until(until) == std::future_status::ready) return told.get();
+        if (std::optional<Done> done = told->wait(until)) return *std::move(done);
         return leftAlone();
     }
 
@@ -259,6 +257,28 @@ public:
     }
 
 private:
+    /** What a thread of its own has to tell, to somebody who does not wait for it forever. */
+    class Told {
+    public:
+        void set(Done done)
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            done_ = std::move(done);
+            changed_.notify_all();
+        }
+        std::optional<Done> wait(Clock::time_point until)
+        {
+            std::unique_lock<std::mutex> lock(mutex_);
+            changed_.wait_until(lock, until, [&] { return done_.has_value(); });
+            return done_;
+        }
+
+    private:
+        std::mutex              mutex_;
+        std::condition_variable changed_;
+        std::optional<Done>     done_;
+    };
+
     static constexpr Duration kBeginning{250};
     static constexpr s32      kFirstIpVersion = 4;
     static constexpr s32      kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair

@@ -13,18 +13,18 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
-#include <random>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
 #include "qvrfutil_core.hpp"
+#include "qvrfutil_scan.hpp"
 
 namespace qvrfutil {
 
+/** Only its name: qvrfutil_json.hpp has the whole of it. */
 using Json = nlohmann::json;
 
 /** Header names are the same in whatever case. */
@@ -73,8 +73,12 @@ struct Response {
         const auto    found = all.find(name);
         return found == all.end() ? std::string() : found->second;
     }
-    /** The body; a discarded value when it is not JSON. */
-    Json json() const { return Json::parse(body, nullptr, false); }
+    /** The body; a discarded value when it is not JSON. Needs qvrfutil_json.hpp. */
+    template <class Document = Json>
+    Document json() const
+    {
+        return Document::parse(body, nullptr, false);
+    }
 };
 
 enum class Method : int {
@@ -221,15 +225,13 @@ inline Result<Response> sendThrough(Core& core, const Request& request)
 /** The first human-readable message of a Redfish error body; empty when there is none. */
 inline std::string redfishMessage(const std::string& body)
 {
-    const Json json  = Json::parse(body, nullptr, false);
-    const auto error = json.is_object() ? json.find("error") : json.end();
-    if (!json.is_object() || error == json.end() || !error->is_object()) return {};
-    const auto extended = error->find("@Message.ExtendedInfo");
-    if (extended != error->end() && extended->is_array())
-        for (const Json& info : *extended)
-            if (info.is_object() && info.contains("Message") && info["Message"].is_string()) return info["Message"];
-    const auto message = error->find("message");
-    return message != error->end() && message->is_string() ? message->get<std::string>() : std::string();
+    const JsonView error = JsonView(body)["error"];
+    std::string    message;
+    error["@Message.ExtendedInfo"].forEach([&](const JsonView& info) {
+        message = info["Message"].text();
+        return message.empty();
+    });
+    return message.empty() ? error["message"].text() : message;
 }
 
 /** HTTP statuses of 400 and above as errors, for operations that have no use for such an answer. */
@@ -246,20 +248,14 @@ inline Error notRedfish(const std::string& what, const Response& response)
                  response.http);
 }
 
-inline Result<Json> asJson(const std::string& what, Result<Response>&& answer)
+template <class Document>
+Result<Document> asJson(const std::string& what, Result<Response>&& answer)
 {
     if (!answer) return answer.error();
     if (answer->http >= 400) return httpError(what, *answer);
-    Json json = answer->json();
+    Document json = answer->template json<Document>();
     if (!json.is_object()) return notRedfish(what, *answer);
     return json;
-}
-
-/** A member's text; empty when it has none. */
-inline std::string textOf(const Json& json, const char* key)
-{
-    const auto found = json.is_object() ? json.find(key) : json.end();
-    return json.is_object() && found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
 /** A link as the library takes it: a BMC's word is not taken for it. */
@@ -289,7 +285,7 @@ public:
         if (exists && S_ISDIR(about.st_mode)) return EISDIR;
         if (exists && !S_ISREG(about.st_mode)) return 0;  // a device or pipe is written in place
         if (exists && ::access(wanted_.c_str(), W_OK) != 0) return errno;
-        path_ += '.' + std::to_string(std::random_device()()) + ".part";
+        path_ += '.' + std::to_string(Clock::now().time_since_epoch().count()) + ".part";
         const int fd = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (fd < 0) return errno;
         isOurs_         = true;
@@ -308,10 +304,11 @@ public:
     /** The beginning of what was written: an error page. */
     std::string content() const
     {
-        std::string   text(kFirstRoom, '\0');
-        std::ifstream file(isOurs_ ? path_ : std::string(), std::ios::binary);
-        file.read(text.data(), static_cast<std::streamsize>(text.size()));
-        text.resize(static_cast<std::size_t>(file.gcount()));
+        std::string   text(isOurs_ ? kFirstRoom : 0, '\0');
+        const int     fd  = isOurs_ ? ::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC) : -1;
+        const ssize_t got = fd < 0 ? 0 : ::read(fd, text.data(), text.size());
+        if (fd >= 0) ::close(fd);
+        text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
         return text;
     }
 

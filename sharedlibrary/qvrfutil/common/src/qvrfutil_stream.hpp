@@ -27,7 +27,6 @@
 #define QVRFUTIL_STREAM_HPP
 
 #include <deque>
-#include <random>
 
 #include "qvrfutil.hpp"
 #include "qvrfutilWatch.h"
@@ -409,8 +408,10 @@ private:
         const int  doublings = std::min(failures_++, 10);
         const auto asked     = state_->report().retry.value_or(options_.firstPause);
         const auto pause     = std::min(asked * (1 << doublings), std::max(options_.mostPause, asked));
-        std::uniform_int_distribution<Duration::rep> jitter(-pause.count() / 3, pause.count() / 3);
-        return state_->pause(pause + Duration(jitter(random_)));
+        // Not all listeners of a BMC that restarts come back at once: the clock's last digits differ.
+        const auto third  = pause.count() / 3;
+        const auto jitter = third == 0 ? 0 : Clock::now().time_since_epoch().count() / 1000 % (2 * third) - third;
+        return state_->pause(pause + Duration(jitter));
     }
 
     static constexpr int kMostBeginnings = 5;  // of one that is not to be begun anew
@@ -420,7 +421,6 @@ private:
     StreamOptions                options_;
     std::uint64_t                epoch_    = 0;
     int                          failures_ = 0;
-    std::minstd_rand             random_{std::random_device()()};
 };
 
 }  // namespace detail
@@ -458,9 +458,9 @@ public:
     /** The stream that the event service announces. */
     static Result<std::string> announced(Session& session)
     {
-        Result<Json> service = session.json(kEventService);
+        const Result<std::string> service = session.object(kEventService);
         if (!service) return service.error();
-        std::string path = detail::textOf(*service, "ServerSentEventUri");
+        std::string path = detail::JsonView(*service)["ServerSentEventUri"].text();
         if (detail::isPath(path)) return path;
         return Error(std::string("look into ") + kEventService, 0, "it announces no event stream",
                      "give the path of the stream");
