@@ -1,18 +1,21 @@
 /**
  * @file tokencipher.cpp  SMqvoxaPBKDF2Encrypt and SMqvoxaPBKDF2Decrypt: AES-256-GCM under a derived key.
  *
- *   b64Key  = base64(32 random bytes of key material)                         44 characters
+ *   b64Key  = base64(32 bytes of key, derived from random material)           44 characters
  *   b64Text = base64(nonce 12, cipher text 0..64, tag 16)                     124 characters at most
  *   output  = the same text as b64Text: what a record keeps for show
  *
- * A request decrypts its token before it talks to the BMC, so this is made to cost next to nothing: algorithms are
- * fetched once, everything else lies on the stack.
+ * A request decrypts its token before it talks to the BMC, so this is made to cost next to nothing: the key is derived
+ * once, when the token is encrypted, and is then nowhere but in the caller's record; the material is forgotten.
  */
 #include "tokencipher.h"
 
+#include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
 #include <openssl/rand.h>
 
 #include <cstdlib>
@@ -28,7 +31,8 @@ namespace {
 
 using qvrf::GivenBackBy;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, GivenBackBy<&EVP_CIPHER_CTX_free>>;
-using MacContext    = std::unique_ptr<EVP_MAC_CTX, GivenBackBy<&EVP_MAC_CTX_free>>;
+using Derivation    = std::unique_ptr<EVP_KDF, GivenBackBy<&EVP_KDF_free>>;
+using KdfContext    = std::unique_ptr<EVP_KDF_CTX, GivenBackBy<&EVP_KDF_CTX_free>>;
 using TextOut       = qvrf::MallocOwned<astring>;
 
 constexpr s32 kFailed   = 1;
@@ -57,34 +61,18 @@ struct Wiped : std::array<unsigned char, N> {
 
 struct WipedKey {
     Key bytes{};
-    WipedKey() = default;
+    explicit WipedKey(const Key& key = {}) : bytes(key) {}
     ~WipedKey() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
     WipedKey(WipedKey&&) = delete;
 };
 
-/** HMAC-SHA-256 without a key; each use has a copy of its own. Null when OpenSSL has none. */
-EVP_MAC_CTX* keylessMac()
-{
-    const std::unique_ptr<EVP_MAC, GivenBackBy<&EVP_MAC_free>> hmac(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
-    MacContext                                                 context(hmac ? EVP_MAC_CTX_new(hmac.get()) : nullptr);
-    char                                                       digest[] = "SHA256";
-    const OSSL_PARAM names[] = {OSSL_PARAM_construct_utf8_string("digest", digest, 0), OSSL_PARAM_construct_end()};
-    return context && EVP_MAC_CTX_set_params(context.get(), names) == 1 ? context.release() : nullptr;
-}
-
 /**
- * Fetching walks OpenSSL's providers under their locks, which is slower than the whole decryption: once in a process.
- * Nobody writes to it afterwards, so that threads share it without a lock.
+ * Fetching walks OpenSSL's providers under their locks, which is slower than the whole decryption: once in a process,
+ * and kept until it is gone, like OpenSSL's own: a thread may still send a request while exit() runs.
  */
-struct Algorithms {
-    const EVP_CIPHER* const  cipher = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
-    const EVP_MAC_CTX* const mac    = keylessMac();
-};
-
-const Algorithms& algorithms()
+const EVP_CIPHER* cipher()
 {
-    // Kept until the process is gone, like OpenSSL's own: a thread may still send a request while exit() runs.
-    static const Algorithms& fetched = *new Algorithms;
+    static const EVP_CIPHER* const fetched = EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr);
     return fetched;
 }
 
@@ -104,7 +92,7 @@ bool seal(const Key& key, const unsigned char* plain, std::size_t size, unsigned
     unsigned char*      text = pack + kNonce;
     int                 done = 0;
     return context && RAND_bytes(pack, kNonce) == 1 &&
-           EVP_EncryptInit_ex2(context.get(), algorithms().cipher, key.data(), pack, nullptr) == 1 &&
+           EVP_EncryptInit_ex2(context.get(), cipher(), key.data(), pack, nullptr) == 1 &&
            EVP_EncryptUpdate(context.get(), text, &done, plain, static_cast<int>(size)) == 1 &&
            EVP_EncryptFinal_ex(context.get(), text + done, &done) == 1 &&
            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, kTag, text + size) == 1;
@@ -116,7 +104,7 @@ bool open(const Key& key, unsigned char* pack, std::size_t size, unsigned char* 
     const CipherContext context(EVP_CIPHER_CTX_new());
     unsigned char*      text = pack + kNonce;
     int                 done = 0;
-    return context && EVP_DecryptInit_ex2(context.get(), algorithms().cipher, key.data(), pack, nullptr) == 1 &&
+    return context && EVP_DecryptInit_ex2(context.get(), cipher(), key.data(), pack, nullptr) == 1 &&
            EVP_DecryptUpdate(context.get(), plain, &done, text, static_cast<int>(size)) == 1 &&
            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, kTag, text + size) == 1 &&
            EVP_DecryptFinal_ex(context.get(), plain + done, &done) == 1;
@@ -144,13 +132,18 @@ TextOut encoded(const unsigned char* bytes, std::size_t size)
 
 bool deriveKey(const Key& material, Key& key) noexcept
 {
-    // PBKDF2 with one iteration is, for a key no longer than its digest, the HMAC of the salt and the block's number.
-    constexpr unsigned char saltAndBlock[] = "qvoxa session token\0\0\0\1";
-    std::size_t             size           = 0;
-    const MacContext        mac(algorithms().mac != nullptr ? EVP_MAC_CTX_dup(algorithms().mac) : nullptr);
-    return mac && EVP_MAC_init(mac.get(), material.data(), material.size(), nullptr) == 1 &&
-           EVP_MAC_update(mac.get(), saltAndBlock, sizeof saltAndBlock - 1) == 1 &&
-           EVP_MAC_final(mac.get(), key.data(), &size, key.size()) == 1 && size == key.size();
+    WipedKey         password{material};
+    const Derivation pbkdf2(EVP_KDF_fetch(nullptr, "PBKDF2", nullptr));
+    const KdfContext context(pbkdf2 ? EVP_KDF_CTX_new(pbkdf2.get()) : nullptr);
+    char             digest[]   = "SHA256";
+    char             salt[]     = "qvoxa session token";
+    unsigned int     iterations = 1;
+    const OSSL_PARAM words[]    = {
+           OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_PASSWORD, password.bytes.data(), password.bytes.size()),
+           OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest, 0),
+           OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SALT, salt, std::strlen(salt)),
+           OSSL_PARAM_construct_uint(OSSL_KDF_PARAM_ITER, &iterations), OSSL_PARAM_construct_end()};
+    return context && EVP_KDF_derive(context.get(), key.data(), key.size(), words) == 1;
 }
 
 }  // namespace qvplatform
@@ -174,7 +167,7 @@ extern "C" s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* ou
     if (!seal(key.bytes, reinterpret_cast<const unsigned char*>(text), length, pack.data())) return kFailed;
 
     TextOut cipherText = encoded(pack.data(), kNonce + length + kTag);
-    TextOut keyText    = encoded(material.bytes.data(), material.bytes.size());
+    TextOut keyText    = encoded(key.bytes.data(), key.bytes.size());
     if (!cipherText || !keyText) {
         if (keyText) OPENSSL_cleanse(keyText.get(), std::strlen(keyText.get()));
         return kNoMemory;
@@ -192,16 +185,16 @@ extern "C" s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Tex
     if (b64Key == nullptr || b64Text == nullptr) return kInvalid;
 
     const ErrorsForgotten  forgotten;
-    WipedKey               material, key;
+    WipedKey               key;
     Wiped<kMaxPack + 2>    pack;  // the decoder writes whole groups of three
     Wiped<sizeof(Key) + 2> keyText;
     const std::size_t      packed = decoded(b64Text, pack.data(), kMaxPack);
     if (decoded(b64Key, keyText.data(), sizeof(Key)) != sizeof(Key)) return kInvalid;
     if (packed < kNonce + kTag || packed > kMaxPack) return kInvalid;
-    std::memcpy(material.bytes.data(), keyText.data(), sizeof(Key));
+    std::memcpy(key.bytes.data(), keyText.data(), sizeof(Key));
 
     auto* plain = reinterpret_cast<unsigned char*>(*output);
-    if (deriveKey(material.bytes, key.bytes) && open(key.bytes, pack.data(), packed - kNonce - kTag, plain)) return 0;
+    if (open(key.bytes, pack.data(), packed - kNonce - kTag, plain)) return 0;
     // The cipher hands its text out before it knows that the tag is wrong.
     OPENSSL_cleanse(*output, SMSECURE_PLAIN_SIZE);
     return kFailed;
