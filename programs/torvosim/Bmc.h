@@ -4,15 +4,21 @@
 
 #include <array>
 #include <atomic>
+#include <map>
 #include <memory>
 #include <string>
 
+#include "BootOverride.h"
 #include "EventHub.h"
+#include "EventLogs.h"
 #include "Faults.h"
 #include "KsLog.h"
 #include "Link.h"
 #include "LoginTokens.h"
+#include "QueryOptions.h"
 #include "RedfishTree.h"
+#include "Sensors.h"
+#include "ServerPower.h"
 #include "Sessions.h"
 #include "Stats.h"
 #include "Support.h"
@@ -48,6 +54,9 @@ struct Facts {
     Bytes        passThroughVlan   = Bytes(2);
 };
 
+/** How a change has to name the state that it is for, with If-Match: not at all, somehow, or by a strong tag. */
+enum class Conditions { optional, required, strong };
+
 struct Bmc {
     explicit Bmc(const Options& settings) : options(settings) {}
 
@@ -63,12 +72,23 @@ struct Bmc {
     Sessions              sessions;
     RedfishTree           tree;
     EventHub              events;
-    std::string           stateDir;
+    ServerPower           power;
+    Sensors               sensors;
+    EventLogs             logs;
+    QueryManners          queries;
+    Guarded<BootOverride> boot;
+    /** Merged into what is read at a path: what tests say of a resource's health. */
+    Guarded<std::map<std::string, Json>> overlays;
+    std::string                          stateDir;
 
     std::atomic<bool> stopRequested{false};
     Descriptor        stopEvent;  ///< eventfd: readable once a stop was asked for
     /** DELETE of a session answers 200 with a body, else 204 without. */
-    std::atomic<bool> sessionDeleteBody{true};
+    std::atomic<bool>       sessionDeleteBody{true};
+    std::atomic<Conditions> conditions{Conditions::optional};
+
+    /** Whether the resources are the simulator's own, not those of a mockup. */
+    bool isBuiltIn() const { return options.mockupDir.empty(); }
 };
 
 /** One named fact: how it is read and written as text. */

@@ -31,8 +31,9 @@ void announceStop(Bmc& bmc) noexcept;
 /** The verbs, for a manual page or a help text. */
 std::string controlHelp();
 
-// The verbs stand in three tables.
+// The verbs stand in four tables.
 const std::vector<ControlVerb>& stateVerbs();
+const std::vector<ControlVerb>& serverVerbs();
 const std::vector<ControlVerb>& faultVerbs();
 const std::vector<ControlVerb>& eventVerbs();
 

@@ -3,12 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include "Control.h"
+#include "LogResources.h"
 
 namespace torvosim {
 
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr std::size_t kAnyNumber = 64;
 
@@ -160,6 +159,7 @@ Json ksLog(Bmc& bmc, const Words& words)
 Json ksLogAdd(Bmc& bmc, const Words& words)
 {
     bmc.ksLog.add(words[0], {words.begin() + 1, words.end()});
+    tellOfKsEntry(bmc);
     return Json::object();
 }
 

@@ -155,13 +155,15 @@ std::size_t EventHub::post(const StreamStep& step)
     });
 }
 
-std::string EventHub::makeEvent(std::string_view message)
+std::string EventHub::makeEvent(std::string_view message, std::string_view severity, std::string_view origin)
 {
     const std::string id = std::to_string(++lastId_);
+    const std::string from =
+        origin.empty() ? std::string() : ",\"OriginOfCondition\":{\"@odata.id\":" + jsonQuoted(origin) + '}';
     return "id: " + id + "\ndata: {\"@odata.type\":\"#Event.v1_6_0.Event\",\"Id\":\"" + id +
            "\",\"Name\":\"Event Array\",\"Events\":[{\"EventId\":\"" + id + "\",\"EventTimestamp\":\"" +
-           isoTime(std::time(nullptr)) +
-           "\",\"EventType\":\"Alert\",\"Severity\":\"OK\",\"Message\":" + jsonQuoted(message) + "}]}\n\n";
+           isoTime(std::time(nullptr)) + "\",\"EventType\":\"Alert\",\"Severity\":" + jsonQuoted(severity) +
+           ",\"Message\":" + jsonQuoted(message) + from + "}]}\n\n";
 }
 
 void EventHub::serve(Exchange& exchange, Stats& stats)

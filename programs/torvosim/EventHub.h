@@ -29,8 +29,8 @@ public:
 
     /** Puts @p step in line on every open stream. @return how many there are */
     std::size_t post(const StreamStep& step);
-    /** An event as it travels, its id and a Redfish event with @p message. */
-    std::string makeEvent(std::string_view message);
+    /** An event as it travels, its id and a Redfish event with @p message; @p origin is the resource that it is of. */
+    std::string makeEvent(std::string_view message, std::string_view severity = "OK", std::string_view origin = {});
 
     /** Answers @p exchange with a stream, until either side ends it. */
     void serve(Exchange& exchange, Stats& stats);

@@ -23,6 +23,7 @@ struct Request {
     std::string target;  ///< as sent
     std::string path;    ///< decoded, without query and trailing slashes
     Headers     headers;
+    std::string peer;  ///< the client's address
 
     std::string_view header(std::string_view name) const noexcept { return headerValue(headers, name); }
 };

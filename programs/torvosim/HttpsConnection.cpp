@@ -1,7 +1,9 @@
 /** @file HttpsConnection.cpp  HTTP/1.1 on one TLS connection. */
 #include "HttpsConnection.h"
 
+#include <netdb.h>
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <array>
 #include <boost/asio/buffer.hpp>
@@ -53,6 +55,18 @@ struct ByteSource {
         return got;
     }
 };
+
+/** The address of who is at the other end of @p fd; empty when it is gone. */
+std::string peerAddress(int fd)
+{
+    sockaddr_storage             address{};
+    socklen_t                    size = sizeof address;
+    std::array<char, NI_MAXHOST> text{};
+    const auto*                  peer = reinterpret_cast<sockaddr*>(&address);
+    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
+    if (::getnameinfo(peer, size, text.data(), text.size(), nullptr, 0, NI_NUMERICHOST) != 0) return {};
+    return text.data();
+}
 
 class Connection final : public Exchange {
 public:
@@ -131,6 +145,7 @@ bool Connection::readHeader()
     request_.method     = std::string(message.method_string());
     request_.target     = std::string(message.target());
     request_.path       = targetPath(request_.target);
+    request_.peer       = peerAddress(tls_.fd());
     for (const auto& field : message)
         request_.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
     expectsMore_ = equalsIgnoreCase(request_.header("Expect"), "100-continue");

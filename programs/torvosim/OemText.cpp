@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "LogResources.h"
 #include "VorskCommands.h"
 #include "ipmi/vmwire.h"
 
@@ -142,7 +143,11 @@ std::int32_t OemText::perform(std::uint8_t verb, const std::string& text, std::s
             trace = "slot of user \"" + text + '"';
             return static_cast<std::int32_t>(bmc_.users.slotOf(text));
         case vmwire::Verb::freeSlot: trace = "free user slot"; return static_cast<std::int32_t>(bmc_.users.freeSlot());
-        case vmwire::Verb::ksLog: trace = "KS log export"; return bmc_.ksLog.add(text) ? 0 : -1;
+        case vmwire::Verb::ksLog:
+            trace = "KS log export";
+            if (!bmc_.ksLog.add(text)) return -1;
+            tellOfKsEntry(bmc_);
+            return 0;
         case vmwire::Verb::enrolToken: {
             const std::string problem = bmc_.tokens.enrol(text);
             trace                     = "login token ***" + (problem.empty() ? problem : " refused: " + problem);

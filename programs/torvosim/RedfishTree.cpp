@@ -1,28 +1,21 @@
-/** @file RedfishTree.cpp  The Redfish resources in memory. */
+/** @file RedfishTree.cpp  The Redfish resources that are kept as documents. */
 #include "RedfishTree.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
-#include <mutex>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace torvosim {
 
 namespace {
 
-using Json = nlohmann::json;
+constexpr const char kRoot[]          = "/redfish/v1";
+constexpr const char kAllowedValues[] = "@Redfish.AllowableValues";
 
-constexpr const char kRoot[] = "/redfish/v1";
-
-struct Resource {
-    Json          json;
-    std::uint64_t version = 1;
-
-    std::string etag() const { return "W/\"" + std::to_string(version) + '"'; }
-    bool        isCollection() const { return json.contains("Members") && json["Members"].is_array(); }
-};
+bool isCollection(const Json& document)
+{
+    return document.contains("Members") && document["Members"].is_array();
+}
 
 std::string parentOf(const std::string& path)
 {
@@ -38,172 +31,168 @@ std::string mockupPath(const std::string& directory, const std::string& below)
     return (atRedfish ? "/redfish" : kRoot) + path;
 }
 
-Response resourceResponse(int status, const Resource& resource)
+Json mockupDocument(const std::string& file)
 {
-    Response response = jsonResponse(status, resource.json.dump());
-    response.headers.emplace_back("ETag", resource.etag());
-    return response;
+    Json json;
+    try {
+        json = Json::parse(readFile(file));
+    } catch (const Json::parse_error& error) {
+        throw std::runtime_error(file + ": " + error.what());
+    }
+    if (!json.is_object()) throw std::runtime_error(file + ": a resource is a JSON object");
+    return json;
+}
+
+/** An Id for a new member of the collection at @p path: the one that was asked for, or the first free number. */
+std::string newId(const std::map<std::string, Json>& documents, const std::string& path, const Json& json)
+{
+    const std::string asked = textOf(json, "Id");
+    if (!asked.empty() && asked.find('/') == asked.npos) return asked;
+    unsigned number = 1;
+    while (documents.count(path + '/' + std::to_string(number)) != 0) ++number;
+    return std::to_string(number);
+}
+
+void setMembers(Json& collection, Json members)
+{
+    collection["Members@odata.count"] = members.size();
+    collection["Members"]             = std::move(members);
+}
+
+/** The first property of @p change whose value the document does not allow, by what it says itself; else empty. */
+std::string notAllowed(const Json& document, const Json& change, const std::string& above = {})
+{
+    for (const auto& [name, value] : change.items()) {
+        if (value.is_object() && document.contains(name)) {
+            const std::string inner = notAllowed(document[name], value, above + name + '/');
+            if (!inner.empty()) return inner;
+        }
+        const auto allowed = document.is_object() ? document.find(name + kAllowedValues) : document.end();
+        if (!document.is_object() || allowed == document.end() || !allowed->is_array()) continue;
+        if (std::find(allowed->begin(), allowed->end(), value) == allowed->end()) return above + name;
+    }
+    return {};
+}
+
+std::optional<Response> refused(const Json& document, const Json& change)
+{
+    if (!change.is_object()) return errorResponse(400, "The body is not a JSON object");
+    const std::string wrong = notAllowed(document, change);
+    if (wrong.empty()) return std::nullopt;
+    return badProperty(wrong, "The value of the property " + wrong + " is not in the list of allowed values");
 }
 
 }  // namespace
 
-struct RedfishTree::State {
-    std::mutex                      mutex;
-    std::map<std::string, Resource> resources;  // by path without trailing slash
-
-    void put(Json json, const std::string& where)
-    {
-        if (!json.is_object()) throw std::runtime_error(where + ": a resource is a JSON object");
-        std::string path = where;
-        if (json.contains("@odata.id") && json["@odata.id"].is_string())
-            path = targetPath(json["@odata.id"].get<std::string>());
-        resources[path] = {std::move(json)};
-    }
-
-    Response create(const std::string& path, Resource& collection, Json json);
-    Response patch(Resource& resource, const Json& change);
-    Response remove(const std::string& path);
-    bool     isAction(const std::string& path) const;
-};
-
-Response RedfishTree::State::create(const std::string& path, Resource& collection, Json json)
-{
-    if (!json.is_object()) return errorResponse(400, "The body is not a JSON object");
-    std::string id;
-    if (json.contains("Id") && json["Id"].is_string()) id = json["Id"].get<std::string>();
-    if (id.empty() || id.find('/') != id.npos) {
-        unsigned number = 1;
-        while (resources.count(path + '/' + std::to_string(number)) != 0) ++number;
-        id = std::to_string(number);
-    }
-    const std::string own = path + '/' + id;
-    if (resources.count(own) != 0) return errorResponse(409, "There is already a resource " + own);
-
-    json["Id"]        = id;
-    json["@odata.id"] = own;
-    if (!json.contains("Name")) json["Name"] = id;
-    Json& members = collection.json["Members"];
-    members.push_back({{"@odata.id", own}});
-    collection.json["Members@odata.count"] = members.size();
-    ++collection.version;
-    Response response = resourceResponse(201, resources[own] = {std::move(json)});
-    response.headers.emplace_back("Location", own);
-    return response;
-}
-
-Response RedfishTree::State::patch(Resource& resource, const Json& change)
-{
-    if (!change.is_object()) return errorResponse(400, "The body is not a JSON object");
-    if (resource.isCollection()) return methodNotAllowed("GET, HEAD, POST");
-    const Json id = resource.json.value("@odata.id", Json());
-    resource.json.merge_patch(change);
-    if (!id.is_null()) resource.json["@odata.id"] = id;  // a resource stays where it is
-    ++resource.version;
-    return resourceResponse(200, resource);
-}
-
-Response RedfishTree::State::remove(const std::string& path)
-{
-    const auto parent = resources.find(parentOf(path));
-    if (parent == resources.end() || !parent->second.isCollection()) return methodNotAllowed("GET, HEAD, PATCH");
-    Json&      members = parent->second.json["Members"];
-    const auto isIt    = [&](const Json& member) { return member.value("@odata.id", "") == path; };
-    members.erase(std::remove_if(members.begin(), members.end(), isIt), members.end());
-    parent->second.json["Members@odata.count"] = members.size();
-    ++parent->second.version;
-    // What stood below goes with it.
-    for (auto it = resources.lower_bound(path); it != resources.end() && startsWith(it->first, path);)
-        it = isAtOrBelow(it->first, path) ? resources.erase(it) : std::next(it);
-    Response gone;
-    gone.status = 204;
-    return gone;
-}
-
-/** Whether a resource above names @p path as the target of an action. */
-bool RedfishTree::State::isAction(const std::string& path) const
-{
-    const auto actions = path.find("/Actions/");
-    if (actions == path.npos) return false;
-    const auto owner = resources.find(path.substr(0, actions));
-    if (owner == resources.end() || !owner->second.json.contains("Actions")) return false;
-    const Json& offered = owner->second.json["Actions"];
-    return std::any_of(offered.begin(), offered.end(),
-                       [&](const Json& action) { return action.is_object() && action.value("target", "") == path; });
-}
-
-RedfishTree::RedfishTree() : state_(std::make_unique<State>()) {}
-RedfishTree::~RedfishTree() = default;
-
 void RedfishTree::loadBuiltIn()
 {
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    for (Json& resource : Json::parse(kBuiltInResources)) state_->put(std::move(resource), "built-in resource");
+    documents_.with([](Documents& all) {
+        for (const Json& document : Json::parse(kBuiltInResources)) all[ownPath(document)] = document;
+    });
 }
 
 void RedfishTree::loadMockup(const std::string& directory)
 {
     namespace fs = std::filesystem;
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
-        if (entry.path().filename() != "index.json") continue;
-        const std::string file = entry.path().string();
-        Json              json;
-        try {
-            json = Json::parse(readFile(file));
-        } catch (const Json::parse_error& error) {
-            throw std::runtime_error(file + ": " + error.what());
+    documents_.with([&](Documents& all) {
+        for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+            if (entry.path().filename() != "index.json") continue;
+            Json              json  = mockupDocument(entry.path().string());
+            const std::string below = fs::relative(entry.path().parent_path(), directory).generic_string();
+            const std::string own   = ownPath(json);
+            all[own.empty() ? mockupPath(directory, below) : own] = std::move(json);
         }
-        if (!json.is_object()) throw std::runtime_error(file + ": a resource is a JSON object");
-        const std::string below = fs::relative(entry.path().parent_path(), directory).generic_string();
-        state_->put(std::move(json), mockupPath(directory, below));
-    }
-    if (state_->resources.count(kRoot) == 0)
-        throw std::runtime_error(directory + ": no index.json there is the service root /redfish/v1");
+        if (all.count(kRoot) == 0)
+            throw std::runtime_error(directory + ": no index.json there is the service root /redfish/v1");
+    });
 }
 
 std::size_t RedfishTree::size()
 {
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    return state_->resources.size();
+    return documents_.with([](Documents& all) { return all.size(); });
 }
 
-void RedfishTree::refresh(const std::string& path, const std::string& live)
+std::optional<Json> RedfishTree::read(const std::string& path)
 {
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    const auto                  found = state_->resources.find(path);
-    if (found != state_->resources.end()) found->second.json.merge_patch(Json::parse(live));
+    return documents_.with([&](Documents& all) -> std::optional<Json> {
+        const auto found = all.find(path);
+        if (found == all.end()) return std::nullopt;
+        return found->second;
+    });
 }
 
-Response RedfishTree::answer(const Request& request, const std::string& body)
+void RedfishTree::merge(const std::string& path, const Json& change)
 {
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    if (request.path == "/redfish") return jsonResponse(200, R"({"v1":"/redfish/v1/"})");
-    if (request.method == "POST" && state_->isAction(request.path)) {
-        Response done;
-        done.status = 204;
-        return done;
-    }
-    const auto found = state_->resources.find(request.path);
-    if (found == state_->resources.end()) return errorResponse(404, "There is no resource " + request.path);
-    Resource& resource = found->second;
+    documents_.with([&](Documents& all) {
+        const auto found = all.find(path);
+        if (found != all.end()) found->second.merge_patch(change);
+    });
+}
 
-    if (request.method == "GET" || request.method == "HEAD") {
-        if (request.header("If-None-Match") == resource.etag()) {
-            Response same;
-            same.status = 304;
-            return same;
-        }
-        return resourceResponse(200, resource);
-    }
-    const std::string_view expected = request.header("If-Match");
-    if (!expected.empty() && expected != "*" && expected != resource.etag())
-        return errorResponse(412, "The resource has changed meanwhile");
-    if (request.method == "DELETE") return state_->remove(request.path);
-    if (request.method == "POST")
-        return resource.isCollection() ? state_->create(request.path, resource, Json::parse(body, nullptr, false))
-                                       : methodNotAllowed("GET, HEAD, PATCH");
-    if (request.method == "PATCH") return state_->patch(resource, Json::parse(body, nullptr, false));
-    return methodNotAllowed("GET, HEAD, POST, PATCH, DELETE");
+Response RedfishTree::create(const std::string& path, Json json)
+{
+    if (!json.is_object()) return errorResponse(400, "The body is not a JSON object");
+    return documents_.with([&](Documents& all) {
+        Json& collection = all[path];
+        if (!isCollection(collection)) return methodNotAllowed("GET, HEAD, PATCH");
+        const std::string id  = newId(all, path, json);
+        const std::string own = path + '/' + id;
+        if (all.count(own) != 0) return errorResponse(409, "There is already a resource " + own);
+        json["Id"]        = id;
+        json["@odata.id"] = own;
+        if (!json.contains("Name")) json["Name"] = id;
+        Json members = collection["Members"];
+        members.push_back(linkTo(own));
+        setMembers(collection, std::move(members));
+        Response response = resourceResponse(201, all[own] = std::move(json));
+        response.headers.emplace_back("Location", own);
+        return response;
+    });
+}
+
+std::optional<Response> RedfishTree::patch(const std::string& path, const Json& change)
+{
+    return documents_.with([&](Documents& all) -> std::optional<Response> {
+        Json& document = all[path];
+        if (isCollection(document)) return methodNotAllowed("GET, HEAD, POST");
+        if (auto refusal = refused(document, change)) return refusal;
+        const Json id = document.value("@odata.id", Json());
+        document.merge_patch(change);
+        if (!id.is_null()) document["@odata.id"] = id;  // a resource stays where it is
+        return std::nullopt;
+    });
+}
+
+Response RedfishTree::remove(const std::string& path)
+{
+    return documents_.with([&](Documents& all) {
+        const auto parent = all.find(parentOf(path));
+        if (parent == all.end() || !isCollection(parent->second)) return methodNotAllowed("GET, HEAD, PATCH");
+        Json       members = parent->second["Members"];
+        const auto isIt    = [&](const Json& member) { return ownPath(member) == path; };
+        members.erase(std::remove_if(members.begin(), members.end(), isIt), members.end());
+        setMembers(parent->second, std::move(members));
+        // What stood below goes with it.
+        for (auto it = all.lower_bound(path); it != all.end() && startsWith(it->first, path);)
+            it = isAtOrBelow(it->first, path) ? all.erase(it) : std::next(it);
+        return noContent();
+    });
+}
+
+std::optional<Response> RedfishTree::refusalOf(const std::string& path, const Json& change)
+{
+    return refused(read(path).value_or(Json::object()), change);
+}
+
+bool RedfishTree::offersAction(const std::string& path)
+{
+    const auto actions = path.find("/Actions/");
+    if (actions == path.npos) return false;
+    const auto owner = read(path.substr(0, actions));
+    if (!owner || !owner->contains("Actions")) return false;
+    const Json& offered = (*owner)["Actions"];
+    return std::any_of(offered.begin(), offered.end(),
+                       [&](const Json& action) { return textOf(action, "target") == path; });
 }
 
 }  // namespace torvosim

@@ -1,19 +1,18 @@
-/** @file RedfishTree.h  The Redfish resources: read, created, patched and deleted in memory. */
+/** @file RedfishTree.h  The Redfish resources that are kept as documents: read, created, patched and deleted. */
 #ifndef TORVOSIM_REDFISHTREE_H
 #define TORVOSIM_REDFISHTREE_H
 
-#include <memory>
+#include <map>
+#include <optional>
 #include <string>
 
-#include "Http.h"
+#include "RedfishJson.h"
 
 namespace torvosim {
 
+/** Every operation is for any thread. */
 class RedfishTree {
 public:
-    RedfishTree();
-    ~RedfishTree();
-
     /** The resources that the simulator brings along. */
     void loadBuiltIn();
     /**
@@ -22,15 +21,25 @@ public:
      */
     void loadMockup(const std::string& directory);
 
-    /** Answers GET, HEAD, POST, PATCH and DELETE. Any thread. */
-    Response answer(const Request& request, const std::string& body);
-    /** Puts the members of the JSON object @p live into the resource at @p path, if there is one; its ETag stays. */
-    void        refresh(const std::string& path, const std::string& live);
+    /** The document at @p path; nothing when there is none. */
+    std::optional<Json> read(const std::string& path);
+    /** Merges @p change into the document at @p path, if there is one: the BMC's own doing, held against nothing. */
+    void merge(const std::string& path, const Json& change);
+
+    // What a client asks for. The resource at @p path must be there, except for offersAction().
+    Response create(const std::string& path, Json json);
+    /** Merges @p change into the document; else the answer that refuses it. */
+    std::optional<Response> patch(const std::string& path, const Json& change);
+    Response                remove(const std::string& path);
+    /** The answer to a change that the document's own lists of allowed values do not allow. */
+    std::optional<Response> refusalOf(const std::string& path, const Json& change);
+    /** Whether a resource above names @p path as the target of an action. */
+    bool        offersAction(const std::string& path);
     std::size_t size();
 
 private:
-    struct State;
-    std::unique_ptr<State> state_;
+    using Documents = std::map<std::string, Json>;  // by path without trailing slash
+    Guarded<Documents> documents_;
 };
 
 /** The built-in resources: a JSON array of objects that carry their "@odata.id". */

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <memory>
 
-#include "DynamicResources.h"
+#include "RedfishService.h"
 #include "SessionService.h"
 #include "Upload.h"
 
@@ -173,10 +173,7 @@ Response Router::redfish(Exchange& exchange)
     const Request& request = exchange.request();
     const auto     body    = wholeBody(exchange);
     if (!body) return errorResponse(413, "The body is too long");
-    if (auto response = answerSessionRequest(bmc_, request, *body)) return std::move(*response);
-    if (auto response = answerDynamicResource(bmc_, request)) return std::move(*response);
-    refreshLiveMembers(bmc_, request);
-    return bmc_.tree.answer(request, *body);
+    return answerRedfish(bmc_, request, *body);
 }
 
 }  // namespace torvosim

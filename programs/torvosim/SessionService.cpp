@@ -1,13 +1,11 @@
 /** @file SessionService.cpp  The session collections of both generations. */
 #include "SessionService.h"
 
-#include <nlohmann/json.hpp>
+#include <algorithm>
 
 namespace torvosim {
 
 namespace {
-
-using Json = nlohmann::json;
 
 Json sessionJson(const Session& session, const std::string& collection)
 {
@@ -16,7 +14,9 @@ Json sessionJson(const Session& session, const std::string& collection)
             {"Id", session.id},
             {"Name", "User Session"},
             {"UserName", session.user},
-            {"CreatedTime", isoTime(session.created)}};
+            {"CreatedTime", isoTime(session.created)},
+            {"ClientOriginIPAddress", session.from},
+            {"SessionType", "Redfish"}};
 }
 
 /** Finds out who wants to log in. @return empty and the user in @p user, or why not */
@@ -43,7 +43,7 @@ Response logIn(Bmc& bmc, const Request& request, const std::string& body)
         ++bmc.stats.loginsRefused;
         return errorResponse(401, "The login failed: " + problem);
     }
-    const auto session = bmc.sessions.open(user);
+    const auto session = bmc.sessions.open(user, request.peer);
     if (!session) {
         ++bmc.stats.loginsRefused;
         return errorResponse(503, "The number of sessions is exhausted");
@@ -56,33 +56,18 @@ Response logIn(Bmc& bmc, const Request& request, const std::string& body)
     return response;
 }
 
-Response list(Bmc& bmc, const std::string& collection)
+Response closeSession(Bmc& bmc, const std::string& id)
 {
-    Json members = Json::array();
-    for (const std::string& id : bmc.sessions.ids()) members.push_back({{"@odata.id", collection + '/' + id}});
-    return jsonResponse(200, Json{{"@odata.id", collection},
-                                  {"@odata.type", "#SessionCollection.SessionCollection"},
-                                  {"Name", "Session Collection"},
-                                  {"Members@odata.count", members.size()},
-                                  {"Members", members}}
-                                 .dump());
-}
-
-Response member(Bmc& bmc, const Request& request, const std::string& collection, const std::string& id)
-{
-    const auto session = bmc.sessions.find(id);
-    if (!session) return errorResponse(404, "There is no session " + id);
-    if (request.method == "GET" || request.method == "HEAD")
-        return jsonResponse(200, sessionJson(*session, collection).dump());
-    if (request.method != "DELETE") return methodNotAllowed("GET, HEAD, DELETE");
-    bmc.sessions.close(id);
-    if (!bmc.sessionDeleteBody) {
-        Response empty;
-        empty.status = 204;
-        return empty;
-    }
+    if (!bmc.sessions.close(id)) return errorResponse(404, "There is no session " + id);
+    if (!bmc.sessionDeleteBody) return noContent();
     return jsonResponse(200, R"({"@Message.ExtendedInfo":[{"MessageId":"Base.1.12.Success",)"
                              R"("Message":"The session is closed","Severity":"OK"}]})");
+}
+
+/** What stands behind the collection's path, for one of its members. */
+std::string idIn(const std::string& path, const std::string& collection)
+{
+    return path.substr(std::min(path.size(), collection.size() + 1));
 }
 
 }  // namespace
@@ -92,14 +77,35 @@ bool isOtherGeneration(Bmc& bmc, const std::string& path)
     return isAtOrBelow(path, bmc.sessions.newGeneration() ? kOldSessionCollection : kNewSessionCollection);
 }
 
-std::optional<Response> answerSessionRequest(Bmc& bmc, const Request& request, const std::string& body)
+bool isSessionPath(Bmc& bmc, const std::string& path)
+{
+    return isAtOrBelow(path, bmc.sessions.collection());
+}
+
+Json sessionsLink(Bmc& bmc)
+{
+    return {{"Sessions", linkTo(bmc.sessions.collection())}};
+}
+
+std::optional<Json> readSession(Bmc& bmc, const std::string& path)
 {
     const std::string collection = bmc.sessions.collection();
-    if (!isAtOrBelow(request.path, collection)) return std::nullopt;
-    if (request.path != collection) return member(bmc, request, collection, request.path.substr(collection.size() + 1));
-    if (request.method == "POST") return logIn(bmc, request, body);
-    if (request.method == "GET" || request.method == "HEAD") return list(bmc, collection);
-    return methodNotAllowed("GET, HEAD, POST");
+    if (path != collection) {
+        const auto session = bmc.sessions.find(idIn(path, collection));
+        return session ? std::optional(sessionJson(*session, collection)) : std::nullopt;
+    }
+    Json members = Json::array();
+    for (const std::string& id : bmc.sessions.ids()) members.push_back(linkTo(collection + '/' + id));
+    return collectionOf(collection, "#SessionCollection.SessionCollection", "Session Collection", members, false);
+}
+
+Response changeSessions(Bmc& bmc, const Request& request, const std::string& body)
+{
+    const std::string collection = bmc.sessions.collection();
+    if (request.path == collection)
+        return request.method == "POST" ? logIn(bmc, request, body) : methodNotAllowed("GET, HEAD, POST");
+    return request.method == "DELETE" ? closeSession(bmc, idIn(request.path, collection))
+                                      : methodNotAllowed("GET, HEAD, DELETE");
 }
 
 }  // namespace torvosim

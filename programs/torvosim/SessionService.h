@@ -13,8 +13,14 @@ namespace torvosim {
 /** Whether @p path belongs to the session collection that does not answer in this generation. */
 bool isOtherGeneration(Bmc& bmc, const std::string& path);
 
-/** Answers requests to the session collection and its members; nothing for other paths. */
-std::optional<Response> answerSessionRequest(Bmc& bmc, const Request& request, const std::string& body);
+/** Whether @p path is the session collection of this generation or one of its members. */
+bool isSessionPath(Bmc& bmc, const std::string& path);
+/** The member "Sessions" that leads to the collection. */
+Json sessionsLink(Bmc& bmc);
+
+std::optional<Json> readSession(Bmc& bmc, const std::string& path);
+/** Opens a session, or closes one. */
+Response changeSessions(Bmc& bmc, const Request& request, const std::string& body);
 
 }  // namespace torvosim
 

@@ -24,12 +24,12 @@ void Sessions::dropIdle(State& s)
         it = it->second.lastUse <= oldest ? s.byId.erase(it) : std::next(it);
 }
 
-std::optional<Session> Sessions::open(const std::string& user)
+std::optional<Session> Sessions::open(const std::string& user, const std::string& from)
 {
     return state_.with([&](State& s) -> std::optional<Session> {
         dropIdle(s);
         if (s.byId.size() >= s.limit) return std::nullopt;
-        Session session{std::to_string(++s.opened), randomHex(kTokenCharacters), user, std::time(nullptr)};
+        Session session{std::to_string(++s.opened), randomHex(kTokenCharacters), user, std::time(nullptr), from};
         s.byId[session.id] = {session, Clock::now()};
         return session;
     });

@@ -17,14 +17,15 @@ struct Session {
     std::string  token;  ///< 32 characters
     std::string  user;
     std::int64_t created = 0;
+    std::string  from;  ///< the client's address
 };
 
 class Sessions {
 public:
     void configure(std::size_t limit, unsigned timeoutSeconds, bool newGeneration);
 
-    /** A new session for @p user; nothing when the limit is reached. */
-    std::optional<Session> open(const std::string& user);
+    /** A new session for @p user at the address @p from; nothing when the limit is reached. */
+    std::optional<Session> open(const std::string& user, const std::string& from);
     /** Whether @p token belongs to a living session; keeps that session from timing out. */
     bool                     use(std::string_view token);
     bool                     close(std::string_view id);

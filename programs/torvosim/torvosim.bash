@@ -8,7 +8,8 @@ _torvosim()
         --token-logins --delete-no-body --event-interval --root-password --set --control --trace --ready-file
         --write-config --version --help"
     local words="help get set stats trace generation sessions expire session-limit session-timeout delete-body token-logins
-        forget-tokens link users user-check refuse-users kslog kslog-add kslog-clear kslog-refuse stop clear faults status
+        forget-tokens link users user-check refuse-users kslog kslog-add kslog-clear kslog-refuse stop features page-size
+        require-if-match power-time power-ignore boot-how health sensors sensor sensor-drift log logs clear faults status
         cut drop duplicate add-header endless-header raw delay ipmi-cc ipmi-silent ipmi-delay ipmi-short ipmi-long
         ipmi-reply ipmi-garbage event events events-together event-split event-raw event-interval keep-alive stream-end
         stream-break"
@@ -23,6 +24,14 @@ _torvosim()
         --https-address | --https-port | --netns-link | --ipmi-tcp | --open-prefix | --session-limit | --session-timeout | \
             --token-logins | --event-interval | --root-password | --set | --control) return ;;
         link) COMPREPLY=($(compgen -W "up down" -- "$word")) && return ;;
+        features)
+            COMPREPLY=($(compgen -W "all none ignore refuse no-links expand-all links levels select top-skip multiple" \
+                -- "$word")) && return ;;
+        require-if-match) COMPREPLY=($(compgen -W "on off strong" -- "$word")) && return ;;
+        boot-how) COMPREPLY=($(compgen -W "direct settings ignore revert" -- "$word")) && return ;;
+        sensors) COMPREPLY=($(compgen -W "new old both none" -- "$word")) && return ;;
+        sensor-drift) COMPREPLY=($(compgen -W "on off" -- "$word")) && return ;;
+        log | logs) COMPREPLY=($(compgen -W "Sel LcLog" -- "$word")) && return ;;
         ctl) COMPREPLY=($(compgen -W "--socket --help $words" -- "$word")) && return ;;
     esac
     if [[ " ${COMP_WORDS[*]:1:COMP_CWORD-1} " == *" ctl "* ]]; then

@@ -63,7 +63,7 @@ MEMBER = (
     ("POST", SYSTEM + "/Actions/ComputerSystem.Reset", 204, "", "{}"),
     ("POST", SYSTEM + "/Actions/ComputerSystem.Explode", 404, "", "{}"),
     ("PATCH", SYSTEM, 412, "", "{}", 'If-Match: W/"7"'),
-    ("GET", SYSTEM, 304, "", None, 'If-None-Match: W/"1"'),
+    ("GET", SYSTEM, 304, "", None, "If-None-Match: ETAG"),
     ("POST", UPLOAD, 202, '"FileName":"a;b"', "preamble\r\n" + METADATA + FILE + END + "\r\nepilogue", FORM),
     ("POST", UPLOAD, 400, "part 1 is 'LogZip', not metadata", FILE + "x\r\n" + METADATA + END, FORM),
     ("POST", UPLOAD, 400, "lacks one of its parts", METADATA + END, FORM),
@@ -93,6 +93,8 @@ class Https(Desk):
                 log_in()
                 session = next(iter(self.bmc.control("sessions")["sessions"]), {"id": ""})["id"]
                 self.bmc.control(lines.replace("SESSION", session))
+                if "ETAG" in header:
+                    header = header.replace("ETAG", self.bmc.get(path)["@odata.etag"])
                 answer = self.bmc.call(method, path.replace("SESSION", session), body, header)
                 self.assertEqual(answer.status, status, answer.body)
                 self.assertIn(says, answer.header + answer.body.decode())
@@ -108,7 +110,7 @@ class Https(Desk):
     def test_no_link_leads_nowhere(self):
         def links(node):
             if isinstance(node, dict) and "@odata.id" in node:
-                yield node["@odata.id"]
+                yield node["@odata.id"].split("#")[0]
             for inner in node.values() if isinstance(node, dict) else node if isinstance(node, list) else ():
                 yield from links(inner)
         self.bmc.log_in()
