@@ -122,12 +122,13 @@ private:
 };
 
 /**
- * A file for writing, created or truncated. Readable to its owner alone whatever the process's umask, and not to the
+ * A file for writing, as fopen's "wb" opens it, but never writable for others when it is new, and not inherited by the
  * programs that the process starts. Empty when it cannot be opened.
  */
-inline File newPrivateFile(const char* path) noexcept
+inline File newFile(const char* path) noexcept
 {
-    Descriptor file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+    Descriptor       file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
     if (!file) return nullptr;
     File stream(::fdopen(file.get(), "wb"));
     if (stream) file.release();

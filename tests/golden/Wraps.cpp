@@ -424,7 +424,7 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
 
 CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
 
-/** The connection of a transfer must not reach a program that the process starts. */
+/** The connection of a stream must not reach a program that the process starts. */
 static void lookAtSocket(CURL* easy)
 {
     const bench::Paused paused;
@@ -437,8 +437,7 @@ CURLcode __real_curl_easy_perform(CURL* easy);
 CURLcode __wrap_curl_easy_perform(CURL* easy)
 {
     if (refused("curl_easy_perform")) return CURLE_COULDNT_CONNECT;
-    const CURLcode done = __real_curl_easy_perform(easy);
-    lookAtSocket(easy);
+    const CURLcode      done = __real_curl_easy_perform(easy);
     const bench::Paused paused;
     if (g_world.noteTraffic) g_world.noteTraffic();
     return done;

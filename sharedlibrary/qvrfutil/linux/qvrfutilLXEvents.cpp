@@ -1,12 +1,15 @@
 /** @file qvrfutilLXEvents.cpp  Event subscriptions: a transfer that stays open, and the thread that reads it. */
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <new>
 
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilLX.h"
+#include "qvrfutilLXResponse.h"
 #include "qvrfutilLXSession.h"
+#include "qvrfutilLXStreamSocket.h"
 #include "qvrfutilLXWatch.h"
 #include "trace.h"
 
@@ -21,8 +24,12 @@ constexpr char kCallback[]   = "QVRFUTILCurlSSECallback";
 
 constexpr int         kWaitMs        = 1000;
 constexpr std::size_t kKeepAliveSize = 3;  // fragments up to this size carry no event
-constexpr LoggedOut   kLoggedOut{"[QVRFUTIL] %s: Failed to Send SSE due to session failure. Please Retry\n",
-                               QVRFUTIL_SESSION_FAILURE};
+
+constexpr SessionRules kStreamSession{
+    &kTransferTexts,
+    "[QVRFUTIL] %s: Failed to get Session Details.\n",
+    {"[QVRFUTIL] %s: Failed to Send SSE due to session failure. Please Retry\n"},
+};
 
 /** One subscription; lives in memory of SMAllocMem and goes with everything it holds. */
 struct QVRFUTILCurlSSEHandle {
@@ -33,14 +40,15 @@ struct QVRFUTILCurlSSEHandle {
     std::atomic<booln>           pBreakCurlMultiEvents        = FALSE;  // written by unregister, read by the worker
     QVRFUTILHttpCallbackContext* pQVRFUTILHttpCallbackContext = nullptr;
     HeaderList                   headers;  // libcurl reads it for as long as the transfer lives: goes after it
-    HeadWatch                    watch;
+    StreamSocket                 socket;
+    SmOwned<SSEEventData>        breakEvent;  // made early: a break must be told when memory is out, too
 
     ~QVRFUTILCurlSSEHandle()
     {
         const PipeSignalHeld held;
         if (pCurlMultiHandle != nullptr && pCurlHandle != nullptr)
             curl_multi_remove_handle(pCurlMultiHandle, pCurlHandle);
-        curl_easy_cleanup(pCurlHandle);
+        if (pCurlHandle != nullptr) curl_easy_cleanup(pCurlHandle);
         if (pCurlMultiHandle != nullptr) curl_multi_cleanup(pCurlMultiHandle);
     }
 };
@@ -56,8 +64,11 @@ using Subscription = std::unique_ptr<QVRFUTILCurlSSEHandle, DestroyedAndFreed>;
 
 Subscription newSubscription() noexcept
 {
-    void* const memory = SMAllocMem(sizeof(QVRFUTILCurlSSEHandle));
-    return Subscription(memory != nullptr ? new (memory) QVRFUTILCurlSSEHandle : nullptr);
+    void* const  memory = SMAllocMem(sizeof(QVRFUTILCurlSSEHandle));
+    Subscription subscription(memory != nullptr ? new (memory) QVRFUTILCurlSSEHandle : nullptr);
+    if (!subscription) return nullptr;
+    subscription->breakEvent.reset(static_cast<SSEEventData*>(std::calloc(1, sizeof(SSEEventData))));
+    return subscription->breakEvent ? std::move(subscription) : nullptr;
 }
 
 bool multiSucceeded(const char* op, const char* name, CURLMcode rc) noexcept
@@ -66,16 +77,18 @@ bool multiSucceeded(const char* op, const char* name, CURLMcode rc) noexcept
     return rc == CURLM_OK;
 }
 
-SmOwned<SSEEventData> newEvent(const QVRFUTILHttpCallbackContext& context, s32 status, s32 size) noexcept
+void fill(SSEEventData& event, const QVRFUTILHttpCallbackContext& context, s32 status, s32 size) noexcept
 {
-    SmOwned<SSEEventData> event(static_cast<SSEEventData*>(SMAllocMem(sizeof(SSEEventData))));
-    if (!event) return event;
-    OXAmemset_s(event.get(), sizeof *event, 0, sizeof *event);  // its padding too: callers compare and store it whole
-    event->StatusCode                 = status;
-    event->EventPayloadSize           = size;
-    event->ReceivedEventAvailableSize = size;
-    event->pCallerContext             = context.pCallerContext;
-    return event;
+    OXAmemset_s(&event, sizeof event, 0, sizeof event);  // its padding too: callers compare and store it whole
+    event.StatusCode                 = status;
+    event.EventPayloadSize           = size;
+    event.ReceivedEventAvailableSize = size;
+    event.pCallerContext             = context.pCallerContext;
+}
+
+SmOwned<SSEEventData> newEvent() noexcept
+{
+    return SmOwned<SSEEventData>(static_cast<SSEEventData*>(SMAllocMem(sizeof(SSEEventData))));
 }
 
 /** A copy of one piece of the stream, with a NUL behind it. */
@@ -103,20 +116,25 @@ void deliver(const QVRFUTILHttpCallbackContext& to, const void* bytes, std::size
         __SysDbgPrint3("[QVRFUTIL]%s  : Callback function or call back context or payload is NULL .\n", kCallback);
         return;
     }
-    SmOwned<SSEEventData> event = newEvent(to, 0, static_cast<s32>(count));
+    SmOwned<SSEEventData> event = newEvent();
     if (!event) {
         __SysDbgPrint3("[QVRFUTIL]%s  : malloc failed for EventBuff.\n", kCallback);
         return;
     }
+    fill(*event, to, 0, static_cast<s32>(count));
     event->pEvent = payload.release();
     to.pCallerCallBackFunction(event.release());  // the callback's now
 }
+
+/** Whether the look at a stream that this thread takes brought some of its body: libcurl hands no handle over. */
+thread_local bool t_bodyCame = false;
 
 /** libcurl's write function. It never ends the transfer: a piece that cannot be delivered is dropped. */
 extern "C" size_t QVRFUTILCurlSSECallback(void* ptr, size_t size, size_t nmemb, void* userdata)
 {
     const TraceScope  trace(kCallback, kEventTrace);
     const std::size_t count = size * nmemb;
+    t_bodyCame              = true;
     if (count <= kKeepAliveSize) tellLeftOut(userdata, ptr, count);
     if (ptr == nullptr || userdata == nullptr)
         __SysDbgPrint3("[QVRFUTIL] : %s Invalid input.\n", kCallback);
@@ -127,20 +145,28 @@ extern "C" size_t QVRFUTILCurlSSECallback(void* ptr, size_t size, size_t nmemb, 
     return count;
 }
 
-void tellBroken(const QVRFUTILCurlSSEHandle& handle, CURLcode rc) noexcept
+void tellBroken(QVRFUTILCurlSSEHandle& handle, CURLcode rc) noexcept
 {
     __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Failed SSE. Connection broken. curl code = %d \n", kWorker, rc);
     const QVRFUTILHttpCallbackContext* const to = handle.pQVRFUTILHttpCallbackContext;
     if (to == nullptr || to->pCallerCallBackFunction == nullptr) return;
-    if (SmOwned<SSEEventData> event = newEvent(*to, QVRFUTIL_EVENT_STREAM_BROKEN, 0))
-        to->pCallerCallBackFunction(event.release());
+    SmOwned<SSEEventData> event = newEvent();
+    if (!event) event = std::move(handle.breakEvent);
+    fill(*event, *to, QVRFUTIL_EVENT_STREAM_BROKEN, 0);
+    to->pCallerCallBackFunction(event.release());
 }
 
 /** Lets libcurl read and write what it can. The host has its SIGPIPE back in between: a stream lives for hours. */
 CURLMcode moveOn(QVRFUTILCurlSSEHandle& handle) noexcept
 {
-    const PipeSignalHeld held;
-    return curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning);
+    t_bodyCame = false;
+    CURLMcode rc;
+    {
+        const PipeSignalHeld held;
+        rc = curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning);
+    }
+    handle.socket.look(handle.pCurlMultiHandle, handle.pCurlHandle, t_bodyCame);
+    return rc;
 }
 
 /** Moves the transfer on until it ends, libcurl fails or unregister says stop. @return whether to look at its end */
@@ -151,6 +177,10 @@ bool readStream(QVRFUTILCurlSSEHandle& handle) noexcept
                             curl_multi_wait(handle.pCurlMultiHandle, nullptr, 0, kWaitMs, nullptr)) ||
             !multiSucceeded(kWorker, "Multi Perform", moveOn(handle)))
             return false;
+        if (!handle.socket.floods()) continue;
+        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: header lines without end.\n", kWorker);
+        tellBroken(handle, CURLE_RECV_ERROR);
+        return false;
     }
     return true;
 }
@@ -170,37 +200,36 @@ void judgeEnd(QVRFUTILCurlSSEHandle& handle) noexcept
     }
 }
 
-s32 setStreamOptions(QVRFUTILCurlSSEHandle& handle, QVRFUTILHttpCallbackContext* context) noexcept
+s32 setStreamOptions(CURL* easy, QVRFUTILHttpCallbackContext* context) noexcept
 {
-    CURL* const easy = handle.pCurlHandle;
-    const bool  set  = setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &QVRFUTILCurlSSECallback) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEDATA), context) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L) &&
-                     setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) && watchHead(easy, handle.watch);
-    return set ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
+    return curlStatus(setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEFUNCTION), &QVRFUTILCurlSSECallback) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_WRITEDATA), context) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_TIMEOUT), 10000L) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L) &&
+                      setOption(kRegister, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L));
 }
 
-s32 setStreamHeaders(QVRFUTILCurlSSEHandle& handle, const QVRFUTILSession& session) noexcept
+s32 setStreamHeaders(QVRFUTILCurlSSEHandle& handle, const Token& token) noexcept
 {
-    if (!handle.headers.append("Accept: */*")) return QVRFUTIL_CURL_FAILED;
-    if (s32 st = appendDecryptedToken(kRegister, session, handle.headers); st != OXA_SUCCESS) return st;
-    const bool set = handle.headers.append("Content-type: application/json") &&
-                     setOption(kRegister, handle.pCurlHandle, QVRF_OPT(CURLOPT_HTTPHEADER), handle.headers.get());
-    return set ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
+    HeaderList& headers = handle.headers;
+    return curlStatus(headers.append(kRegister, "Accept: */*") &&
+                      appendTokenHeader(kRegister, headers, token, kTokenLine) &&
+                      headers.append(kRegister, "Content-type: application/json") &&
+                      setOption(kRegister, handle.pCurlHandle, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()));
 }
 
-s32 setStreamUrl(CURL* easy, const QVRFUTILSession& session, const astring* path) noexcept
+s32 setStreamUrl(CURL* easy, const QVRFUTILSession& session, const astring* path, SmOwned<astring>& url) noexcept
 {
-    const SmOwned<astring> url = requestUrl(session.IPAddress, session.Port, path);
+    if (!pathFits(kRegister, path)) return QVRFUTIL_FAILURE;
+    url = requestUrl(session.IPAddress, session.Port, path);
     if (!url) {
         __SysDbgPrint3("[QVRFUTIL] %s: SMAllocMem for pUrl failed.\n", kRegister);
         return QVRFUTIL_FAILURE;
     }
     __SysDbgPrint4("[QVRFUTIL] %s: pUrl = %s.\n", kRegister, url.get());
-    scopeLinkLocal(kRegister, easy, session.IPAddress);
+    if (!leadToBmc(kRegister, easy, session.IPAddress)) return QVRFUTIL_CURL_FAILED;
     // Logged under this name since the first release; log readers know it so.
     setOption(kRegister, easy, CURLOPT_URL, "CURLOPT_HTTPHEADER", url.get());
     return OXA_SUCCESS;
@@ -249,16 +278,19 @@ s32 startWorker(QVRFUTILCurlSSEHandle& handle) noexcept
 
 s32 subscribe(QVRFUTILCurlSSEHandle& handle, const astring* path, QVRFUTILHttpCallbackContext* context) noexcept
 {
-    handle.pCurlHandle = newEasyHandle(kRegister).release();
+    handle.pCurlHandle = newEasyHandle().release();
     if (handle.pCurlHandle == nullptr) {
         __SysDbgPrint3("[QVRFUTIL] %s: curl_easy_init() failed.\n", kRegister);
         return QVRFUTIL_CURL_FAILED;
     }
     QVRFUTILSession session;
-    if (s32 st = obtainTransferSession(kRegister, kLoggedOut, session); st != OXA_SUCCESS) return st;
-    if (s32 st = setStreamOptions(handle, context); st != OXA_SUCCESS) return st;
-    if (s32 st = setStreamHeaders(handle, session); st != OXA_SUCCESS) return st;
-    if (s32 st = setStreamUrl(handle.pCurlHandle, session, path); st != OXA_SUCCESS) return st;
+    if (s32 st = obtainSession(kRegister, kStreamSession, session); st != OXA_SUCCESS) return st;
+    if (s32 st = setStreamOptions(handle.pCurlHandle, context); st != OXA_SUCCESS) return st;
+    SmOwned<astring> url;  // given back after the token
+    Token            token;
+    if (s32 st = token.decrypt(kRegister, kTransferTexts, session); st != OXA_SUCCESS) return st;
+    if (s32 st = setStreamHeaders(handle, token); st != OXA_SUCCESS) return st;
+    if (s32 st = setStreamUrl(handle.pCurlHandle, session, path, url); st != OXA_SUCCESS) return st;
     handle.pQVRFUTILHttpCallbackContext = context;
     if (s32 st = startTransfer(handle); st != OXA_SUCCESS) return st;
     if (s32 st = checkNotFailedAlready(handle); st != OXA_SUCCESS) return st;

@@ -13,7 +13,7 @@ extern "C" size_t QVRFUTILCurlRedfishGETResponseCallback(astring* ptr, size_t si
     const size_t           bytes = size * nmemb;
     __SysDbgPrint4("%s: tempResponseSize:%zu.\n", op, bytes);
     __SysDbgPrint4(to.pResponse == nullptr ? "pResponse is null.\n" : "pResponse is not null. \n");
-    if (qvrf::append(to, ptr, bytes)) return bytes;
+    if (qvrf::append(op, to, ptr, bytes)) return bytes;
     __SysDbgPrint3("%s: Out Of Memory\n", op);
     return static_cast<size_t>(-1);
 }
@@ -52,16 +52,21 @@ s32 takeHttpCode(const char* op, CURL* easy, u16& http, long& code) noexcept
     return OXA_SUCCESS;
 }
 
-s32 badAnswer(const char* op) noexcept
+s32 answerCut(const char* op) noexcept
 {
-    __SysDbgPrint3("%s: No header data, bad response.\n", op);
+    __SysDbgPrint3("%s: the answer ended among its header lines.\n", op);
     return QVRFUTIL_FAILURE;
 }
 
-s32 checkReceived(const char* op, const Received& header, const Received& body) noexcept
+s32 checkReceived(const char* op, CURL* easy, const Received& header, const Received& body) noexcept
 {
-    if (header.empty() || !headIsWhole(header)) return badAnswer(op);
-    if (body.empty()) __SysDbgPrint4("%s: No response data.\n", op);
+    if (header.empty()) {
+        __SysDbgPrint3("%s: No header data, bad response.\n", op);
+        return QVRFUTIL_FAILURE;
+    }
+    if (!body.empty()) return OXA_SUCCESS;
+    if (!headIsWhole(header) && endedInHead(easy)) return answerCut(op);
+    __SysDbgPrint4("%s: No response data.\n", op);
     return OXA_SUCCESS;
 }
 

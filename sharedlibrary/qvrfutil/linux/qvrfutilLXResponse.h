@@ -7,6 +7,15 @@
 
 namespace qvrf {
 
+/** How long the whole transfer of a request may take. */
+constexpr std::chrono::seconds kRequestSeconds{100};
+
+/** What a chain of libcurl calls comes to. */
+constexpr s32 curlStatus(bool succeeded) noexcept
+{
+    return succeeded ? OXA_SUCCESS : QVRFUTIL_CURL_FAILED;
+}
+
 /** Where the caller wants what: the out-arguments that all requests share. */
 struct Answer {
     astring** body;      ///< address of a pointer to the caller's buffer
@@ -30,11 +39,11 @@ bool verifyNothing(const char* op, CURL* easy) noexcept;
  */
 s32 takeHttpCode(const char* op, CURL* easy, u16& http, long& code) noexcept;
 
-/** Says that what came is no answer. @return -1 */
-s32 badAnswer(const char* op) noexcept;
+/** Says that an answer ended among its header lines. @return -1 */
+s32 answerCut(const char* op) noexcept;
 
-/** A response without header lines, or one that ends among them, is none. @return 0 or -1 */
-s32 checkReceived(const char* op, const Received& header, const Received& body) noexcept;
+/** An answer without header lines, or one that ended among them, is none. @return 0 or -1 */
+s32 checkReceived(const char* op, CURL* easy, const Received& header, const Received& body) noexcept;
 
 /**
  * Hands the response headers out in a new SMAllocMem text when @p wanted is 1; otherwise sets a non-NULL pointer of the

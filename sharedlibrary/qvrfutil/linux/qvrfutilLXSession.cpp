@@ -37,6 +37,14 @@ private:
     bool held_;
 };
 
+/** Whether the lock was to be had. */
+bool endRenewal() noexcept
+{
+    const SessionLock lock;
+    if (lock) g_isRedfishSessionRequested = FALSE;
+    return static_cast<bool>(lock);
+}
+
 /** The thread that renews is the parent's: in a forked child nobody would ever clear its flag. */
 void endRenewalInChild() noexcept
 {
@@ -54,19 +62,27 @@ bool renewedSince(const QVRFUTILSession& copy) noexcept
 }  // namespace
 
 const SessionTexts kRequestTexts{
+    "%s: Failed to get Session Details.\n",
+    "%s:Creating new RF session now\n",
     "%s: Failed to Send GET due to session failure. Please Retry\n",  // whatever the method
     "%s : Calling Session creation.\n",
     "%s : Retrying to acquire lock.\n ",
     "%s: Success ! session created\n",
     "%s: Failed request! Should I retry? or throw error??. Throwing error for now..\n",
+    "%s: malloc failed for pDecryptedSessionToken.\n",
+    "%s: Decryption failed with status: %d\n",
 };
 
 const SessionTexts kTransferTexts{
+    nullptr,
+    nullptr,
     "[QVRFUTIL] %s: Failed to Send GET due to session failure. Please Retry\n",
     "[QVRFUTIL] %s : Calling Session creation.\n",
     "[QVRFUTIL] %s : Retrying to acquire lock.\n",
     "[QVRFUTIL] %s: Success ! session created\n",
     "[QVRFUTIL] %s: Failed request! Should I retry? or throw error??. Throwing error for now..\n",
+    "[QVRFUTIL] %s: SMAllocMem failed for pDecryptedSessionToken.\n",
+    "[QVRFUTIL] %s: Decryption failed with status: %d\n",
 };
 
 void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
@@ -74,8 +90,7 @@ void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
     static constexpr char op[] = "QVRFUTILReleaseSessionCreationLock";
     const TraceScope      trace(op);
     for (int attempt = 0; attempt < kReleaseAttempts; ++attempt) {
-        if (SessionLock lock; lock) {
-            g_isRedfishSessionRequested = FALSE;
+        if (endRenewal()) {
             __SysDbgPrint4("%s : setting g_isRedfishSessionRequested to FALSE success .\n", op);
             return;
         }
@@ -122,28 +137,58 @@ s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSessi
     return status;
 }
 
+/** A lock that cannot be had in time does not keep the first session from being made; only a thread at work does. */
+static s32 makeFirstSession(const char* op, const SessionRules& rules, QVRFUTILSession& session) noexcept
+{
+    const SessionTexts& texts = *rules.texts;
+    if (texts.missing != nullptr) __SysDbgPrint3(texts.missing, op);
+    if (texts.makingFirst != nullptr) __SysDbgPrint3(texts.makingFirst, op);
+    if (QVRFUTILAcquireSessionCreationLock(texts) == Claim::taken)
+        return rules.usesOldCopy ? s32{OXA_SUCCESS} : s32{QVRFUTIL_SESSION_FAILURE};
+    const s32 status = renewSession(op, texts, session);
+    if (status == OXA_SUCCESS)
+        __SysDbgPrint4(texts.created, op);
+    else
+        __SysDbgPrint3(texts.notCreated, op);
+    return status;
+}
+
 bool sessionMissing(const QVRFUTILSession& session) noexcept
 {
     const std::size_t length = std::min<std::size_t>(strnlen(session.SessionID, sizeof session.SessionID), 3);
     return std::strncmp(session.SessionID, "-1", length) == 0;
 }
 
-s32 Token::decrypt(const QVRFUTILSession& session) noexcept
+s32 Token::decrypt(const char* op, const SessionTexts& texts, const QVRFUTILSession& session) noexcept
 {
-    astring* buffer = text_.get();
-    return SMqvoxaPBKDF2Decrypt(session.pb64Key, session.pb64Text, &buffer);
+    text_.emplace(SMSECURE_PLAIN_SIZE);
+    if (!*text_) {
+        __SysDbgPrint3(texts.noTokenRoom, op);
+        return QVRFUTIL_NO_SESSION_DETAILS;
+    }
+    astring*  buffer = text_->get();
+    const s32 status = SMqvoxaPBKDF2Decrypt(session.pb64Key, session.pb64Text, &buffer);
+    if (status != 0) __SysDbgPrint3(texts.notDecrypted, op, status);
+    return status;
 }
 
-bool appendTokenHeader(HeaderList& headers, const Token& token, const char* logFormat) noexcept
+bool appendTokenHeader(const char* op, HeaderList& headers, const Token& token, const char* logFormat) noexcept
 {
     astring           line[200] = {};
     const std::size_t length    = token.length();
     sprintf_s(line, sizeof kTokenHeader - 1 + length + 2, "%s%.*s", kTokenHeader, static_cast<int>(length),
               token.get());
     if (logFormat != nullptr) __SysDbgPrint4(logFormat, line);
-    const bool appended = headers.append(line);
+    const bool appended = headers.append(op, line);
     wipe(line, sizeof line);
     return appended;
+}
+
+bool pathFits(const char* op, const astring* path) noexcept
+{
+    if (strnlen(path, kMaxPath + 1) <= kMaxPath) return true;
+    __SysDbgPrint3("%s: the path is longer than %zu characters.\n", op, kMaxPath);
+    return false;
 }
 
 SmOwned<astring> requestUrl(const astring* address, const astring* port, const astring* path) noexcept
@@ -151,8 +196,7 @@ SmOwned<astring> requestUrl(const astring* address, const astring* port, const a
     const std::size_t size = strnlen(address, sizeof QVRFUTILSession::IPAddress) +
                              strnlen(port, sizeof QVRFUTILSession::Port) + strnlen(path, kMaxPath) + sizeof "https://:";
     SmOwned<astring> url = smText(static_cast<u32>(size));
-    if (url && sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path) < 0)
-        __SysDbgPrint3("The path is longer than %zu characters: nothing can be sent.\n", kMaxPath);
+    if (url) sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path);
     return url;
 }
 
@@ -177,38 +221,18 @@ KeptFor keptForSession() noexcept
     return whom;
 }
 
-s32 obtainTransferSession(const char* op, const LoggedOut& loggedOut, QVRFUTILSession& session) noexcept
+s32 obtainSession(const char* op, const SessionRules& rules, QVRFUTILSession& session) noexcept
 {
     if (QVRFUTILGetRFSessionInfo(&session, FALSE) != OXA_SUCCESS) {
-        __SysDbgPrint3("[QVRFUTIL] %s: Failed to get Session Details.\n", op);
+        __SysDbgPrint3(rules.notCopied, op);
         return QVRFUTIL_NO_SESSION_DETAILS;
     }
     if (!sessionMissing(session)) return OXA_SUCCESS;
     if (giSServerNewGenAndAbove) {
-        __SysDbgPrint3(loggedOut.text, op);
-        return loggedOut.status;
+        __SysDbgPrint3(rules.loggedOut.text, op);
+        return rules.loggedOut.status;
     }
-    if (QVRFUTILAcquireSessionCreationLock(kTransferTexts) == Claim::taken) return OXA_SUCCESS;
-    const s32 status = renewSession(op, kTransferTexts, session);
-    if (status == OXA_SUCCESS)
-        __SysDbgPrint4(kTransferTexts.created, op);
-    else
-        __SysDbgPrint3(kTransferTexts.notCreated, op);
-    return status;
-}
-
-s32 appendDecryptedToken(const char* op, const QVRFUTILSession& session, HeaderList& headers) noexcept
-{
-    Token token;
-    if (!token) {
-        __SysDbgPrint3("[QVRFUTIL] %s: SMAllocMem failed for pDecryptedSessionToken.\n", op);
-        return QVRFUTIL_NO_SESSION_DETAILS;
-    }
-    if (s32 st = token.decrypt(session); st != 0) {
-        __SysDbgPrint3("[QVRFUTIL] %s: Decryption failed with status: %d\n", op, st);
-        return st;
-    }
-    return appendTokenHeader(headers, token, "[QVRFUTIL] header = %s\n") ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
+    return makeFirstSession(op, rules, session);
 }
 
 }  // namespace qvrf

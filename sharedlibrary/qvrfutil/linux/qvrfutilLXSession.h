@@ -2,6 +2,8 @@
 #ifndef QVRFUTILLXSESSION_H
 #define QVRFUTILLXSESSION_H
 
+#include <optional>
+
 #include "curlLx.h"
 #include "owners.h"
 #include "qvrfutil.h"
@@ -11,11 +13,15 @@ namespace qvrf {
 
 /** The words that requests and subscriptions say these things in. */
 struct SessionTexts {
+    const char* missing;       ///< %s: there is no session, the first one is made; may be nullptr
+    const char* makingFirst;   ///< %s; may be nullptr
     const char* inProgress;    ///< %s: another thread is renewing
     const char* creating;      ///< %s: the renewal begins
     const char* retryingLock;  ///< %s: the flag could not be cleared yet
     const char* created;       ///< %s
     const char* notCreated;    ///< %s
+    const char* noTokenRoom;   ///< %s: no memory for the token in the clear
+    const char* notDecrypted;  ///< %s, and %d for the platform's status
 };
 extern const SessionTexts kRequestTexts;   ///< GET, POST, PATCH, DELETE
 extern const SessionTexts kTransferTexts;  ///< uploads and subscriptions
@@ -49,18 +55,20 @@ bool sessionMissing(const QVRFUTILSession& session) noexcept;
 
 /** What an operation says and answers on the newer generation when nobody is logged in. */
 struct LoggedOut {
-    const char* text;  ///< takes one %s
-    s32         status;
+    const char* text   = nullptr;  ///< takes one %s
+    s32         status = QVRFUTIL_SESSION_FAILURE;
 };
 
-/**
- * A copy of the session record for an upload or a subscription; on an older generation the session is made first when
- * there is none. While another thread makes it, the copy is used as it is: the BMC then answers the request itself.
- */
-s32 obtainTransferSession(const char* op, const LoggedOut& loggedOut, QVRFUTILSession& session) noexcept;
+/** How an operation gets at the session. */
+struct SessionRules {
+    const SessionTexts* texts     = nullptr;
+    const char*         notCopied = nullptr;  ///< the record could not be copied; takes one %s
+    LoggedOut           loggedOut{};
+    bool                usesOldCopy = true;  ///< goes on while another thread makes the first session: the BMC answers
+};
 
-/** Decrypts the token and appends its header, with the words of uploads and subscriptions. */
-s32 appendDecryptedToken(const char* op, const QVRFUTILSession& session, HeaderList& headers) noexcept;
+/** A copy of the session record; on an older generation the session is made first when there is none. */
+s32 obtainSession(const char* op, const SessionRules& rules, QVRFUTILSession& session) noexcept;
 
 /** What an operation says when a 401 does not lead to a new session; each takes one %s. */
 struct RenewalRefusals {
@@ -78,25 +86,29 @@ s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSessi
 /** The session token in the clear, wiped when it goes. */
 class Token {
 public:
-    explicit Token() noexcept : text_(SMSECURE_PLAIN_SIZE) {}
-    explicit       operator bool() const noexcept { return static_cast<bool>(text_); }
-    const astring* get() const noexcept { return text_.get(); }
+    /** @return 0; 101 out of memory; the platform's status */
+    s32            decrypt(const char* op, const SessionTexts& texts, const QVRFUTILSession& session) noexcept;
+    const astring* get() const noexcept { return text_->get(); }
     /** Its characters: a platform that fills the buffer leaves no room for a NUL. */
-    std::size_t length() const noexcept { return strnlen(text_.get(), text_.size()); }
-    /** @return the platform's status */
-    s32 decrypt(const QVRFUTILSession& session) noexcept;
+    std::size_t length() const noexcept { return strnlen(text_->get(), text_->size()); }
 
 private:
-    SecretBuffer text_;
+    std::optional<SecretBuffer> text_;
 };
 
 /** Appends "X-Auth-Token: " and the token. @return false when memory is out */
-bool appendTokenHeader(HeaderList& headers, const Token& token, const char* logFormat) noexcept;
+bool appendTokenHeader(const char* op, HeaderList& headers, const Token& token, const char* logFormat) noexcept;
+
+/** The line of an upload's or a subscription's token in the log. */
+constexpr char kTokenLine[] = "[QVRFUTIL] header = %s\n";
 
 /** What a kept connection of now is good for. */
 KeptFor keptForSession() noexcept;
 
-/** "https://address:port/path"; logged and empty when the path is longer than 400 characters; none out of memory. */
+/** Whether @p path is short enough to be sent (400 characters); logged when not. */
+bool pathFits(const char* op, const astring* path) noexcept;
+
+/** "https://address:port/path" of a path that fits; empty when memory is out. */
 SmOwned<astring> requestUrl(const astring* address, const astring* port, const astring* path) noexcept;
 
 }  // namespace qvrf

@@ -13,7 +13,13 @@ using namespace qvrf;
 constexpr char kUpload[] = "QVRFUTILOSSendFileUploadRequest";
 constexpr char kNoAuth[] = "QVRFUTILOSSendRequestNoAuth";
 
-constexpr LoggedOut kLoggedOut{"[QVRFUTIL] %s: Failed to get Session Details.\n", QVRFUTIL_NO_SESSION_DETAILS};
+constexpr std::chrono::seconds kNoAuthSeconds{5};
+
+constexpr SessionRules kUploadSession{
+    &kTransferTexts,
+    "[QVRFUTIL] %s: Failed to get Session Details.\n",
+    {"[QVRFUTIL] %s: Failed to get Session Details.\n", QVRFUTIL_NO_SESSION_DETAILS},
+};
 
 constexpr RenewalRefusals kRefusals{
     "[QVRFUTIL]%s: Failed to Send POST due to session failure. Please Retry\n",
@@ -22,48 +28,18 @@ constexpr RenewalRefusals kRefusals{
 
 using MimeForm = std::unique_ptr<curl_mime, GivenBackBy<&curl_mime_free>>;
 
-s32 curlStatus(bool succeeded) noexcept
-{
-    return succeeded ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
-}
-
-s32 handOver(const char* op, const Received& header, const Received& body, const Answer& answer) noexcept
-{
-    if (s32 st = checkReceived(op, header, body); st != OXA_SUCCESS) return st;
-    return handOverBody(op, body, answer);
-}
-
 /** One upload as the caller put it. */
-struct Upload {
+struct UploadRequest {
     const astring* path;
     const astring* file;
     const astring* metadata;
     Answer         answer;
 };
 
-bool isComplete(const Upload& upload) noexcept
+bool isComplete(const UploadRequest& upload) noexcept
 {
     return upload.path != nullptr && upload.file != nullptr && upload.metadata != nullptr &&
            upload.answer.body != nullptr && upload.answer.length != nullptr && upload.answer.http != nullptr;
-}
-
-s32 setUploadHeaders(CURL* easy, const QVRFUTILSession& session, HeaderList& headers) noexcept
-{
-    if (!headers.append("Accept: */*")) return QVRFUTIL_CURL_FAILED;
-    if (s32 st = appendDecryptedToken(kUpload, session, headers); st != OXA_SUCCESS) return st;
-    return curlStatus(setOption(kUpload, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()));
-}
-
-s32 setUploadUrl(CURL* easy, const QVRFUTILSession& session, const astring* path) noexcept
-{
-    const SmOwned<astring> url = requestUrl(session.IPAddress, session.Port, path);
-    if (!url) {
-        __SysDbgPrint3("[QVRFUTIL] %s: SMAllocMem for pUrl failed.\n", kUpload);
-        return QVRFUTIL_OUT_OF_MEMORY;
-    }
-    scopeLinkLocal(kUpload, easy, session.IPAddress);
-    setOption(kUpload, easy, QVRF_OPT(CURLOPT_URL), url.get());
-    return OXA_SUCCESS;
 }
 
 /** libcurl would take a directory for an empty file. */
@@ -89,89 +65,214 @@ bool addFile(curl_mime* form, const astring* file) noexcept
            curl_mime_filedata(part, file) == CURLE_OK;
 }
 
-s32 fillForm(CURL* easy, curl_mime* form, const Upload& upload) noexcept
-{
-    if (!addMetadata(form, upload.metadata) || !addFile(form, upload.file)) {
-        __SysDbgPrint3("[QVRFUTIL] %s: the form cannot be built; is %s a readable file?\n", kUpload, upload.file);
-        return QVRFUTIL_CURL_FAILED;
-    }
-    if (!setOption(kUpload, easy, QVRF_OPT(CURLOPT_MIMEPOST), form)) return QVRFUTIL_CURL_FAILED;
-    __SysDbgPrint4("[QVRFUTIL] Curl setting all opt done.\n");
-    return OXA_SUCCESS;
-}
+/** One upload under way, and all that it takes. */
+class Upload {
+public:
+    explicit Upload(const UploadRequest& request) noexcept : request_(request) {}
 
-s32 sendUpload(const Upload& upload) noexcept
-{
-    if (!isComplete(upload)) {
-        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kUpload);
-        return QVRFUTIL_INVALID_ARGUMENTS;
+    s32 run() noexcept
+    {
+        for (const auto step : kSteps)
+            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
+        return OXA_SUCCESS;
     }
-    const EasyHandle easy = newEasyHandle(kUpload);
-    if (!easy) {
+
+private:
+    s32 takeHandle() noexcept
+    {
+        easy_ = newEasyHandle();
+        if (easy_) return OXA_SUCCESS;
         __SysDbgPrint3("%s: curl_easy_init() failed.\n", kUpload);
         return QVRFUTIL_CURL_FAILED;
     }
-    Received       header(Received::Content::head), body;
-    HeaderList     headers;
-    const MimeForm form(curl_mime_init(easy.get()));
-    if (!form) {
+
+    s32 takeForm() noexcept
+    {
+        form_.reset(curl_mime_init(easy_.get()));
+        if (form_) return OXA_SUCCESS;
         __SysDbgPrint3("%s: curl_mime_init() failed.\n", kUpload);
         return QVRFUTIL_CURL_FAILED;
     }
-    QVRFUTILSession session;
-    if (s32 st = obtainTransferSession(kUpload, kLoggedOut, session); st != OXA_SUCCESS) return st;
-    if (!setOption(kUpload, easy.get(), QVRF_OPT(CURLOPT_SSLVERSION), 0L) || !verifyNothing(kUpload, easy.get()) ||
-        !receiveInto(kUpload, easy.get(), header, body) ||
-        !setOption(kUpload, easy.get(), QVRF_OPT(CURLOPT_TIMEOUT), 100L))
+
+    s32 takeSession() noexcept { return obtainSession(kUpload, kUploadSession, session_); }
+
+    s32 setOptions() noexcept
+    {
+        CURL* const easy = easy_.get();
+        return curlStatus(setOption(kUpload, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) && verifyNothing(kUpload, easy) &&
+                          receiveInto(kUpload, easy, header_, body_) &&
+                          setOption(kUpload, easy, QVRF_OPT(CURLOPT_TIMEOUT), long{kRequestSeconds.count()}));
+    }
+
+    s32 decryptToken() noexcept { return token_.decrypt(kUpload, kTransferTexts, session_); }
+
+    /** Without a type of the body: libcurl has the form's. */
+    s32 setHeaders() noexcept
+    {
+        return curlStatus(headers_.append(kUpload, "Accept: */*") &&
+                          appendTokenHeader(kUpload, headers_, token_, kTokenLine) &&
+                          setOption(kUpload, easy_.get(), QVRF_OPT(CURLOPT_HTTPHEADER), headers_.get()));
+    }
+
+    s32 setUrl() noexcept
+    {
+        if (!pathFits(kUpload, request_.path)) return QVRFUTIL_CURL_FAILED;
+        url_ = requestUrl(session_.IPAddress, session_.Port, request_.path);
+        if (!url_) {
+            __SysDbgPrint3("[QVRFUTIL] %s: SMAllocMem for pUrl failed.\n", kUpload);
+            return QVRFUTIL_OUT_OF_MEMORY;
+        }
+        if (!leadToBmc(kUpload, easy_.get(), session_.IPAddress)) return QVRFUTIL_CURL_FAILED;
+        setOption(kUpload, easy_.get(), QVRF_OPT(CURLOPT_URL), url_.get());
+        return OXA_SUCCESS;
+    }
+
+    s32 fillForm() noexcept
+    {
+        if (!addMetadata(form_.get(), request_.metadata) || !addFile(form_.get(), request_.file)) {
+            __SysDbgPrint3("[QVRFUTIL] %s: the form cannot be built; is %s a readable file?\n", kUpload, request_.file);
+            return QVRFUTIL_CURL_FAILED;
+        }
+        if (!setOption(kUpload, easy_.get(), QVRF_OPT(CURLOPT_MIMEPOST), form_.get())) return QVRFUTIL_CURL_FAILED;
+        __SysDbgPrint4("[QVRFUTIL] Curl setting all opt done.\n");
+        return OXA_SUCCESS;
+    }
+
+    s32 transfer() noexcept
+    {
+        const Collecting collecting(header_, body_);
+        return curlStatus(perform(kUpload, easy_, kRequestSeconds, "Easy Perform") == CURLE_OK);
+    }
+
+    s32 takeStatus() noexcept
+    {
+        long code = 0;
+        if (s32 st = takeHttpCode(kUpload, easy_.get(), *request_.answer.http, code); st != OXA_SUCCESS) return st;
+        return code == 401 ? renewAfter401(kUpload, kRefusals, session_) : s32{OXA_SUCCESS};
+    }
+
+    s32 handOver() noexcept
+    {
+        if (s32 st = checkReceived(kUpload, easy_.get(), header_, body_); st != OXA_SUCCESS) return st;
+        return handOverBody(kUpload, body_, request_.answer);
+    }
+
+    static constexpr s32 (Upload::*kSteps[])() noexcept = {
+        &Upload::takeHandle,   &Upload::takeForm,   &Upload::takeSession, &Upload::setOptions,
+        &Upload::decryptToken, &Upload::setHeaders, &Upload::setUrl,      &Upload::fillForm,
+        &Upload::transfer,     &Upload::takeStatus, &Upload::handOver,
+    };
+
+    const UploadRequest& request_;
+    QVRFUTILSession      session_;
+    // Given back from the last to the first.
+    Received         body_;
+    Received         header_{Received::Content::head};
+    EasyHandle       easy_;
+    MimeForm         form_;
+    Token            token_;
+    SmOwned<astring> url_;
+    HeaderList       headers_;
+};
+
+s32 sendUpload(const UploadRequest& request) noexcept
+{
+    if (isComplete(request)) return Upload(request).run();
+    __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kUpload);
+    return QVRFUTIL_INVALID_ARGUMENTS;
+}
+
+/** One GET without a session under way, and all that it takes. */
+class OpenGet {
+public:
+    OpenGet(const astring* path, const Answer& answer) noexcept : path_(path), answer_(answer) {}
+
+    s32 run() noexcept
+    {
+        for (const auto step : kSteps)
+            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
+        return OXA_SUCCESS;
+    }
+
+private:
+    s32 takeHandle() noexcept
+    {
+        easy_ = easyHandleForGet(keptForSession());
+        if (easy_) return OXA_SUCCESS;
+        __SysDbgPrint3("%s: curl_easy_init() failed.\n", kNoAuth);
         return QVRFUTIL_CURL_FAILED;
-    if (s32 st = setUploadHeaders(easy.get(), session, headers); st != OXA_SUCCESS) return st;
-    if (s32 st = setUploadUrl(easy.get(), session, upload.path); st != OXA_SUCCESS) return st;
-    if (s32 st = fillForm(easy.get(), form.get(), upload); st != OXA_SUCCESS) return st;
-    if (perform(kUpload, easy, "Easy Perform") != CURLE_OK) return QVRFUTIL_CURL_FAILED;
-    long code = 0;
-    if (s32 st = takeHttpCode(kUpload, easy.get(), *upload.answer.http, code); st != OXA_SUCCESS) return st;
-    if (code == 401)
-        if (s32 st = renewAfter401(kUpload, kRefusals, session); st != OXA_SUCCESS) return st;
-    return handOver(kUpload, header, body, upload.answer);
-}
+    }
 
-s32 setNoAuthOptions(CURL* easy, Received& header, Received& body, HeaderList& headers) noexcept
-{
-    const bool listed = headers.append("Accept: */*") && headers.append("Content-type: application/json");
-    return curlStatus(listed && setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
-                      receiveInto(kNoAuth, easy, header, body) &&
-                      setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_TIMEOUT), 5L) &&
-                      setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_CONNECTTIMEOUT), 5L) && verifyNothing(kNoAuth, easy) &&
-                      setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L) &&
-                      setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()));
-}
+    s32 setOptions() noexcept
+    {
+        CURL* const easy  = easy_.get();
+        const long  limit = kNoAuthSeconds.count();
+        return curlStatus(setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
+                          receiveInto(kNoAuth, easy, header_, body_) &&
+                          setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_TIMEOUT), limit) &&
+                          setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_CONNECTTIMEOUT), limit) &&
+                          verifyNothing(kNoAuth, easy) && setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_HTTPGET), 1L));
+    }
 
-/** The endpoint comes straight from the record: nobody needs a session for these resources. */
-s32 setNoAuthUrl(CURL* easy, const astring* path) noexcept
-{
-    __SysDbgPrint4("[QVRFUTIL]%s IPAddress = %s\n", kNoAuth, g_RedfishSession.IPAddress);
-    __SysDbgPrint4("[QVRFUTIL]%s port = %s\n", kNoAuth, g_RedfishSession.Port);
-    __SysDbgPrint4("[QVRFUTIL]%s pUrl = %s\n", kNoAuth, path);
-    const SmOwned<astring> url = requestUrl(g_RedfishSession.IPAddress, g_RedfishSession.Port, path);
-    if (!url) {
-        __SysDbgPrint3("%s: Malloc for pGETUrl failed.\n", kNoAuth);
+    s32 setHeaders() noexcept
+    {
+        return curlStatus(headers_.append(kNoAuth, "Accept: */*") &&
+                          headers_.append(kNoAuth, "Content-type: application/json") &&
+                          setOption(kNoAuth, easy_.get(), QVRF_OPT(CURLOPT_HTTPHEADER), headers_.get()));
+    }
+
+    /** The endpoint comes straight from the record: nobody needs a session for these resources. */
+    s32 setUrl() noexcept
+    {
+        const QVRFUTILSession& record = g_RedfishSession;
+        __SysDbgPrint4("[QVRFUTIL]%s IPAddress = %s\n", kNoAuth, record.IPAddress);
+        __SysDbgPrint4("[QVRFUTIL]%s port = %s\n", kNoAuth, record.Port);
+        __SysDbgPrint4("[QVRFUTIL]%s pUrl = %s\n", kNoAuth, path_);
+        if (!pathFits(kNoAuth, path_)) return QVRFUTIL_FAILURE;
+        url_ = requestUrl(record.IPAddress, record.Port, path_);
+        if (!url_) {
+            __SysDbgPrint3("%s: Malloc for pGETUrl failed.\n", kNoAuth);
+            return QVRFUTIL_FAILURE;
+        }
+        if (!leadToBmc(kNoAuth, easy_.get(), record.IPAddress)) return QVRFUTIL_CURL_FAILED;
+        setOption(kNoAuth, easy_.get(), QVRF_OPT(CURLOPT_URL), url_.get());
+        __SysDbgPrint4("%s: pGETUrl = %s.\n", kNoAuth, url_.get());
+        return OXA_SUCCESS;
+    }
+
+    s32 transfer() noexcept
+    {
+        const Collecting collecting(header_, body_);
+        const CURLcode   rc = performQuietly(easy_, kNoAuthSeconds);
+        if (rc == CURLE_OK) return OXA_SUCCESS;
+        __SysDbgPrint3("[QVRFUTIL]%s: The curl API set curl_easy_perform failed with %d.\n", kNoAuth, rc);
+        __SysDbgPrint3("[QVRFUTIL]%s: curl_easy_perform Failed with IPv = %s,  port = %s\n", kNoAuth,
+                       g_RedfishSession.IPAddress, g_RedfishSession.Port);
         return QVRFUTIL_FAILURE;
     }
-    scopeLinkLocal(kNoAuth, easy, g_RedfishSession.IPAddress);
-    setOption(kNoAuth, easy, QVRF_OPT(CURLOPT_URL), url.get());
-    __SysDbgPrint4("%s: pGETUrl = %s.\n", kNoAuth, url.get());
-    return OXA_SUCCESS;
-}
 
-s32 performNoAuth(const EasyHandle& easy) noexcept
-{
-    const CURLcode rc = performQuietly(easy);
-    if (rc == CURLE_OK) return OXA_SUCCESS;
-    __SysDbgPrint3("[QVRFUTIL]%s: The curl API set curl_easy_perform failed with %d.\n", kNoAuth, rc);
-    __SysDbgPrint3("[QVRFUTIL]%s: curl_easy_perform Failed with IPv = %s,  port = %s\n", kNoAuth,
-                   g_RedfishSession.IPAddress, g_RedfishSession.Port);
-    return QVRFUTIL_FAILURE;
-}
+    s32 handOver() noexcept
+    {
+        long code = 0;
+        if (s32 st = takeHttpCode(kNoAuth, easy_.get(), *answer_.http, code); st != OXA_SUCCESS) return st;
+        if (s32 st = checkReceived(kNoAuth, easy_.get(), header_, body_); st != OXA_SUCCESS) return st;
+        return handOverBody(kNoAuth, body_, answer_);
+    }
+
+    static constexpr s32 (OpenGet::*kSteps[])() noexcept = {
+        &OpenGet::takeHandle, &OpenGet::setOptions, &OpenGet::setHeaders,
+        &OpenGet::setUrl,     &OpenGet::transfer,   &OpenGet::handOver,
+    };
+
+    const astring* path_;
+    const Answer&  answer_;
+    // Given back from the last to the first.
+    EasyHandle       easy_;
+    HeaderList       headers_;
+    Received         body_;
+    Received         header_{Received::Content::head};
+    SmOwned<astring> url_;
+};
 
 s32 getWithoutSession(const astring* path, const Answer& answer) noexcept
 {
@@ -184,23 +285,9 @@ s32 getWithoutSession(const astring* path, const Answer& answer) noexcept
         missing = "pRFResponseOUTLen";
     else if (answer.http == nullptr)
         missing = "pHttpRetCode";
-    if (missing != nullptr) {
-        __SysDbgPrint3("%s: %s is NULL.\n", kNoAuth, missing);
-        return QVRFUTIL_INVALID_ARGUMENTS;
-    }
-    const EasyHandle easy = easyHandleForGet(kNoAuth, keptForSession());
-    if (!easy) {
-        __SysDbgPrint3("%s: curl_easy_init() failed.\n", kNoAuth);
-        return QVRFUTIL_CURL_FAILED;
-    }
-    Received   header(Received::Content::head), body;
-    HeaderList headers;
-    if (s32 st = setNoAuthOptions(easy.get(), header, body, headers); st != OXA_SUCCESS) return st;
-    if (s32 st = setNoAuthUrl(easy.get(), path); st != OXA_SUCCESS) return st;
-    if (s32 st = performNoAuth(easy); st != OXA_SUCCESS) return st;
-    long code = 0;
-    if (s32 st = takeHttpCode(kNoAuth, easy.get(), *answer.http, code); st != OXA_SUCCESS) return st;
-    return handOver(kNoAuth, header, body, answer);
+    if (missing == nullptr) return OpenGet(path, answer).run();
+    __SysDbgPrint3("%s: %s is NULL.\n", kNoAuth, missing);
+    return QVRFUTIL_INVALID_ARGUMENTS;
 }
 
 }  // namespace

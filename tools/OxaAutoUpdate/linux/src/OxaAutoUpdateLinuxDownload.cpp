@@ -136,29 +136,33 @@ void keepReason(CURL* easy, CURLcode rc, const astring* url) noexcept
         setReason("%s: %s", lastName(url), curl_easy_strerror(rc));
 }
 
+s32 checkWhole(CURL* easy, const astring* url, std::FILE* file) noexcept
+{
+    if (!endedInHead(easy, file)) return 0;
+    setReason("%s: the BMC's answer ended among its header lines", lastName(url));
+    __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: the answer ended among its header lines.\n");
+    return OXA_UPDATE_FAILED;
+}
+
 s32 transfer(const astring* url, const astring* path, File& file) noexcept
 {
-    HeadWatch         watch;
     const GlobalState global;
     if (global.status() != CURLE_OK) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl_global_init failed with err %d.\n", global.status());
         return OXA_UPDATE_FAILED;
     }
-    const EasyHandle easy = newEasyHandle("DownloadFileFromTorvo");
+    const EasyHandle easy(curl_easy_init());  // on that state alone: others take their own
     if (!easy) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl init failed.\n");
         return OXA_UPDATE_FAILED;
     }
-    if (!prepare(easy.get(), url) || !open(file, path) ||
-        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url) ||
-        !watchHead(easy.get(), watch))
+    if (!leadToBmc("DownloadFileFromTorvo", easy.get(), nullptr) || !prepare(easy.get(), url) || !open(file, path) ||
+        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url))
         return OXA_UPDATE_FAILED;
 
-    CURLcode rc = performQuietly(easy.get());
-    // For libcurl an answer that ends among its header lines is a whole one, without a body.
-    if (rc == CURLE_OK && !watch.whole()) rc = CURLE_WEIRD_SERVER_REPLY;
+    const CURLcode rc = performQuietly(easy.get());
     if (g_listener.call != nullptr) g_listener.call(nullptr, 0, 0, g_listener.context);
-    if (rc == CURLE_OK) return 0;
+    if (rc == CURLE_OK) return checkWhole(easy.get(), url, file.get());
     keepReason(easy.get(), rc, url);
     if (rc == CURLE_SSL_CONNECT_ERROR) {
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: TLS version mismatch between OS and Torvo.\n");

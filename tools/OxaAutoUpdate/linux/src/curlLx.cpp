@@ -1,9 +1,9 @@
 /** @file curlLx.cpp  The one door to libcurl. */
 #include "curlLx.h"
 
-#include <fcntl.h>
-
 #include <cstdlib>
+
+#pragma weak curl_easy_header  // libcurl 7.83 and newer
 
 namespace qvrf {
 namespace {
@@ -27,29 +27,15 @@ bool proxyIsSet() noexcept
     return false;
 }
 
-extern "C" int closeOnExec(void*, curl_socket_t socket, curlsocktype)
+/** Nothing is verified here, so nobody misses what is not set. */
+void leaveBundleAlone(const char* op, CURL* easy) noexcept
 {
-    fcntl(socket, F_SETFD, FD_CLOEXEC);
-    return CURL_SOCKOPT_OK;
+    constexpr const char* kNone = nullptr;
+    setOption(op, easy, QVRF_OPT(CURLOPT_CAINFO), kNone);
+    setOption(op, easy, QVRF_OPT(CURLOPT_CAPATH), kNone);
 }
 
-/**
- * What the machine asks for on top of what the exchange does. The connection is the process's alone: agents start
- * programs while a request is under way.
- */
-EasyHandle prepared(const char* op, EasyHandle easy) noexcept
-{
-    if (!easy || setQuietly(easy.get(), CURLOPT_SOCKOPTFUNCTION, &closeOnExec) != CURLE_OK) return nullptr;
-    if (proxyIsSet() && !setOption(op, easy.get(), QVRF_OPT(CURLOPT_NOPROXY), "*")) return nullptr;
-    if (parsesBundleInVain()) {
-        constexpr const char* kNone = nullptr;
-        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAINFO), kNone);
-        setOption(op, easy.get(), QVRF_OPT(CURLOPT_CAPATH), kNone);
-    }
-    return easy;
-}
-
-/** Whether what was kept can be what kept the answer from coming: a connection used again, or a TLS session. */
+/** Whether the transfer may have failed because of what was kept: a connection used again, or a TLS session. */
 bool keepingFailed(CURL* easy, CURLcode rc) noexcept
 {
     if (rc == CURLE_SSL_CONNECT_ERROR) return true;
@@ -57,6 +43,32 @@ bool keepingFailed(CURL* easy, CURLcode rc) noexcept
     return rc != CURLE_OK && rc != CURLE_OPERATION_TIMEDOUT &&
            curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections) == CURLE_OK && connections == 0 &&
            curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &head) == CURLE_OK && head == 0;
+}
+
+/** Starts from nothing that was kept, within @p left milliseconds. */
+bool setFreshStart(CURL* easy, long left) noexcept
+{
+    return setQuietly(easy, CURLOPT_FRESH_CONNECT, 1L) == CURLE_OK &&
+           setQuietly(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L) == CURLE_OK &&
+           setQuietly(easy, CURLOPT_TIMEOUT_MS, left) == CURLE_OK;
+}
+
+bool mayHaveBody(long status) noexcept
+{
+    return status != 204 && status != 304;
+}
+
+/** False where libcurl is too old to tell. */
+bool isChunked(CURL* easy) noexcept
+{
+#if LIBCURL_VERSION_NUM >= 0x075300
+    curl_header* header = nullptr;
+    return curl_easy_header != nullptr &&
+           curl_easy_header(easy, "Transfer-Encoding", 0, CURLH_HEADER, -1, &header) == CURLHE_OK;
+#else
+    static_cast<void>(easy);
+    return false;
+#endif
 }
 
 }  // namespace
@@ -68,17 +80,17 @@ void EasyHandleEnd::operator()(CURL* easy) const noexcept
     curl_easy_cleanup(easy);
 }
 
-HeaderList::~HeaderList()
+void HeaderList::clear() noexcept
 {
     for (curl_slist* line = list_; line != nullptr; line = line->next) wipe(line->data, std::strlen(line->data));
-    curl_slist_free_all(list_);
+    curl_slist_free_all(std::exchange(list_, nullptr));
 }
 
-bool HeaderList::append(const char* line) noexcept
+bool HeaderList::append(const char* op, const char* line) noexcept
 {
     curl_slist* longer = curl_slist_append(list_, line);
     if (longer == nullptr) {
-        __SysDbgPrint3("[QVRFUTIL] HeaderList: no memory for a request header.\n");
+        __SysDbgPrint3("%s: no memory for a request header.\n", op);
         return false;
     }
     list_ = longer;
@@ -91,16 +103,23 @@ bool holdGlobalState() noexcept
     return rc == CURLE_OK;
 }
 
-EasyHandle newEasyHandle(const char* op) noexcept
+EasyHandle newEasyHandle() noexcept
 {
-    return prepared(op, EasyHandle(holdGlobalState() ? curl_easy_init() : nullptr));
+    return EasyHandle(holdGlobalState() ? curl_easy_init() : nullptr);
 }
 
-EasyHandle easyHandleForGet(const char* op, const KeptFor& whom) noexcept
+EasyHandle easyHandleForGet(const KeptFor& whom) noexcept
 {
     KeptHandle* const kept = holdGlobalState() ? takeKeptHandle(whom) : nullptr;
-    if (kept == nullptr) return newEasyHandle(op);
-    return prepared(op, EasyHandle(kept->easy, EasyHandleEnd{kept}));
+    return kept != nullptr ? EasyHandle(kept->easy, EasyHandleEnd{kept}) : newEasyHandle();
+}
+
+bool leadToBmc(const char* op, CURL* easy, const char* address) noexcept
+{
+    if (proxyIsSet() && !setOption(op, easy, QVRF_OPT(CURLOPT_NOPROXY), "*")) return false;
+    if (parsesBundleInVain()) leaveBundleAlone(op, easy);
+    scopeLinkLocal(op, easy, address);
+    return true;
 }
 
 void logOption(const char* op, const char* name, CURLcode rc) noexcept
@@ -116,10 +135,20 @@ CURLcode responseCode(CURL* easy, long& code) noexcept
     return curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &code);
 }
 
-bool watchHead(CURL* easy, HeadWatch& watch) noexcept
+bool endedInHead(CURL* easy) noexcept
 {
-    return setQuietly(easy, CURLOPT_HEADERFUNCTION, &HeadWatch::line) == CURLE_OK &&
-           setQuietly(easy, CURLOPT_HEADERDATA, &watch) == CURLE_OK;
+    curl_off_t length = 0;
+    long       status = 0;
+    return curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) == CURLE_OK && length == -1 &&
+           responseCode(easy, status) == CURLE_OK && mayHaveBody(status) && !isChunked(easy);
+}
+
+bool endedInHead(CURL* easy, std::FILE* body) noexcept
+{
+    curl_off_t received = 0;
+    return std::ftell(body) <= 0 &&  // -1: a pipe
+           curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &received) == CURLE_OK && received == 0 &&
+           endedInHead(easy);
 }
 
 CURLcode performQuietly(CURL* easy) noexcept
@@ -128,20 +157,20 @@ CURLcode performQuietly(CURL* easy) noexcept
     return curl_easy_perform(easy);
 }
 
-CURLcode performQuietly(const EasyHandle& easy) noexcept
+CURLcode performQuietly(const EasyHandle& easy, std::chrono::seconds limit) noexcept
 {
+    using Clock                  = std::chrono::steady_clock;
+    const auto              end  = Clock::now() + limit;
     const KeptHandle* const kept = easy.get_deleter().kept;
     const CURLcode          rc   = performQuietly(easy.get());
     if (kept == nullptr || !kept->used || !keepingFailed(easy.get(), rc)) return rc;
-    if (setQuietly(easy.get(), CURLOPT_FRESH_CONNECT, 1L) != CURLE_OK ||
-        setQuietly(easy.get(), CURLOPT_SSL_SESSIONID_CACHE, 0L) != CURLE_OK)
-        return rc;
-    return performQuietly(easy.get());
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    return left > 0 && setFreshStart(easy.get(), left) ? performQuietly(easy.get()) : rc;
 }
 
-CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept
+CURLcode perform(const char* op, const EasyHandle& easy, std::chrono::seconds limit, const char* name) noexcept
 {
-    const CURLcode rc = performQuietly(easy);
+    const CURLcode rc = performQuietly(easy, limit);
     logOption(op, name, rc);
     return rc;
 }

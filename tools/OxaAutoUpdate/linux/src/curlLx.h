@@ -4,6 +4,8 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <type_traits>
@@ -28,10 +30,11 @@ class HeaderList {
 public:
     HeaderList() = default;
     HeaderList(HeaderList&& other) noexcept : list_(std::exchange(other.list_, nullptr)) {}
-    ~HeaderList();
+    ~HeaderList() { clear(); }
 
-    /** Appends a copy of @p line. @return false when memory is out, with the list as it was */
-    bool        append(const char* line) noexcept;
+    /** Appends a copy of @p line. @return false when memory is out: logged, with the list as it was */
+    bool        append(const char* op, const char* line) noexcept;
+    void        clear() noexcept;
     curl_slist* get() const noexcept { return list_; }
     /** Hands the list to somebody who keeps it for as long as a transfer lives. */
     curl_slist* release() noexcept { return std::exchange(list_, nullptr); }
@@ -49,12 +52,12 @@ bool holdGlobalState() noexcept;
 /**
  * A new easy handle; empty on failure, which the caller logs in its own words. Before the process's first handle it
  * takes a reference to libcurl's global state that is never given back: an init/cleanup pair elsewhere in the process
- * cannot pull that state from under a running transfer. No program that the process starts inherits its connection.
+ * cannot pull that state from under a running transfer.
  */
-EasyHandle newEasyHandle(const char* op) noexcept;
+EasyHandle newEasyHandle() noexcept;
 
 /** A handle for a GET: where the process keeps connections, one that may bring its connection along. */
-EasyHandle easyHandleForGet(const char* op, const KeptFor& whom) noexcept;
+EasyHandle easyHandleForGet(const KeptFor& whom) noexcept;
 
 void logOption(const char* op, const char* name, CURLcode rc) noexcept;
 
@@ -79,10 +82,12 @@ bool setOption(const char* op, CURL* easy, CURLoption option, const char* name, 
 }
 
 /**
- * Lets @p watch see the header lines of a transfer that stores them nowhere: libcurl itself bounds neither their number
- * nor that of the trailers, and tells an answer that ends among them for a complete one.
+ * Sets what the machine asks for on top of what the exchange does, which on most machines is nothing: no proxy of the
+ * environment, no CA bundle with a libcurl that would parse it in vain, and the USB NIC for a link-local address.
+ * @param address  may be NULL: not link-local
+ * @return false when the request could go elsewhere; logged
  */
-bool watchHead(CURL* easy, HeadWatch& watch) noexcept;
+bool leadToBmc(const char* op, CURL* easy, const char* address) noexcept;
 
 /** Whether @p address, with or without brackets, is link-local IPv6 without a zone: it leads nowhere by itself. */
 bool needsScope(const char* address) noexcept;
@@ -93,17 +98,26 @@ void scopeLinkLocal(const char* op, CURL* easy, const char* address) noexcept;
 /** A response's HTTP status. @return libcurl's word */
 CURLcode responseCode(CURL* easy, long& code) noexcept;
 
+/**
+ * Whether an answer without a body ended among its header lines, which libcurl takes for a whole one: by all that it
+ * tells afterwards, a body was to follow.
+ */
+bool endedInHead(CURL* easy) noexcept;
+/** The same for an answer whose body went into a file. */
+bool endedInHead(CURL* easy, std::FILE* body) noexcept;
+
 /** Runs the transfer. */
 CURLcode performQuietly(CURL* easy) noexcept;
 
 /**
  * The same for a GET, which is sent once more on a connection of its own when the kept one brought no answer at all:
  * the BMC may have restarted in between.
+ * @param limit  what CURLOPT_TIMEOUT says; both attempts share it
  */
-CURLcode performQuietly(const EasyHandle& easy) noexcept;
+CURLcode performQuietly(const EasyHandle& easy, std::chrono::seconds limit) noexcept;
 
 /** Runs the transfer and logs its outcome under @p name. */
-CURLcode perform(const char* op, const EasyHandle& easy, const char* name) noexcept;
+CURLcode perform(const char* op, const EasyHandle& easy, std::chrono::seconds limit, const char* name) noexcept;
 
 }  // namespace qvrf
 

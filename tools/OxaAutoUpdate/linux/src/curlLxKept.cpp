@@ -29,7 +29,10 @@ bool leadsTo(const KeptFor& one, const KeptFor& other) noexcept
            std::strncmp(one.port, other.port, sizeof one.port) == 0;
 }
 
-/** Puts nothing in the connection's place: what libcurl says as goodbye goes there instead of to the parent's BMC. */
+/**
+ * Lets the socket of a parent's connection lead to /dev/null in this process: libcurl ends a TLS connection with a
+ * message, and the parent still speaks on it.
+ */
 void muteInChild(const KeptHandle& handle) noexcept
 {
     if (handle.owner == getpid() || handle.socket == CURL_SOCKET_BAD) return;
@@ -61,11 +64,12 @@ KeptHandle* idleHandleFor(const KeptFor& whom) noexcept
     return nullptr;
 }
 
-/** Notes the connection that is kept. */
+/** Notes the connection that is kept, and keeps it from the programs that the process starts. */
 void noteSocket(KeptHandle& handle) noexcept
 {
     if (curl_easy_getinfo(handle.easy, CURLINFO_ACTIVESOCKET, &handle.socket) != CURLE_OK)
         handle.socket = CURL_SOCKET_BAD;
+    if (handle.socket != CURL_SOCKET_BAD) fcntl(handle.socket, F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace

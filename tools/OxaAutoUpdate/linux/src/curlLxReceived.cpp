@@ -12,7 +12,7 @@ namespace {
 /** As much of a body that nobody reads as its trace lines may count: more than any session resource has. */
 constexpr std::size_t kMostUnread = std::size_t{64} * 1024;
 
-thread_local Received* t_newest = nullptr;
+thread_local const Collecting* t_collecting = nullptr;
 
 /** Whether a head is whole after one more line: a status line begins the next one (100 Continue), trailers do not. */
 bool wholeAfter(std::string_view line, bool wholeBefore) noexcept
@@ -37,11 +37,13 @@ void* grownAndWiped(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& from, std::size_t 
     return larger;
 }
 
-bool appendWithin(std::size_t bound, void* (*grow)(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED&, std::size_t) noexcept,
-                  QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept
+using Grow = void* (*)(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED&, std::size_t) noexcept;
+
+bool appendWithin(const char* op, std::size_t bound, Grow grow, QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to,
+                  const void* bytes, std::size_t n) noexcept
 {
     if (to.responseSize > bound || n > bound - to.responseSize) {
-        __SysDbgPrint3("The BMC's answer is longer than %zu bytes.\n", bound);
+        __SysDbgPrint3("%s: the BMC's answer is longer than %zu bytes.\n", op, bound);
         return false;
     }
     void* const larger = grow(to, to.responseSize + n + 1);
@@ -54,36 +56,30 @@ bool appendWithin(std::size_t bound, void* (*grow)(const QVRFUTIL_REDFISH_RESPON
 
 }  // namespace
 
-Received::Received(Content content) noexcept
-    : QVRFUTIL_REDFISH_RESPONSE_RECEIVED{nullptr, 0}, content_(content), older_(std::exchange(t_newest, this))
-{
-}
-
 Received::~Received()
 {
     if (content_ == Content::secretHead && pResponse != nullptr) wipe(pResponse, responseSize);
     std::free(pResponse);
-    Received** link = &t_newest;
-    while (*link != this) link = &(*link)->older_;
-    *link = older_;
 }
 
-Received* Received::behind(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& record) noexcept
-{
-    Received* received = t_newest;
-    while (received != nullptr && received != &record) received = received->older_;
-    return received;
-}
-
-bool Received::append(const void* bytes, std::size_t n) noexcept
+bool Received::append(const char* op, const void* bytes, std::size_t n) noexcept
 {
     switch (content_) {
-        case Content::head: return appendWithin(kMostHead, grown, *this, bytes, n);
-        case Content::secretHead: return appendWithin(kMostHead, grownAndWiped, *this, bytes, n);
-        case Content::unread: n = std::min(n, kMostUnread - responseSize); break;
+        case Content::head: return appendWithin(op, kMostHead, grown, *this, bytes, n);
+        case Content::secretHead: return appendWithin(op, kMostHead, grownAndWiped, *this, bytes, n);
+        case Content::unread: return appendUnread(op, bytes, n);
         case Content::body: break;
     }
-    return appendWithin(kMostBody, grown, *this, bytes, n);
+    return appendWithin(op, kMostBody, grown, *this, bytes, n);
+}
+
+/** Its size goes on counting what came when nothing more is kept: the log tells it. */
+bool Received::appendUnread(const char* op, const void* bytes, std::size_t n) noexcept
+{
+    const std::size_t kept = std::min(n, kMostUnread - std::min(responseSize, kMostUnread));
+    if (kept != 0 && !appendWithin(op, kMostUnread, grown, *this, bytes, kept)) return false;
+    responseSize += n - kept;
+    return true;
 }
 
 OwnedReceived newReceived(Received::Content content) noexcept
@@ -92,10 +88,27 @@ OwnedReceived newReceived(Received::Content content) noexcept
     return OwnedReceived(memory != nullptr ? new (memory) Received(content) : nullptr);
 }
 
-bool append(QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept
+Collecting::Collecting(Received& head, Received& body) noexcept
+    : head_(head), body_(body), outer_(std::exchange(t_collecting, this))
 {
-    if (Received* const ours = Received::behind(to)) return ours->append(bytes, n);
-    return appendWithin(kMostBody, grown, to, bytes, n);
+}
+
+Collecting::~Collecting()
+{
+    t_collecting = outer_;
+}
+
+Received* Collecting::behind(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& record) noexcept
+{
+    if (t_collecting == nullptr) return nullptr;
+    if (&record == &t_collecting->head_) return &t_collecting->head_;
+    return &record == &t_collecting->body_ ? &t_collecting->body_ : nullptr;
+}
+
+bool append(const char* op, QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept
+{
+    if (Received* const ours = Collecting::behind(to)) return ours->append(op, bytes, n);
+    return appendWithin(op, kMostBody, grown, to, bytes, n);
 }
 
 bool headIsWhole(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& head) noexcept
@@ -108,19 +121,6 @@ bool headIsWhole(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& head) noexcept
         rest.remove_prefix(line.size());
     }
     return whole;
-}
-
-std::size_t HeadWatch::line(char* bytes, std::size_t size, std::size_t count, void* watch) noexcept
-{
-    auto&                  self = *static_cast<HeadWatch*>(watch);
-    const std::string_view text(bytes, size * count);
-    if (text.size() > kMostHead - self.size_) {
-        __SysDbgPrint3("The BMC's answer is longer than %zu bytes.\n", kMostHead);
-        return 0;
-    }
-    self.size_ += text.size();
-    self.whole_ = wholeAfter(text, self.whole_);
-    return text.size();
 }
 
 }  // namespace qvrf

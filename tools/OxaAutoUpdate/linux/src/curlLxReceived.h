@@ -16,30 +16,47 @@ constexpr std::size_t kMostHead = std::size_t{1024} * 1024;
 /** One less than what a reported length, which counts a NUL, can say. */
 constexpr std::size_t kMostBody = UINT32_MAX - 1;
 
-/**
- * A response accumulator that frees its bytes. The bound of each belongs to the thread that made it: the callbacks get
- * the plain record, which others may also hand them, and look here for what is known of it.
- */
+/** A response accumulator that frees its bytes, and what it may hold. */
 class Received : public QVRFUTIL_REDFISH_RESPONSE_RECEIVED {
 public:
     enum class Content {
         body,
         head,
         secretHead,  ///< wiped, wherever it stood while it grew
-        unread       ///< a body of which nobody reads more than that there is one: its rest is dropped
+        unread       ///< a body of which nobody reads more than that there is one: its rest is counted, not kept
     };
-    explicit Received(Content content = Content::body) noexcept;
+    explicit Received(Content content = Content::body) noexcept
+        : QVRFUTIL_REDFISH_RESPONSE_RECEIVED{nullptr, 0}, content_(content)
+    {
+    }
     Received(Received&&) = delete;
     ~Received();
     bool empty() const noexcept { return pResponse == nullptr || responseSize == 0; }
-
-    /** This thread's accumulator behind a plain record, or nullptr. */
-    static Received* behind(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& record) noexcept;
-    bool             append(const void* bytes, std::size_t n) noexcept;
+    bool append(const char* op, const void* bytes, std::size_t n) noexcept;
 
 private:
-    Content   content_;
-    Received* older_;
+    bool appendUnread(const char* op, const void* bytes, std::size_t n) noexcept;
+
+    Content content_;
+};
+
+/**
+ * Around a transfer that collects its answer in memory. The write callbacks are exported and get the plain record,
+ * which may be somebody else's: here they learn whether it is the head or the body of this thread's transfer.
+ */
+class Collecting {
+public:
+    Collecting(Received& head, Received& body) noexcept;
+    ~Collecting();
+    Collecting(Collecting&&) = delete;
+
+    /** The accumulator of this thread's transfer that @p record is, or nullptr. */
+    static Received* behind(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& record) noexcept;
+
+private:
+    Received&         head_;
+    Received&         body_;
+    const Collecting* outer_;
 };
 
 /** An accumulator in memory of the platform, for operations whose log knows that allocation. */
@@ -53,23 +70,14 @@ struct ReceivedGivenBack {
 using OwnedReceived = std::unique_ptr<Received, ReceivedGivenBack>;
 OwnedReceived newReceived(Received::Content content) noexcept;
 
-/** Appends @p n bytes, growing by just that much (and the spare byte). @return false out of memory or over the bound */
-bool append(QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept;
+/**
+ * Appends @p n bytes, growing by just that much (and the spare byte).
+ * @return false out of memory, or over the bound, which is logged
+ */
+bool append(const char* op, QVRFUTIL_REDFISH_RESPONSE_RECEIVED& to, const void* bytes, std::size_t n) noexcept;
 
 /** Whether the blank line came that ends the final answer's header lines. */
 bool headIsWhole(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& head) noexcept;
-
-/** The same for an answer whose header lines nobody collects, line by line as they come in. */
-class HeadWatch {
-public:
-    /** libcurl's header function; its data is the watch. @return 0 over the bound: libcurl ends the transfer */
-    static std::size_t line(char* bytes, std::size_t size, std::size_t count, void* watch) noexcept;
-    bool               whole() const noexcept { return whole_; }
-
-private:
-    std::size_t size_  = 0;
-    bool        whole_ = false;
-};
 
 }  // namespace qvrf
 

@@ -1,24 +1,41 @@
 /** @file curlLxScope.cpp  The way to link-local addresses, which every interface of the host has neighbours at. */
 #include <arpa/inet.h>
+#include <dirent.h>
 #include <net/if.h>
 #include <netinet/in.h>
 
+#include <cstdio>
+#include <cstring>
 #include <string_view>
 
-#include "OxaAutoUpdateLinux.h"
 #include "curlLx.h"
 #include "qvisocppsecurecompat.h"
 
 namespace qvrf {
 namespace {
 
-constexpr std::size_t kNameSize = 64;  // what GetUSBNICInterfaceName fills
+constexpr char kInterfaces[]   = "/sys/class/net";
+constexpr char kUsbNicsWords[] = "7a3e/c051";  // vendor and product, as the kernel writes them
+
+/** Whether the device behind an interface is the USB NIC. No shell looks it up here: this is asked at every request. */
+bool isUsbNic(const char* name) noexcept
+{
+    char path[sizeof kInterfaces + NAME_MAX + sizeof "//device/uevent"] = {};
+    sprintf_s(path, sizeof path, "%s/%s/device/uevent", kInterfaces, name);
+    const File words(std::fopen(path, "re"));
+    char       line[256];
+    while (words && std::fgets(line, sizeof line, words.get()) != nullptr)
+        if (std::strstr(line, kUsbNicsWords) != nullptr) return true;
+    return false;
+}
 
 /** 0: there is no USB NIC. */
 unsigned usbNicIndex() noexcept
 {
-    astring name[kNameSize] = {};
-    return GetUSBNICInterfaceName(name) == 0 ? if_nametoindex(name) : 0;
+    const Directory interfaces(::opendir(kInterfaces));
+    while (const dirent* const entry = interfaces ? ::readdir(interfaces.get()) : nullptr)
+        if (entry->d_name[0] != '.' && isUsbNic(entry->d_name)) return if_nametoindex(entry->d_name);
+    return 0;
 }
 
 }  // namespace
@@ -36,7 +53,7 @@ bool needsScope(const char* address) noexcept
 
 void scopeLinkLocal(const char* op, CURL* easy, const char* address) noexcept
 {
-    if (!needsScope(address)) return;
+    if (address == nullptr || !needsScope(address)) return;
     if (const unsigned index = usbNicIndex(); index != 0)
         setOption(op, easy, QVRF_OPT(CURLOPT_ADDRESS_SCOPE), static_cast<long>(index));
 }

@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "curlLx.h"
 #include "oxarfutilHelper.h"
 #include "qvisocppsecurecompat.h"
 #include "qvserver.h"
 #include "qvstatus.h"
-#include "shield.h"
-#include "trace.h"
 
 namespace {
 
@@ -27,19 +26,11 @@ constexpr std::size_t kMaxPath        = 36;
 constexpr std::size_t kMaxLoginToken  = 500;
 constexpr std::size_t kDeleteUrlBound = 255;
 
+constexpr std::chrono::seconds kSeconds{100};
+
 const astring* collectionPath() noexcept
 {
     return giSServerNewGenAndAbove ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions";
-}
-
-/** Runs @p body between the entry line and the exit line with its status. */
-template <class Body>
-s32 traced(const char* op, Body&& body) noexcept
-{
-    __SysDbgPrint4("%s: Entry.\n", op);
-    const s32 status = shielded(op, s32{QVRFUTIL_OUT_OF_MEMORY}, std::forward<Body>(body));
-    __SysDbgPrint4("%s: Exit with status: %d.\n", op, status);
-    return status;
 }
 
 const astring* shown(const astring* text) noexcept
@@ -83,21 +74,21 @@ SmOwned<astring> createUrl(const astring* address, const astring* port, astring 
 }
 
 /** The login token as the first header line; the scheme's lower case is what the BMC's firmware was tested with. */
-s32 appendBearer(HeaderList& headers, const astring* loginToken) noexcept
+s32 appendBearer(HeaderList& headers, const astring* loginToken, std::optional<SecretBuffer>& line) noexcept
 {
-    SecretBuffer line(std::strlen("Authorization: Bearer ") + strnlen(loginToken, kMaxLoginToken) + 1);
-    if (!line) {
+    line.emplace(std::strlen("Authorization: Bearer ") + strnlen(loginToken, kMaxLoginToken) + 1);
+    if (!*line) {
         __SysDbgPrint3("OSCreateRedfishSession: malloc failed for pAuthHeader.\n");
         return QVRFUTIL_OUT_OF_MEMORY;
     }
-    if (sprintf_s(line.get(), line.size(), "Authorization: bearer %s", loginToken) < 0) {
+    if (sprintf_s(line->get(), line->size(), "Authorization: bearer %s", loginToken) < 0) {
         __SysDbgPrint3("OSCreateRedfishSession: the login token is longer than %zu characters.\n", kMaxLoginToken);
         return QVRFUTIL_FAILURE;
     }
-    return headers.append(line.get()) ? s32{OXA_SUCCESS} : s32{QVRFUTIL_OUT_OF_MEMORY};
+    return headers.append(kCreate, line->get()) ? s32{OXA_SUCCESS} : s32{QVRFUTIL_OUT_OF_MEMORY};
 }
 
-/** Where an answer of the session service goes. */
+/** Where an answer of the session service goes; given back from the last to the first. */
 struct Reply {
     OwnedReceived header;
     OwnedReceived body;
@@ -128,7 +119,7 @@ bool setTransferOptions(const char* op, CURL* easy, const Reply& reply) noexcept
     QVRFUTIL_REDFISH_RESPONSE_RECEIVED* const bodyData   = reply.body.get();
     return setOption(op, easy, QVRF_OPT(CURLOPT_HEADERDATA), headerData) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_WRITEDATA), bodyData) &&
-           setOption(op, easy, QVRF_OPT(CURLOPT_TIMEOUT), 100L) &&
+           setOption(op, easy, QVRF_OPT(CURLOPT_TIMEOUT), long{kSeconds.count()}) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_SSL_VERIFYPEER), 0L) &&
            setOption(op, easy, QVRF_OPT(CURLOPT_SSL_VERIFYHOST), 0L);
 }
@@ -140,13 +131,12 @@ bool readResponseCode(const char* op, CURL* easy, long& code) noexcept
     return rc == CURLE_OK;
 }
 
-/** Posts the login: an empty body, said to libcurl in so many words, or it would take one from standard input. */
+/** Posts the login with an empty body: without one named, libcurl would take it from standard input. */
 bool setPost(CURL* easy, const astring* url) noexcept
 {
     return setOption(kCreate, easy, QVRF_OPT(CURLOPT_URL), url) &&
            setOption(kCreate, easy, QVRF_OPT(CURLOPT_POST), 1L) &&
-           setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDS), "") &&
-           setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDSIZE), 0L);
+           setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDS), "");
 }
 
 /** A header text that is made and not sent: a login of the BMC has no body, so it must not say what the body is. */
@@ -165,26 +155,36 @@ s32 setLoginHeaders(CURL* easy, HeaderList& headers) noexcept
 {
     // The empty ones keep libcurl from adding its own.
     for (const char* line : {"Accept: application/json", "Content-Type:", "Transfer-Encoding:"})
-        if (!headers.append(line)) return QVRFUTIL_OUT_OF_MEMORY;
+        if (!headers.append(kCreate, line)) return QVRFUTIL_OUT_OF_MEMORY;
     return setOption(kCreate, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) ? s32{OXA_SUCCESS}
                                                                                  : s32{QVRFUTIL_FAILURE};
 }
 
 /** The session service's handle (InitializeCurl in the log, whoever the caller is). */
-EasyHandle InitializeCurl(const char* op) noexcept
+EasyHandle InitializeCurl() noexcept
 {
-    EasyHandle easy = newEasyHandle(op);
+    EasyHandle easy = newEasyHandle();
     if (!easy) __SysDbgPrint3("InitializeCurl: curl_easy_init() failed.\n");
     return easy;
 }
 
-s32 judgeLogin(Received& header, const Received& body, long code, astring** token, astring** id) noexcept
+s32 checkLoginAnswer(CURL* easy, const Received& header, const Received& body) noexcept
 {
-    if (header.empty() || !headIsWhole(header)) {
+    if (header.empty()) {
         __SysDbgPrint3("OSCreateRedfishSession: No header data, bad response.\n");
         return QVRFUTIL_FAILURE;
     }
-    if (body.empty()) __SysDbgPrint4("OSCreateRedfishSession: No response data.\n");
+    if (!body.empty()) return OXA_SUCCESS;
+    if (!headIsWhole(header) && endedInHead(easy)) {
+        __SysDbgPrint3("OSCreateRedfishSession: the answer ended among its header lines.\n");
+        return QVRFUTIL_FAILURE;
+    }
+    __SysDbgPrint4("OSCreateRedfishSession: No response data.\n");
+    return OXA_SUCCESS;
+}
+
+s32 judgeLogin(Received& header, long code, astring** token, astring** id) noexcept
+{
     header.pResponse[header.responseSize - 1] = '\0';  // was the line feed of the closing blank line
     __SysDbgPrint4("OSCreateRedfishSession: Header %s.\n", header.pResponse);
     if (code != 201) {
@@ -203,114 +203,140 @@ s32 judgeLogin(Received& header, const Received& body, long code, astring** toke
     return OXA_SUCCESS;
 }
 
+/** One login under way, and all that it takes; given back from the last to the first. */
+struct LoginExchange {
+    SmOwned<astring>            url;
+    SmOwned<astring>            content;
+    std::optional<SecretBuffer> bearer;
+    Reply                       reply;
+    EasyHandle                  easy;
+    HeaderList                  headers;
+};
+
+/**
+ * A login token is the one credential that the BMC's older and newer firmware both take from the host; a user name and
+ * password are refused here rather than sent.
+ */
+s32 checkCredentials(const astring* loginToken, const astring* username, const astring* password, u8 oAuth) noexcept
+{
+    __SysDbgPrint4("OSCreateRedfishSession: userName=%s, password=%s.\n", shown(username), shown(password));
+    if (loginToken != nullptr && oAuth != 0) return OXA_SUCCESS;
+    __SysDbgPrint3("OSCreateRedfishSession: invalid values for Session creation.\n");
+    return QVRFUTIL_FAILURE;
+}
+
+s32 prepareLogin(LoginExchange& login, const astring* address, const astring* loginToken) noexcept
+{
+    CURL* const easy = login.easy.get();
+    if (s32 st = appendBearer(login.headers, loginToken, login.bearer); st != OXA_SUCCESS) return st;
+    if (!setWriteFunction(kCreate, easy)) return QVRFUTIL_FAILURE;
+    if (s32 st = allocateReply(kCreate, Received::Content::secretHead, login.reply); st != OXA_SUCCESS) return st;
+    if (!setTransferOptions(kCreate, easy, login.reply) || !leadToBmc(kCreate, easy, address) ||
+        !setPost(easy, login.url.get()))
+        return QVRFUTIL_FAILURE;
+    login.content = contentHeader();
+    return login.content ? setLoginHeaders(easy, login.headers) : s32{QVRFUTIL_OUT_OF_MEMORY};
+}
+
+bool sendLogin(LoginExchange& login, long& code) noexcept
+{
+    const Collecting collecting(*login.reply.header, *login.reply.body);
+    return perform(kCreate, login.easy, kSeconds, "Easy Perform") == CURLE_OK &&
+           readResponseCode(kCreate, login.easy.get(), code);
+}
+
+void logOutputs(astring* const* token, astring* const* id) noexcept
+{
+    if (token == nullptr || id == nullptr) {
+        __SysDbgPrint3("%s : pRFSSID or pRFSsnToken is NULL.\n", kCreate);
+        return;
+    }
+    __SysDbgPrint4("The Session ID is: %s\n", *id);
+    __SysDbgPrint4("The Token is: %s\n", *token);
+}
+
 s32 createSession(const astring* address, const astring* port, astring v4, const astring* loginToken,
-                  const astring* username, const astring* password, u8 oAuth, astring** token, astring** id)
+                  const astring* username, const astring* password, u8 oAuth, astring** token, astring** id) noexcept
 {
     __SysDbgPrint4("%s: IP address: %s\n", kCreate, shown(address));
     if (s32 st = checkCreateArguments(address, port, oAuth, loginToken, username, password); st != OXA_SUCCESS)
         return st;
-    const SmOwned<astring> url = createUrl(address, port, v4);
-    if (!url) return QVRFUTIL_OUT_OF_MEMORY;
-
-    const EasyHandle easy = InitializeCurl(kCreate);
-    if (!easy) return QVRFUTIL_FAILURE;
-    if (!setOption(kCreate, easy.get(), QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_FAILURE;
-
-    __SysDbgPrint4("OSCreateRedfishSession: userName=%s, password=%s.\n", shown(username), shown(password));
-    // A login token is the one credential that the BMC's older and newer firmware both take from the host; a user name
-    // and password are refused here rather than sent.
-    if (loginToken == nullptr || oAuth == 0) {
-        __SysDbgPrint3("OSCreateRedfishSession: invalid values for Session creation.\n");
-        return QVRFUTIL_FAILURE;
-    }
-    HeaderList headers;
-    if (s32 st = appendBearer(headers, loginToken); st != OXA_SUCCESS) return st;
-    if (!setWriteFunction(kCreate, easy.get())) return QVRFUTIL_FAILURE;
-    Reply reply;
-    if (s32 st = allocateReply(kCreate, Received::Content::secretHead, reply); st != OXA_SUCCESS) return st;
-    if (!setTransferOptions(kCreate, easy.get(), reply)) return QVRFUTIL_FAILURE;
-    scopeLinkLocal(kCreate, easy.get(), address);
-    if (!setPost(easy.get(), url.get())) return QVRFUTIL_FAILURE;
-    const SmOwned<astring> content = contentHeader();
-    if (!content) return QVRFUTIL_OUT_OF_MEMORY;
-    if (s32 st = setLoginHeaders(easy.get(), headers); st != OXA_SUCCESS) return st;
-
+    LoginExchange login;
+    login.url = createUrl(address, port, v4);
+    if (!login.url) return QVRFUTIL_OUT_OF_MEMORY;
+    login.easy = InitializeCurl();
+    if (!login.easy || !setOption(kCreate, login.easy.get(), QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_FAILURE;
+    if (s32 st = checkCredentials(loginToken, username, password, oAuth); st != OXA_SUCCESS) return st;
+    if (s32 st = prepareLogin(login, address, loginToken); st != OXA_SUCCESS) return st;
     long code = 0;
-    if (perform(kCreate, easy, "Easy Perform") != CURLE_OK || !readResponseCode(kCreate, easy.get(), code))
-        return QVRFUTIL_FAILURE;
-    if (s32 st = judgeLogin(*reply.header, *reply.body, code, token, id); st != OXA_SUCCESS) return st;
-    if (token != nullptr && id != nullptr) {
-        __SysDbgPrint4("The Session ID is: %s\n", *id);
-        __SysDbgPrint4("The Token is: %s\n", *token);
-    } else {
-        __SysDbgPrint3("%s : pRFSSID or pRFSsnToken is NULL.\n", kCreate);
-    }
+    if (!sendLogin(login, code)) return QVRFUTIL_FAILURE;
+    Received& header = *login.reply.header;
+    if (s32 st = checkLoginAnswer(login.easy.get(), header, *login.reply.body); st != OXA_SUCCESS) return st;
+    if (s32 st = judgeLogin(header, code, token, id); st != OXA_SUCCESS) return st;
+    logOutputs(token, id);
     return OXA_SUCCESS;
 }
 
-/** Older and newer firmware both take the session's URL with the address in brackets as soon as the number is 6. */
-bool deleteUrl(astring* url, const astring* address, const astring* port, u8 v4, const astring* id) noexcept
+/** One logout under way, and all that it takes; given back from the last to the first. */
+struct LogoutExchange {
+    std::optional<SecretBuffer> tokenLine;
+    SmOwned<astring>            url;
+    Reply                       reply;
+    EasyHandle                  easy;
+    HeaderList                  headers;
+};
+
+/** At most 32 characters of the token are sent. */
+s32 appendToken(LogoutExchange& logout, const astring* token) noexcept
 {
-    const char* const path = collectionPath();
-    const int length       = v4 == 6 ? sprintf_s(url, kDeleteUrlBound, "https://[%s]:%s%s/%s", address, port, path, id)
-                                     : sprintf_s(url, kDeleteUrlBound, "https://%s:%s%s/%s", address, port, path, id);
-    __SysDbgPrint4("%s URI: %s\n", kDelete, url);
-    return length > 0;
-}
-
-bool sendDelete(const EasyHandle& handle, const astring* url, const HeaderList& headers, long& code) noexcept
-{
-    CURL* const easy = handle.get();
-    return setOption(kDelete, easy, QVRF_OPT(CURLOPT_URL), url) &&
-           setOption(kDelete, easy, CURLOPT_CUSTOMREQUEST, "CURLOPT_CUSTOMREQUEST-DELETE", "DELETE") &&
-           setOption(kDelete, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) &&
-           perform(kDelete, handle, "PERFORM") == CURLE_OK && readResponseCode(kDelete, easy, code);
-}
-
-s32 deleteSession(const astring* address, const astring* port, u8 v4, const astring* token, const astring* sessionId)
-{
-    __SysDbgPrint4("IP version is: %c\n", v4);
-    if (address == nullptr || port == nullptr || token == nullptr || sessionId == nullptr) {
-        __SysDbgPrint3("OSDeleteRedfishSession: input param(s) are NULL.\n");
-        return QVRFUTIL_INVALID_PARAMETER;
-    }
-    astring id[kIdSize] = {};
-    strncpy_s(id, sizeof id, sessionId, strnlen(sessionId, sizeof id - 1));
-
-    Reply reply;
-    if (s32 st = allocateReply(kDelete, Received::Content::head, reply); st != OXA_SUCCESS) return st;
-    const EasyHandle easy = newEasyHandle(kDelete);
-    if (!easy) {
-        __SysDbgPrint3("OSDeleteRedfishSession: curl_easy_init() failed.\n");
-        return QVRFUTIL_FAILURE;
-    }
-    if (!setOption(kDelete, easy.get(), QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_FAILURE;
-
-    SecretBuffer line(std::strlen("X-AUTH-TOKEN: ") + kTokenLength + 1);
+    logout.tokenLine.emplace(std::strlen("X-AUTH-TOKEN: ") + kTokenLength + 1);
+    SecretBuffer& line = *logout.tokenLine;
     if (!line) {
         __SysDbgPrint3("OSDeleteRedfishSession: malloc failed for pAuthHeader.\n");
         return QVRFUTIL_OUT_OF_MEMORY;
     }
-    const int tokenLength = static_cast<int>(strnlen(token, kTokenLength));
-    sprintf_s(line.get(), line.size(), "X-AUTH-TOKEN: %.*s", tokenLength, token);
-    HeaderList headers;
-    if (!headers.append(line.get())) return QVRFUTIL_OUT_OF_MEMORY;
+    sprintf_s(line.get(), line.size(), "X-AUTH-TOKEN: %.*s", static_cast<int>(strnlen(token, kTokenLength)), token);
+    if (!logout.headers.append(kDelete, line.get())) return QVRFUTIL_OUT_OF_MEMORY;
     __SysDbgPrint4("pAuthHeader: %s\n", line.get());
+    return OXA_SUCCESS;
+}
 
-    if (!setWriteFunction(kDelete, easy.get()) || !setTransferOptions(kDelete, easy.get(), reply))
-        return QVRFUTIL_FAILURE;
-    const SmOwned<astring> url = smText(kDeleteUrlBound);
-    if (!url) {
+/** Older and newer firmware both take the session's URL with the address in brackets as soon as the number is 6. */
+s32 buildDeleteUrl(LogoutExchange& logout, const astring* address, const astring* port, u8 v4,
+                   const astring* sessionId) noexcept
+{
+    logout.url = smText(kDeleteUrlBound);
+    if (!logout.url) {
         __SysDbgPrint3("OSDeleteRedfishSession: malloc failed for pdelReq.\n");
         return QVRFUTIL_OUT_OF_MEMORY;
     }
-    long code = 0;
-    if (!deleteUrl(url.get(), address, port, v4, id)) return QVRFUTIL_FAILURE;
-    scopeLinkLocal(kDelete, easy.get(), address);
-    if (!sendDelete(easy, url.get(), headers, code)) return QVRFUTIL_FAILURE;
+    astring id[kIdSize] = {};
+    strncpy_s(id, sizeof id, sessionId, strnlen(sessionId, sizeof id - 1));
+    const char* const format = v4 == 6 ? "https://[%s]:%s%s/%s" : "https://%s:%s%s/%s";
+    if (sprintf_s(logout.url.get(), kDeleteUrlBound, format, address, port, collectionPath(), id) < 0) {
+        __SysDbgPrint3("%s: the session's URL is longer than %zu characters.\n", kDelete, kDeleteUrlBound - 1);
+        return QVRFUTIL_FAILURE;
+    }
+    __SysDbgPrint4("%s URI: %s\n", kDelete, logout.url.get());
+    return OXA_SUCCESS;
+}
 
-    // A reply without headers or without a body, such as 204, counts as success whatever its code: the session is
-    // gone or was never there, and callers rely on being able to forget it.
+bool sendDelete(LogoutExchange& logout, const astring* address, long& code) noexcept
+{
+    CURL* const      easy = logout.easy.get();
+    const Collecting collecting(*logout.reply.header, *logout.reply.body);
+    return leadToBmc(kDelete, easy, address) && setOption(kDelete, easy, QVRF_OPT(CURLOPT_URL), logout.url.get()) &&
+           setOption(kDelete, easy, CURLOPT_CUSTOMREQUEST, "CURLOPT_CUSTOMREQUEST-DELETE", "DELETE") &&
+           setOption(kDelete, easy, QVRF_OPT(CURLOPT_HTTPHEADER), logout.headers.get()) &&
+           perform(kDelete, logout.easy, kSeconds, "PERFORM") == CURLE_OK && readResponseCode(kDelete, easy, code);
+}
+
+/**
+ * A reply without headers or without a body, such as 204, counts as success whatever its code: the session is gone or
+ * was never there, and callers rely on being able to forget it.
+ */
+s32 judgeLogout(const Reply& reply, long code) noexcept
+{
     if (reply.header->empty()) {
         __SysDbgPrint4("OSDeleteRedfishSession: No response header.\n");
         return OXA_SUCCESS;
@@ -320,6 +346,30 @@ s32 deleteSession(const astring* address, const astring* port, u8 v4, const astr
         return OXA_SUCCESS;
     }
     return code == 200 ? s32{OXA_SUCCESS} : s32{QVRFUTIL_FAILURE};
+}
+
+s32 deleteSession(const astring* address, const astring* port, u8 v4, const astring* token,
+                  const astring* sessionId) noexcept
+{
+    __SysDbgPrint4("IP version is: %c\n", v4);
+    if (address == nullptr || port == nullptr || token == nullptr || sessionId == nullptr) {
+        __SysDbgPrint3("OSDeleteRedfishSession: input param(s) are NULL.\n");
+        return QVRFUTIL_INVALID_PARAMETER;
+    }
+    LogoutExchange logout;
+    if (s32 st = allocateReply(kDelete, Received::Content::head, logout.reply); st != OXA_SUCCESS) return st;
+    logout.easy = newEasyHandle();
+    if (!logout.easy) {
+        __SysDbgPrint3("OSDeleteRedfishSession: curl_easy_init() failed.\n");
+        return QVRFUTIL_FAILURE;
+    }
+    CURL* const easy = logout.easy.get();
+    if (!setOption(kDelete, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_FAILURE;
+    if (s32 st = appendToken(logout, token); st != OXA_SUCCESS) return st;
+    if (!setWriteFunction(kDelete, easy) || !setTransferOptions(kDelete, easy, logout.reply)) return QVRFUTIL_FAILURE;
+    if (s32 st = buildDeleteUrl(logout, address, port, v4, sessionId); st != OXA_SUCCESS) return st;
+    long code = 0;
+    return sendDelete(logout, address, code) ? judgeLogout(logout.reply, code) : s32{QVRFUTIL_FAILURE};
 }
 
 }  // namespace
@@ -361,7 +411,7 @@ extern "C" size_t curlRedfishResponseCallback(void* ptr, size_t size, size_t nme
     auto&             to    = *static_cast<QVRFUTIL_REDFISH_RESPONSE_RECEIVED*>(userdata);
     const std::size_t bytes = size * nmemb;
     if (to.pResponse == nullptr) __SysDbgPrint4("pResponse is null.\n");
-    if (!append(to, ptr, bytes)) {
+    if (!append("curlRedfishResponseCallback", to, ptr, bytes)) {
         __SysDbgPrint3("curlRedfishResponseCallback: Out Of Memory\n");
         return 0;
     }

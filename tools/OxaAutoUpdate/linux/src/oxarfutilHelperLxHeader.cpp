@@ -47,9 +47,7 @@ const astring* lastSegment(astring* value) noexcept
     return slash + 1;
 }
 
-}  // namespace
-
-s32 GetTokenSSID(astring* header, astring** token, astring** id) noexcept
+s32 takeTokenAndId(astring* header, astring** token, astring** id) noexcept
 {
     const astring* tokenText = valueOf(header, "X-Auth-Token: ", "x-auth-token: ");
     if (tokenText == nullptr) {
@@ -74,6 +72,13 @@ s32 GetTokenSSID(astring* header, astring** token, astring** id) noexcept
     }
     __SysDbgPrint4("GetTokenSSID session ID = %s.\n", *id);
     return OXA_SUCCESS;
+}
+
+}  // namespace
+
+s32 GetTokenSSID(astring* header, astring** token, astring** id) noexcept
+{
+    return traced(kOp, [&] { return takeTokenAndId(header, token, id); });
 }
 
 }  // namespace qvrf
