@@ -45,6 +45,15 @@ TEST(Inside, AForkedChildDoesNotWaitForTheParentsRenewal)
     QVRFUTILCleanUp();
 }
 
+TEST(Inside, AnEndpointMayBeSetFromTheRecordsOwnTexts)
+{
+    qvrf::assign(g_RedfishSession.IPAddress, "fe80::1");
+    qvrf::assign(g_RedfishSession.Port, "8443");
+    QVRFUTILSetIPAddress(g_RedfishSession.IPAddress, g_RedfishSession.Port, TRUE);
+    EXPECT_STREQ(g_RedfishSession.IPAddress, "[fe80::1]");
+    EXPECT_STREQ(g_RedfishSession.Port, "8443");
+}
+
 TEST(Inside, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
 {
     for (const char* address : {"fe80::1", "[fe80::1234]", "[febf:ffff:ffff:ffff:ffff:ffff:ffff:ffff]"})

@@ -116,7 +116,7 @@ s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noex
         __SysDbgPrint3("Redfish token generation failed.\n");
         return OXA_REDFISH_TOKEN_GENERATION_FAILED;
     }
-    markFilled(loginToken, loginTokenLength);
+    if (loginToken) markFilled(loginToken, std::strlen(loginToken.get()));  // the platform's length may be any
     __SysDbgPrint4("%s: jWT token : %s\n", kCreate, shown(loginToken.get()));
     session.isOAuth = TRUE;
     __SysDbgPrint4("%s : Success midway.\n", kCreate);
@@ -184,6 +184,10 @@ s32 storeLogin(const Login& login) noexcept
         st != 0) {
         __SysDbgPrint3("%s: Encryption failed with status: %d\n", kCreate, st);
         return st;
+    }
+    if (!text || !key) {
+        __SysDbgPrint3("%s: Encryption gave no texts.\n", kCreate);
+        return QVRFUTIL_FAILURE;
     }
     dropKeptConnections();
     QVRFUTILSession& session = g_RedfishSession;

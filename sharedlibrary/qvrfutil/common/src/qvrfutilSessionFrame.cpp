@@ -15,6 +15,7 @@ booln           g_isRedfishSessionRequested = FALSE;
 
 namespace {
 
+using qvrf::assign;
 using qvrf::clear;
 using qvrf::TraceScope;
 
@@ -34,6 +35,20 @@ s32 replaceSession(const char* op) noexcept
     const s32 status  = QVRFUTILCreateSession(session.UserName, session.Privilege, 4);
     if (status != OXA_SUCCESS) __SysDbgPrint3("%s : Session creation failed.\n", op);
     return status;
+}
+
+/** The texts may be the record's own. */
+void setEndpoint(const astring* address, const astring* port, bool isIPv6) noexcept
+{
+    QVRFUTILSession& session                              = g_RedfishSession;
+    astring          newAddress[sizeof session.IPAddress] = {};
+    astring          newPort[sizeof session.Port]         = {};
+    sprintf_s(newAddress, sizeof newAddress - 1, isIPv6 ? "[%s]" : "%s", address);
+    // One byte less than the field: agents know that a port of five digits leaves the text empty.
+    sprintf_s(newPort, sizeof newPort - 1, "%s", port);
+    if (isIPv6) session.IPVersion = 6;
+    assign(session.IPAddress, newAddress);
+    assign(session.Port, newPort);
 }
 
 }  // namespace
@@ -99,15 +114,8 @@ extern "C" s32 QVRFUTILSetIPAddress(astring* IPAddress, astring* PortNum, booln 
         return QVRFUTIL_INVALID_PARAMETER;
     }
     qvrf::dropKeptConnections();
-    QVRFUTILSession& session = g_RedfishSession;
-    if (IsIPV6 == TRUE) {
-        session.IPVersion = 6;
-        sprintf_s(session.IPAddress, sizeof session.IPAddress - 1, "[%s]", IPAddress);
-    } else {
-        sprintf_s(session.IPAddress, sizeof session.IPAddress - 1, "%s", IPAddress);
-    }
-    // One byte less than the field: agents know that a port of five digits leaves the text empty.
-    sprintf_s(session.Port, sizeof session.Port - 1, "%s", PortNum);
+    setEndpoint(IPAddress, PortNum, IsIPV6 == TRUE);
+    const QVRFUTILSession& session = g_RedfishSession;
     __SysDbgPrint4("%s : IPVersion  = %d\n", op, session.IPVersion);
     __SysDbgPrint4("%s : IPAddress  = %s\n", op, session.IPAddress);
     __SysDbgPrint4("%s : Port  = %s\n", op, session.Port);
