@@ -23,7 +23,7 @@ extern "C" {
  * What was changed on the host stays changed when a later step fails.
  *
  * @param intf_name      the interface, 15 characters at most
- * @param RetryCount     requests to send, answered or not; not 0
+ * @param RetryCount     requests to send; the first one that goes unanswered ends the call. Not 0
  * @param RetryInterval  seconds to sleep between two requests; not 0
  * @param DestIP         the BMC's IPv4 address, dotted text
  * @return 0 no request went unanswered; 1 anything else, logged. A wait that fails, as one does that a signal

@@ -205,9 +205,10 @@ s32 QVRFUTILDeleteSessionNewGenAndAbove(void);
  *                            SMFreeMem (also when the result is 100); otherwise a non-NULL *ppResponseHeaderBuff is set
  *                            to NULL without being freed
  * @param ppResponseHeaderBuff  see above; may be NULL when no headers are requested
- * @param pFileNameWithPath   GET only: write the body to this file (created for its owner alone, or truncated) instead
- *                            of the buffer; neither body nor headers are handed out then. What came before a failure
- *                            stays in it. NULL otherwise
+ * @param pFileNameWithPath   GET only: write the body to this file instead of the buffer; neither body nor headers are
+ *                            handed out then, whatever isHeaderRequested says. A new file has the mode that the
+ *                            process's umask leaves, never writable for others; one that is there keeps its mode and
+ *                            is truncated. What came before a failure stays in it. NULL otherwise
  * @return 0; 100 buffer too small; 101 no session details (GET without a session on the newer generation too);
  *         102 NULL argument; 103 a libcurl call failed; 104 no valid session, or another thread is re-creating it: send
  *         again; 272 or -1 out of memory; -1 bad answer or the file could not be opened; else the status of the token's
@@ -255,16 +256,18 @@ typedef struct _SSEEventData {
 
 /** What a subscription calls; the caller's, and to be kept until it is unregistered. */
 typedef struct _QVRFUTILHttpCallbackContext {
-    void* pCallerContext;                                  /**< handed back in each event */
-    void (*pCallerCallBackFunction)(SSEEventData* pEvent); /**< called on the subscription's own thread */
+    void* pCallerContext; /**< handed back in each event */
+    /** Called on the subscription's own thread. No exception may leave it: C code of libcurl stands above it. */
+    void (*pCallerCallBackFunction)(SSEEventData* pEvent);
 } QVRFUTILHttpCallbackContext;
 
 /**
  * Subscribes to an event stream of the BMC. Each piece of the stream that arrives, 16 KiB at most, is handed to the
  * callback as it came, pieces of 3 bytes and less (keep-alive, and whatever else is as short) left out: the library
  * neither joins the pieces of an event, nor parts the events in a piece, nor parses them. Whatever the HTTP status, the
- * body is the stream: the page of a 401 or 404 arrives as a piece with StatusCode 0. A broken stream
- * is told once, with status 273; one that ends cleanly is not. Either way it stays registered until it is unregistered.
+ * body is the stream: the page of a 401 or 404 arrives as a piece with StatusCode 0. A broken stream is told once, with
+ * status 273, also when memory is out; one that ends cleanly is not. Either way it stays registered until it is
+ * unregistered.
  * The session token is taken once, now: a stream that the BMC ends because the session expired is registered again.
  * @param pWebResourceUrl  path on the BMC with its leading slash; a path of more than 400 characters is logged as such
  *                         and gives -1

@@ -28,7 +28,10 @@
 extern "C" {
 #endif
 
-/** Called on the subscription's own thread, in turn with its callback: together they see every byte, in order. */
+/**
+ * Called on the subscription's own thread, in turn with its callback: together they see every byte, in order. No
+ * exception may leave a function of it.
+ */
 typedef struct _QVRFUTILSSEWatch {
     void* pCallerContext; /**< handed to both functions as it is */
     /** A piece of 1 to 3 bytes, without a NUL behind it; the library's, and gone after the call. May be NULL. */
