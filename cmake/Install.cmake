@@ -30,6 +30,8 @@ install(FILES ${QVRFUTIL_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
 # ---- CMake: find_package(qvrfutil) gives qvrfutil::qvrfutil -----------------------------------------------------
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvrfutil)
 install(EXPORT qvrfutilTargets NAMESPACE qvrfutil:: DESTINATION ${package_dir})
+# The build tree as well: find_package finds it with -Dqvrfutil_DIR=BUILD-DIRECTORY/packaging.
+export(EXPORT qvrfutilTargets NAMESPACE qvrfutil:: FILE ${PROJECT_BINARY_DIR}/packaging/qvrfutilTargets.cmake)
 configure_package_config_file(packaging/qvrfutilConfig.cmake.in ${PROJECT_BINARY_DIR}/packaging/qvrfutilConfig.cmake
   INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/packaging/qvrfutilConfigVersion.cmake
