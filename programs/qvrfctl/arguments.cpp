@@ -58,6 +58,17 @@ Argument Arguments::count(const std::string& names, unsigned& into, const std::s
     return Argument(command_->add_option(names, into, about)->check(fromOne));
 }
 
+Argument Arguments::texts(const std::string& names, std::vector<std::string>& into, const std::string& about)
+{
+    return Argument(command_->add_option(names, into, about));
+}
+
+Arguments Arguments::mayBe(const std::string& name, const std::string& about)
+{
+    command_->require_subcommand(0, 1);
+    return Arguments(*command_->add_subcommand(name, about));
+}
+
 Arguments Arguments::command(const std::string& name, const std::string& about)
 {
     command_->require_subcommand(1);

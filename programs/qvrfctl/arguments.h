@@ -40,7 +40,12 @@ public:
     Argument count(const std::string& names, std::uint64_t& into, const std::string& about);
     Argument count(const std::string& names, unsigned& into, const std::string& about);
 
-    /** A command of the command, one of which must then be named. */
+    /** One or more words. */
+    Argument texts(const std::string& names, std::vector<std::string>& into, const std::string& about);
+
+    /** A command of the command, one of which may be named. */
+    Arguments mayBe(const std::string& name, const std::string& about);
+    /** The same, and one of them must be. */
     Arguments command(const std::string& name, const std::string& about);
     bool      isNamed() const;
 

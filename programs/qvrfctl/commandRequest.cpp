@@ -10,6 +10,8 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "day/rounds.h"
+#include "day/select.h"
 #include "jsontext.h"
 #include "request.h"
 
@@ -24,6 +26,9 @@ struct Words {
     std::string         file;
     bool                headers = false;
     bool                open    = false;  ///< without a session
+    std::string         keys    = {};     ///< GET: the members that are wanted; empty: the body as it is
+    bool                expand  = false;  ///< GET: all pages of a collection, with their members
+    unsigned            timeout = 0;
     Road                road    = Road::session;
 };
 
@@ -108,6 +113,9 @@ Answer exchange(const Context& context, const Request& request)
 void run(const Context& context, const Words& words)
 {
     checkPath(words.path);
+    if (!words.keys.empty() || words.expand)
+        return showSelected(context, words.path, words.keys, words.expand, words.timeout);
+    limit(context, words.timeout);
     Request    request{words.type, words.path, {}, words.headers, words.file, words.open ? Road::open : words.road};
     const bool isUpload = words.road == Road::upload;
     if (words.type == QVRFUTIL_REQUEST_POST || words.type == QVRFUTIL_REQUEST_PATCH) {
@@ -156,6 +164,16 @@ Action declareGet(Arguments arguments)
     arguments.flag("--no-auth", words->open, "open no session: for what the BMC serves to everybody")
         .notWith("--include")
         .notWith("--output");
+    arguments
+        .text("--select", words->keys, "show only these members, such as Id,Status.Health; of each of a collection")
+        .notWith("--include")
+        .notWith("--output")
+        .notWith("--no-auth");
+    arguments.flag("--expand", words->expand, "a collection with all its pages and members in one document")
+        .notWith("--include")
+        .notWith("--output")
+        .notWith("--no-auth");
+    declareTimeout(arguments, words->timeout);
     return actionOf(std::move(words));
 }
 

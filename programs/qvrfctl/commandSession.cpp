@@ -2,6 +2,8 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "day/rounds.h"
+#include "day/sessions.h"
 
 namespace qvrfctl {
 namespace {
@@ -29,9 +31,17 @@ void showSession(const Context& context)
 
 }  // namespace
 
-Action declareSession(Arguments)
+Action declareSession(Arguments arguments)
 {
-    return showSession;
+    auto rounds = std::make_shared<Rounds>();
+    declareRounds(arguments, *rounds, false);
+    const Arguments list = arguments.mayBe("list", "list the sessions of the BMC");
+    return [rounds, list](const Context& context) {
+        if (list.isNamed()) return inRounds(context, *rounds, sessionRows, showSessions);
+        checkOnce(*rounds);
+        limit(context, rounds->timeout);
+        showSession(context);
+    };
 }
 
 }  // namespace qvrfctl

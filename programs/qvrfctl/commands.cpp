@@ -1,5 +1,6 @@
 /** @file commands.cpp  The table of commands. */
 #include "commands.h"
+#include "day/day.h"
 
 #include <iterator>
 
@@ -8,6 +9,14 @@ namespace qvrfctl {
 CommandTable commands() noexcept
 {
     static constexpr Command table[] = {
+        {"status", "show the server on one screen", "qvrfctl status --json | jq -e '.health==\"OK\"'", declareStatus},
+        {"power", "tell the power state, turn the server on and off", "qvrfctl power restart", declarePower},
+        {"sensors", "show sensors with their bounds", "qvrfctl sensors --bad", declareSensors},
+        {"log", "list the logs of server and BMC", "qvrfctl log --since 2h --severity Critical", declareLog},
+        {"firmware", "list the firmware, and update it", "qvrfctl firmware", declareFirmware},
+        {"boot", "tell what the server boots from next, and change it", "qvrfctl boot", declareBoot},
+        {"task", "list what the BMC is at, and wait for its end", "qvrfctl task wait 3", declareTask},
+        {"tree", "list all resources by their links", "qvrfctl tree | grep -i log", declareTree},
         {"discover", "tell what the BMC says about itself over IPMI", "qvrfctl discover --json | jq -r .httpsPort",
          declareDiscover},
         {"services", "tell whether the BMC's web server and Redfish service are enabled", "qvrfctl services",

@@ -14,6 +14,8 @@ namespace {
 
 /** Tells the waiting thread that the work is done. Not one of the signals that end() lets through. */
 constexpr int kOver = SIGUSR1;
+/** Tells it that there is a limit now. */
+constexpr int kLimited = SIGUSR2;
 
 sigset_t setOf(std::initializer_list<int> signals) noexcept
 {
@@ -23,7 +25,7 @@ sigset_t setOf(std::initializer_list<int> signals) noexcept
     return set;
 }
 const sigset_t kEnding = setOf({SIGINT, SIGTERM, SIGHUP});
-const sigset_t kCaught = setOf({SIGINT, SIGTERM, SIGHUP, kOver});
+const sigset_t kCaught = setOf({SIGINT, SIGTERM, SIGHUP, kOver, kLimited});
 
 /** The caught signals that this process was started to ignore ("nohup"): those stay ignored. */
 bool isIgnored(int signal) noexcept
@@ -47,20 +49,47 @@ Interrupts::~Interrupts()
     thread_.join();
 }
 
+void Interrupts::endAfter(std::chrono::seconds time, std::function<int()> tell)
+{
+    {
+        const std::lock_guard<std::mutex> lock(limit_);
+        until_ = Clock::now() + time;
+        tell_  = std::move(tell);
+    }
+    ::pthread_kill(thread_.native_handle(), kLimited);
+}
+
+Interrupts::Clock::duration Interrupts::left() noexcept
+{
+    const std::lock_guard<std::mutex> lock(limit_);
+    return tell_ ? until_ - Clock::now() : Clock::duration::max();
+}
+
+/** @return the next signal; 0: the time is over */
+int Interrupts::next() noexcept
+{
+    const auto left   = this->left();
+    int        signal = 0;
+    if (left == Clock::duration::max()) return ::sigwait(&kCaught, &signal) == 0 ? signal : kLimited;
+    if (left <= Clock::duration::zero()) return 0;
+    const auto     seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    const timespec time{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
+    signal = ::sigtimedwait(&kCaught, nullptr, &time);
+    return signal > 0 ? signal : kLimited;
+}
+
 void Interrupts::wait() noexcept
 {
     for (;;) {
-        int signal = 0;
-        if (::sigwait(&kCaught, &signal) != 0) continue;
+        const int signal = next();
         if (over_) return;
-        if (!isIgnored(signal)) end(signal);
+        if (signal == 0) endInTime();
+        if (signal != kLimited && signal != kOver && !isIgnored(signal)) end(signal);
     }
 }
 
-void Interrupts::end(int signal) noexcept
+void Interrupts::tidyUp() noexcept
 {
-    ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);  // the next one has its usual effect
-    sayBesideProgress("qvrfctl: interrupted, closing what is open", true);
     turn_.lock();  // for good: the work does not go on
     try {
         if (stop_) stop_();
@@ -69,7 +98,23 @@ void Interrupts::end(int signal) noexcept
         std::fputs("qvrfctl: the session could not be closed\n", stderr);
     }
     if (!file_.empty()) ::unlink(file_.c_str());
+}
+
+void Interrupts::end(int signal) noexcept
+{
+    ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);  // the next one has its usual effect
+    sayBesideProgress("qvrfctl: interrupted, closing what is open", true);
+    tidyUp();
     ::_exit(128 + signal);
+}
+
+void Interrupts::endInTime() noexcept
+{
+    ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);
+    const int status = tell_();
+    std::fflush(stdout);
+    tidyUp();
+    ::_exit(status);
 }
 
 }  // namespace qvrfctl

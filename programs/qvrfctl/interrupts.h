@@ -3,6 +3,7 @@
 #define QVRFCTL_INTERRUPTS_H
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -35,14 +36,26 @@ public:
     void onInterruptClose(std::function<void()> close) { close_ = std::move(close); }
     void onInterruptRemove(std::string path) { file_ = std::move(path); }
 
+    /** Once: ends the process after @p time in the same way, with the status that @p tell returns. Not under hold(). */
+    void endAfter(std::chrono::seconds time, std::function<int()> tell);
+
 private:
+    using Clock = std::chrono::steady_clock;
+
     void              wait() noexcept;
+    int               next() noexcept;
     [[noreturn]] void end(int signal) noexcept;
+    [[noreturn]] void endInTime() noexcept;
+    void              tidyUp() noexcept;
+    Clock::duration   left() noexcept;
 
     std::mutex            turn_;
     std::function<void()> stop_;
     std::function<void()> close_;
     std::string           file_;
+    std::mutex            limit_;
+    Clock::time_point     until_ = Clock::time_point::max();
+    std::function<int()>  tell_;
     std::atomic<bool>     over_{false};
     std::thread           thread_;
 };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "day/settings.h"
 #include "librarylog.h"
 #include "process.h"
 #include "suggestion.h"
@@ -32,6 +33,7 @@ struct Parsed {
     Options                  options;
     Action                   action;
     std::vector<std::string> helpOn;
+    std::string              note;  ///< about the file of settings
 };
 
 // ---- wrong command lines ----------------------------------------------------------------------------------------
@@ -107,6 +109,7 @@ bool parse(Parsed& parsed, int argc, char** argv)
     app.footer(kFooter);
     app.fallthrough();  // common options may follow the command
     app.require_subcommand(0, 1);
+    parsed.note = readSettings(parsed.options);  // the command line wins
     declareOptions(Arguments(app), parsed.options);
     std::vector<std::pair<CLI::App*, Action>> actions;
     for (const Command& command : commands()) {
@@ -147,7 +150,8 @@ int run(int argc, char** argv)
     std::unique_ptr<Output> output;
     try {
         if (!parse(parsed, argc, argv)) return kExitOk;
-        output              = std::make_unique<Output>(parsed.options.style);
+        output = std::make_unique<Output>(parsed.options.style);
+        if (!parsed.note.empty()) output->note(parsed.note);
         const Target target = targetOf(parsed.options);
         Interrupts   interrupts;
         parsed.action({parsed.options, target, *output, interrupts});

@@ -18,6 +18,8 @@ struct Options {
     std::string generation = "auto";
     std::string user       = "root";
     std::string privilege  = "root";
+    std::string system;       ///< where the BMC has several
+    unsigned    timeout = 0;  ///< seconds for a command; 0: no limit
     OutputStyle style;
 };
 

@@ -96,6 +96,11 @@ void Output::flush()
     if (std::fflush(stdout) != 0) fail(errno);
 }
 
+void Output::clear()
+{
+    if (terminal_) put("\x1b[H\x1b[2J");
+}
+
 void Output::note(std::string_view text) const
 {
     if (style_.verbose) warning(text);

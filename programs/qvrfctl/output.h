@@ -39,6 +39,8 @@ public:
     void body(std::string_view body);
     /** Whatever still stands in buffers. */
     void flush();
+    /** An empty terminal; nothing where standard output is none. */
+    void clear();
 
     void note(std::string_view text) const;     ///< with --verbose
     void warning(std::string_view text) const;  ///< never fails

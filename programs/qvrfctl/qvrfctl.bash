@@ -3,7 +3,7 @@
 _qvrfctl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="discover services link get post patch delete upload events session user doctor report help"
+    local commands="status power sensors log firmware boot task tree discover services link get post patch delete upload events session user doctor report help"
     local options="--address --port --generation --user --privilege --json --pretty --verbose --version --help"
     local command="" verb="" i
 
@@ -11,7 +11,8 @@ _qvrfctl()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
             --address | --port | --generation | --user | --privilege | -d | --data | -o | --output | \
-                --file | --metadata | --count | --timeout) ((i++)) ;;
+                --file | --metadata | --count | --timeout | --watch | --system | --select | --chassis | --log | \
+                --severity | --since | --until | -n | --lines | --depth) ((i++)) ;;
             -*) ;;
             *)
                 if [[ -z $command ]]; then
@@ -27,7 +28,9 @@ _qvrfctl()
         --generation) COMPREPLY=($(compgen -W "auto new old" -- "$word")) && return ;;
         --privilege) COMPREPLY=($(compgen -W "ro op root" -- "$word")) && return ;;
         -o | --output | --file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
-        --address | --port | --user | --count | --timeout) return ;;
+        --severity) COMPREPLY=($(compgen -W "OK Warning Critical" -- "$word")) && return ;;
+        --address | --port | --user | --count | --timeout | --watch | --system | --select | --chassis | --log | \
+            --since | --until | -n | --lines | --depth) return ;;
         -d | --data | --metadata)
             [[ $word == @* ]] && COMPREPLY=($(compgen -P @ -f -- "${word#@}"))
             return
@@ -35,7 +38,12 @@ _qvrfctl()
     esac
 
     case $command in
-        get) options+=" --include --output --no-auth" ;;
+        status | power | boot) options+=" --watch --timeout --system" ;;
+        sensors) options+=" --watch --timeout --system --chassis --all --bad" ;;
+        log) options+=" --watch --timeout --system --log --severity --since --until --lines --all" ;;
+        firmware | task | session) options+=" --watch --timeout" ;;
+        tree) options+=" --depth --timeout" ;;
+        get) options+=" --include --output --no-auth --select --expand --timeout" ;;
         post | patch) options+=" --include --data" ;;
         delete) options+=" --include" ;;
         upload) options+=" --file --metadata" ;;
@@ -48,13 +56,21 @@ _qvrfctl()
         COMPREPLY=($(compgen -W "$options" -- "$word"))
     elif [[ -z $command ]]; then
         COMPREPLY=($(compgen -W "$commands" -- "$word"))
+    elif [[ $command == power && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "status" -- "$word"))
+    elif [[ $command =~ ^(log|firmware|session)$ && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "list" -- "$word"))
+    elif [[ $command == boot && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "show" -- "$word"))
+    elif [[ $command == task && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "list wait" -- "$word"))
     elif [[ $command == user && -z $verb ]]; then
         COMPREPLY=($(compgen -W "list add delete" -- "$word"))
     elif [[ $command == link && -z $verb ]]; then
         COMPREPLY=($(compgen -W "status setup" -- "$word"))
     elif [[ $command == help && -z $verb ]]; then
         COMPREPLY=($(compgen -W "$commands" -- "$word"))
-    elif [[ $command =~ ^(get|post|patch|delete|upload|events)$ && -z $verb ]]; then
+    elif [[ $command =~ ^(get|post|patch|delete|upload|events|tree)$ && -z $verb ]]; then
         COMPREPLY=($(compgen -W "/redfish/v1/" -- "$word"))
         compopt -o nospace 2> /dev/null || true
     fi

@@ -47,10 +47,11 @@ public:
     ~Session();
     Session(Session&&) = delete;
 
-    const Context&         context() const noexcept { return context_; }
-    const QVRFUTILSession& record() const noexcept { return g_RedfishSession; }
-    bool                   isNewer() const noexcept { return client_->generation() == Generation::newer; }
-    qvrfutil::Session&     layer() noexcept { return *session_; }
+    const Context&          context() const noexcept { return context_; }
+    const QVRFUTILSession&  record() const noexcept { return g_RedfishSession; }
+    bool                    isNewer() const noexcept { return client_->generation() == Generation::newer; }
+    qvrfutil::Session&      layer() noexcept { return *session_; }
+    const qvrfutil::Client& client() const noexcept { return *client_; }
 
 private:
     void open();

@@ -99,7 +99,7 @@ sessions() {
         (cd "$work/home" && HOME=$work/home PATH=$work/bin:$BUILD/bin:$PATH CFLAGS=${SANITIZE-} bash -euxo pipefail "$work/session") \
             >"$work/log" 2>&1 || { cat "$work/log"; wrong "$document: a command failed"; }
         for block in $(blocks said "$document"); do
-            while read -r line; do grep -qxF -e "$line" "$work/log" || wrong "$document: nobody said: $line"; done <"$block"
+            while IFS= read -r line; do grep -qxF -e "$line" "$work/log" || wrong "$document: nobody said: $line"; done <"$block"
         done
     done
 }

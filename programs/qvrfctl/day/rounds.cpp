@@ -1,0 +1,104 @@
+/** @file rounds.cpp  Rounds of reading in one session, and the end of their time. */
+#include "rounds.h"
+
+#include <chrono>
+#include <ctime>
+#include <thread>
+
+#include "../session.h"
+
+namespace qvrfctl {
+namespace {
+
+/** A BMC that answers nothing any more is told ten times; then it is gone. */
+constexpr int kMostFailures = 10;
+
+std::string now()
+{
+    const std::time_t at = std::time(nullptr);
+    std::tm           utc{};
+    char              text[sizeof "2026-11-21T08:12:03Z"]{};
+    ::gmtime_r(&at, &utc);
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+void showOnce(Screen& screen, const Value& read, const Showing& show)
+{
+    if (screen.isJson())
+        screen.document(read);
+    else
+        show(screen, read);
+}
+
+void showAgain(Screen& screen, const Value& read, const Showing& show)
+{
+    if (screen.isJson()) return screen.record(Value(read).set("time", now()));
+    screen.redraw();
+    screen.write(timeText(now()) + '\n');
+    show(screen, read);
+    screen.flush();
+}
+
+void watch(Service& service, Screen& screen, unsigned every, const Reading& read, const Showing& show)
+{
+    for (int failures = 0;; std::this_thread::sleep_for(std::chrono::seconds(every))) {
+        try {
+            service.forget();
+            showAgain(screen, read(service), show);
+            failures = 0;
+        } catch (const Failure& failure) {
+            if (failure.exit() == kExitOutput || ++failures == kMostFailures) throw;
+            screen.warning(std::string("this round failed: ") + failure.what());
+        }
+    }
+}
+
+}  // namespace
+
+void declareSystem(Arguments arguments, std::string& system)
+{
+    arguments.text("--system", system, "Id of the system, where the BMC has several");
+}
+
+void declareTimeout(Arguments arguments, unsigned& seconds)
+{
+    arguments.count("--timeout", seconds, "end after this many seconds, whatever the BMC does");
+}
+
+void declareRounds(Arguments arguments, Rounds& rounds, bool withSystem)
+{
+    if (withSystem) declareSystem(arguments, rounds.system);
+    arguments.count("--watch", rounds.every, "read again every so many seconds");
+    declareTimeout(arguments, rounds.timeout);
+}
+
+void checkOnce(const Rounds& rounds)
+{
+    if (rounds.every != 0) throw wrongUsage("--watch goes with what only reads");
+}
+
+void limit(const Context& context, unsigned seconds, bool isEnough, unsigned otherwise)
+{
+    const unsigned whole = seconds != 0 ? seconds : context.options.timeout != 0 ? context.options.timeout : otherwise;
+    if (whole == 0) return;
+    const bool isJson = context.output.json();
+    context.interrupts.endAfter(std::chrono::seconds(whole), [=] {
+        if (isEnough) return static_cast<int>(kExitOk);
+        report(Failure(kExitStreamOver, "not done within " + std::to_string(whole) + " s",
+                       "what was sent may have been done all the same"),
+               isJson);
+        return static_cast<int>(kExitStreamOver);
+    });
+}
+
+void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show)
+{
+    limit(context, rounds.timeout, rounds.every != 0);
+    Service service(context, rounds.system);
+    Screen  screen(context);
+    if (rounds.every != 0) return watch(service, screen, rounds.every, read, show);
+    showOnce(screen, read(service), show);
+}
+
+}  // namespace qvrfctl

@@ -1,0 +1,43 @@
+/** @file rounds.h  A command that only reads: once, or again and again, within a time. */
+#ifndef QVRFCTL_DAY_ROUNDS_H
+#define QVRFCTL_DAY_ROUNDS_H
+
+#include <functional>
+#include <string>
+
+#include "../arguments.h"
+#include "screen.h"
+#include "service.h"
+
+namespace qvrfctl {
+
+/** How a reading command is carried out; declared for each of them. */
+struct Rounds {
+    std::string system;
+    unsigned    every   = 0;  ///< seconds between rounds; 0: one round
+    unsigned    timeout = 0;  ///< seconds for all of it; 0: no limit
+};
+
+/** --watch, --timeout and, where there is a choice, --system. */
+void declareRounds(Arguments arguments, Rounds& rounds, bool withSystem = true);
+/** --timeout alone, for what changes something. */
+void declareTimeout(Arguments arguments, unsigned& seconds);
+void declareSystem(Arguments arguments, std::string& system);
+
+/** @throws Failure(kExitUsage) with --watch: for what does not only read */
+void checkOnce(const Rounds& rounds);
+
+/**
+ * Ends the process when the time is over, with the session closed: with status 8, or 0 where what was shown is all that
+ * was asked for (@p isEnough). 0 seconds: what the options say, else @p otherwise.
+ */
+void limit(const Context& context, unsigned seconds, bool isEnough = false, unsigned otherwise = 0);
+
+using Reading = std::function<Value(Service&)>;
+using Showing = std::function<void(Screen&, const Value&)>;
+/** Logs in, reads, and shows what was read: the document with --json, else what @p show makes of it. */
+void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show);
+
+}  // namespace qvrfctl
+
+#endif

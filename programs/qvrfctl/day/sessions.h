@@ -1,0 +1,20 @@
+/** @file sessions.h  The sessions of the BMC. */
+#ifndef QVRFCTL_DAY_SESSIONS_H
+#define QVRFCTL_DAY_SESSIONS_H
+
+#include "screen.h"
+#include "service.h"
+
+namespace qvrfctl {
+
+/** The path of the collection, as the service root names it. @throws Failure where it does not */
+std::string sessionCollection(Service& service);
+/** The collection itself; null, and told, where it cannot be read. */
+Value readSessions(Service& service);
+/** "sessions": id, user, from, type, since, own, path of each. */
+Value sessionRows(Service& service);
+void  showSessions(Screen& screen, const Value& document);
+
+}  // namespace qvrfctl
+
+#endif
