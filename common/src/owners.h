@@ -75,10 +75,10 @@ struct WipedAndFreed {
 };
 using SecretText = std::unique_ptr<astring, WipedAndFreed>;
 
-/** Notes that @p secret holds @p length characters now. */
-inline void markFilled(SecretText& secret, std::size_t length) noexcept
+/** Notes that @p secret, if it is there, holds a text now. */
+inline void markFilled(SecretText& secret) noexcept
 {
-    secret.get_deleter().filled = secret ? length : 0;
+    secret.get_deleter().filled = secret ? std::strlen(secret.get()) : 0;
 }
 
 /** A zeroed buffer for a secret, wiped over its whole size before it is given back. */

@@ -14,8 +14,9 @@ constexpr char kNoSessionInfo[] = " %s: Could not get Redfish Session Info ! \n"
 
 constexpr Method kGet = [] {
     Method get;
-    get.op      = "QVRFUTILOSGETRequest";
-    get.mayKeep = true;  // what changes something does not: libcurl resends what a dead connection did not take
+    get.op        = "QVRFUTILOSGETRequest";
+    get.takesFile = true;
+    get.mayKeep   = true;  // what changes something does not: libcurl resends what a dead connection did not take
     // 101 from GET alone, and GET alone waits for no other thread: callers rely on both.
     get.session     = {&kRequestTexts, kNoSessionInfo, {kNoSessionInfo, QVRFUTIL_NO_SESSION_DETAILS}, false};
     get.wholeStatus = true;
@@ -63,10 +64,42 @@ constexpr Method kDelete = [] {
     return remove;
 }();
 
-s32 missing(const char* op, const char* what) noexcept
+/** nullptr: no such method. */
+const Method* methodOf(QVRFUTILRequestType type) noexcept
 {
-    __SysDbgPrint3("%s: %s is NULL.\n", op, what);
-    return QVRFUTIL_INVALID_ARGUMENTS;
+    switch (type) {
+        case QVRFUTIL_REQUEST_GET: return &kGet;
+        case QVRFUTIL_REQUEST_POST: return &kPost;
+        case QVRFUTIL_REQUEST_DELETE: return &kDelete;
+        case QVRFUTIL_REQUEST_PATCH: return &kPatch;
+        default: return nullptr;
+    }
+}
+
+bool given(const char* op, const void* argument, const char* name) noexcept
+{
+    if (argument == nullptr) __SysDbgPrint3("%s: %s is NULL.\n", op, name);
+    return argument != nullptr;
+}
+
+/** Leaves out what the method does not take. Without a method nothing is sent, and that is no failure. */
+s32 sendAs(const Method* method, Request request) noexcept
+{
+    if (method == nullptr) return OXA_SUCCESS;
+    if (!method->hasBody) request.body = nullptr;
+    if (!method->takesFile) request.file = nullptr;
+    return sendRequest(*method, request);
+}
+
+s32 sendAnyRequest(const char* op, QVRFUTILRequestType type, const Request& request) noexcept
+{
+    __SysDbgPrint4("%s : webmethod = %d\n", op, type);
+    if (!given(op, request.path, "pWebResourceUrl") || !given(op, request.answer.body, "ppRFResponse") ||
+        !given(op, request.answer.http, "pHttpRetCode"))
+        return QVRFUTIL_INVALID_ARGUMENTS;
+    const s32 status = sendAs(methodOf(type), request);
+    __SysDbgPrint4("%s : httpCdde  = %d.\n", op, *request.answer.http);
+    return status;
 }
 
 }  // namespace
@@ -75,48 +108,48 @@ extern "C" s32 QVRFUTILOSGETRequest(const astring* pWebResourceUrl, astring** pp
                                     u32* pRFResponseOUTLen, u16* pHttpRetCode, booln isHeaderRequested,
                                     astring** ppResponseHeaderBuff, astring* pFileNameWithPath)
 {
-    return qvrf::send(kGet, {pWebResourceUrl,
-                             nullptr,
-                             {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
-                             isHeaderRequested,
-                             ppResponseHeaderBuff,
-                             pFileNameWithPath});
+    return sendRequest(kGet, {pWebResourceUrl,
+                              nullptr,
+                              {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
+                              isHeaderRequested,
+                              ppResponseHeaderBuff,
+                              pFileNameWithPath});
 }
 
 extern "C" s32 QVRFUTILOSPOSTRequest(const astring* pWebResourceUrl, astring* pPostData, astring** ppRFResponse,
                                      u32 pRFResponseINLen, u32* pRFResponseOUTLen, u16* pHttpRetCode,
                                      booln isHeaderRequested, astring** ppResponseHeaderBuff)
 {
-    return qvrf::send(kPost, {pWebResourceUrl,
-                              pPostData,
-                              {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
-                              isHeaderRequested,
-                              ppResponseHeaderBuff,
-                              nullptr});
-}
-
-extern "C" s32 QVRFUTILOSPATCHRequest(const astring* pWebResourceUrl, astring* pPatchData, astring** ppRFResponse,
-                                      u32 pRFResponseINLen, u32* pRFResponseOUTLen, u16* pHttpRetCode,
-                                      booln isHeaderRequested, astring** ppResponseHeaderBuff)
-{
-    return qvrf::send(kPatch, {pWebResourceUrl,
-                               pPatchData,
+    return sendRequest(kPost, {pWebResourceUrl,
+                               pPostData,
                                {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
                                isHeaderRequested,
                                ppResponseHeaderBuff,
                                nullptr});
 }
 
-extern "C" s32 QVRFUTILOSDELETERequest(const astring* pWebResourceUrl, astring** ppRFResponse, u32 pRFResponseINLen,
-                                       u32* pRFResponseOUTLen, u16* pHttpRetCode, booln isHeaderRequested,
-                                       astring** ppResponseHeaderBuff)
+extern "C" s32 QVRFUTILOSPATCHRequest(const astring* pWebResourceUrl, astring* pPatchData, astring** ppRFResponse,
+                                      u32 pRFResponseINLen, u32* pRFResponseOUTLen, u16* pHttpRetCode,
+                                      booln isHeaderRequested, astring** ppResponseHeaderBuff)
 {
-    return qvrf::send(kDelete, {pWebResourceUrl,
-                                nullptr,
+    return sendRequest(kPatch, {pWebResourceUrl,
+                                pPatchData,
                                 {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
                                 isHeaderRequested,
                                 ppResponseHeaderBuff,
                                 nullptr});
+}
+
+extern "C" s32 QVRFUTILOSDELETERequest(const astring* pWebResourceUrl, astring** ppRFResponse, u32 pRFResponseINLen,
+                                       u32* pRFResponseOUTLen, u16* pHttpRetCode, booln isHeaderRequested,
+                                       astring** ppResponseHeaderBuff)
+{
+    return sendRequest(kDelete, {pWebResourceUrl,
+                                 nullptr,
+                                 {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
+                                 isHeaderRequested,
+                                 ppResponseHeaderBuff,
+                                 nullptr});
 }
 
 extern "C" s32 QVRFUTILOSSendRequest(const astring* pWebResourceUrl, astring* pPostData, astring** ppRFResponse,
@@ -126,30 +159,11 @@ extern "C" s32 QVRFUTILOSSendRequest(const astring* pWebResourceUrl, astring* pP
 {
     static constexpr char op[] = "QVRFUTILOSSendRequest";
     const TraceScope      trace(op);
-    __SysDbgPrint4("%s : webmethod = %d\n", op, webMethodType);
-    if (pWebResourceUrl == nullptr) return missing(op, "pWebResourceUrl");
-    if (ppRFResponse == nullptr) return missing(op, "ppRFResponse");
-    if (pHttpRetCode == nullptr) return missing(op, "pHttpRetCode");
-    s32 status = OXA_SUCCESS;
-    switch (webMethodType) {
-        case QVRFUTIL_REQUEST_GET:
-            status = QVRFUTILOSGETRequest(pWebResourceUrl, ppRFResponse, pRFResponseINLen, pRFResponseOUTLen,
-                                          pHttpRetCode, isHeaderRequested, ppResponseHeaderBuff, pFileNameWithPath);
-            break;
-        case QVRFUTIL_REQUEST_POST:
-            status = QVRFUTILOSPOSTRequest(pWebResourceUrl, pPostData, ppRFResponse, pRFResponseINLen,
-                                           pRFResponseOUTLen, pHttpRetCode, isHeaderRequested, ppResponseHeaderBuff);
-            break;
-        case QVRFUTIL_REQUEST_DELETE:
-            status = QVRFUTILOSDELETERequest(pWebResourceUrl, ppRFResponse, pRFResponseINLen, pRFResponseOUTLen,
-                                             pHttpRetCode, isHeaderRequested, ppResponseHeaderBuff);
-            break;
-        case QVRFUTIL_REQUEST_PATCH:
-            status = QVRFUTILOSPATCHRequest(pWebResourceUrl, pPostData, ppRFResponse, pRFResponseINLen,
-                                            pRFResponseOUTLen, pHttpRetCode, isHeaderRequested, ppResponseHeaderBuff);
-            break;
-        default: break;  // nothing is sent, and that is no failure: callers rely on it
-    }
-    __SysDbgPrint4("%s : httpCdde  = %d.\n", op, *pHttpRetCode);
-    return status;
+    return sendAnyRequest(op, webMethodType,
+                          {pWebResourceUrl,
+                           pPostData,
+                           {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
+                           isHeaderRequested,
+                           ppResponseHeaderBuff,
+                           pFileNameWithPath});
 }

@@ -2,6 +2,7 @@
 #include "qvrfutilLXEngine.h"
 
 #include "qvrfutilLX.h"
+#include "qvrfutilLXKept.h"
 #include "trace.h"
 
 // The formats below take what Method says of them.
@@ -200,7 +201,7 @@ private:
 
 }  // namespace
 
-s32 send(const Method& method, const Request& request) noexcept
+s32 sendRequest(const Method& method, const Request& request) noexcept
 {
     const TraceScope trace(method.op);
     s32              status = checkArguments(method, request);

@@ -1,7 +1,7 @@
 /**
  * @file qvrfutilLXEngine.h
- * The engine of the authenticated requests. An operation is a row of what tells it apart (Method) and a call of send
- * with what its caller wants (Request); a row decides everything, the engine asks for no method by name.
+ * The engine of the authenticated requests. An operation is a row of what tells it apart (Method) and a call of
+ * sendRequest with what its caller wants (Request); a row decides everything, the engine asks for no method by name.
  *
  * A new operation adds a row and an exported function that fills a Request. Header lines of its caller's and a time
  * limit of its own are members of Request, empty and the usual one by default: requests that do not use them keep
@@ -22,6 +22,7 @@ struct Method {
     const char*     customName  = "CURLOPT_CUSTOMREQUEST";  ///< how setting that verb is logged
     bool            speaksJson  = true;                     ///< Accept and Content-type around the token
     bool            hasBody     = false;                    ///< and it must not be NULL
+    bool            takesFile   = false;                    ///< may write the body of the answer to a file
     bool            mayKeep     = false;                    ///< may go over a connection that is kept
     bool            wholeStatus = false;                    ///< compares the status with 401 before it is cut to u16
     SessionRules    session{};                              ///< how it gets at the session
@@ -46,7 +47,7 @@ struct Request {
 };
 
 /** Runs @p request from the check of its arguments to its last log line. @return the operation's status */
-s32 send(const Method& method, const Request& request) noexcept;
+s32 sendRequest(const Method& method, const Request& request) noexcept;
 
 }  // namespace qvrf
 

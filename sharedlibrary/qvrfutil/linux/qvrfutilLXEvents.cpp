@@ -305,6 +305,51 @@ void waitForWorkerToSee() noexcept
     }
 }
 
+s32 registerStream(const astring* path, QVRFUTILHttpCallbackContext* context, void** handle) noexcept
+{
+    if (path == nullptr || context == nullptr || handle == nullptr) {
+        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kRegister);
+        return QVRFUTIL_INVALID_ARGUMENTS;
+    }
+    __SysDbgPrint4("[QVRFUTIL] %s: SSE Web Url %s\n", kRegister, path);
+    Subscription subscription = newSubscription();
+    *handle                   = subscription.get();  // at once: the first event may come before this returns
+    if (!subscription) {
+        __SysDbgPrint3("[QVRFUTIL]%s: Unable to allocate memory for QVRFUTILCurlSSEhandle.\n", kRegister);
+        return QVRFUTIL_FAILURE;
+    }
+    const s32 status = subscribe(*subscription, path, context);
+    if (status == OXA_SUCCESS)
+        subscription.release();  // the caller's now, until unregister
+    else
+        *handle = nullptr;
+    return status;
+}
+
+s32 stopWorker(QVRFUTILCurlSSEHandle& handle) noexcept
+{
+    handle.pBreakCurlMultiEvents = TRUE;
+    waitForWorkerToSee();
+    if (handle.pCURLMULTI_SSEThreadHandle != nullptr) {
+        SMThreadStop(std::exchange(handle.pCURLMULTI_SSEThreadHandle, nullptr));
+        return OXA_SUCCESS;
+    }
+    __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Thread handle is NULL..\n", kUnregister);
+    return QVRFUTIL_FAILURE;
+}
+
+s32 unregisterStream(void** handle) noexcept
+{
+    if (handle == nullptr || *handle == nullptr) {
+        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kUnregister);
+        return QVRFUTIL_INVALID_ARGUMENTS;
+    }
+    const Subscription subscription(static_cast<QVRFUTILCurlSSEHandle*>(*handle));
+    const s32          status = stopWorker(*subscription);
+    *handle                   = nullptr;
+    return status;
+}
+
 }  // namespace
 
 extern "C" void* QVRFUTILReadCurlMultiEvents(void* pQVRFUTILSSEhandle)
@@ -322,43 +367,11 @@ extern "C" s32 QVRFUTILOSRegisterSSE(const astring*               pWebResourceUr
                                      void**                       pQVRFUTILSSEhandle)
 {
     const TraceScope trace(kRegister, kEventTrace);
-    if (pWebResourceUrl == nullptr || pQVRFUTILHttpCallbackContext == nullptr || pQVRFUTILSSEhandle == nullptr) {
-        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kRegister);
-        return QVRFUTIL_INVALID_ARGUMENTS;
-    }
-    __SysDbgPrint4("[QVRFUTIL] %s: SSE Web Url %s\n", kRegister, pWebResourceUrl);
-    Subscription subscription = newSubscription();
-    *pQVRFUTILSSEhandle       = subscription.get();  // at once: the first event may come before this returns
-    if (!subscription) {
-        __SysDbgPrint3("[QVRFUTIL]%s: Unable to allocate memory for QVRFUTILCurlSSEhandle.\n", kRegister);
-        return QVRFUTIL_FAILURE;
-    }
-    const s32 status = subscribe(*subscription, pWebResourceUrl, pQVRFUTILHttpCallbackContext);
-    if (status == OXA_SUCCESS)
-        subscription.release();  // the caller's now, until unregister
-    else
-        *pQVRFUTILSSEhandle = nullptr;
-    return status;
+    return registerStream(pWebResourceUrl, pQVRFUTILHttpCallbackContext, pQVRFUTILSSEhandle);
 }
 
 extern "C" s32 QVRFUTILOSUnregisterSSE(void** pQVRFUTILSSEhandle)
 {
     const TraceScope trace(kUnregister, kEventTrace);
-    if (pQVRFUTILSSEhandle == nullptr || *pQVRFUTILSSEhandle == nullptr) {
-        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Invalid arguments, returning..\n", kUnregister);
-        return QVRFUTIL_INVALID_ARGUMENTS;
-    }
-    const Subscription subscription(static_cast<QVRFUTILCurlSSEHandle*>(*pQVRFUTILSSEhandle));
-    subscription->pBreakCurlMultiEvents = TRUE;
-    waitForWorkerToSee();
-    s32 status = OXA_SUCCESS;
-    if (subscription->pCURLMULTI_SSEThreadHandle != nullptr) {
-        SMThreadStop(subscription->pCURLMULTI_SSEThreadHandle);
-        subscription->pCURLMULTI_SSEThreadHandle = nullptr;
-    } else {
-        __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Thread handle is NULL..\n", kUnregister);
-        status = QVRFUTIL_FAILURE;
-    }
-    *pQVRFUTILSSEhandle = nullptr;
-    return status;
+    return unregisterStream(pQVRFUTILSSEhandle);
 }

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "qvisocppsecurecompat.h"
-#include "qvrfutilSession.h"
 #include "trace.h"
 
 // The formats are the words of SessionTexts, each with one %s.
@@ -49,6 +48,11 @@ bool endRenewal() noexcept
 void endRenewalInChild() noexcept
 {
     g_isRedfishSessionRequested = FALSE;
+}
+
+void endRenewalsInChildren() noexcept
+{
+    pthread_atfork(nullptr, nullptr, endRenewalInChild);
 }
 
 /** Whether the record holds a session, and another one than the copy. */
@@ -100,9 +104,9 @@ void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
 
 Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept
 {
-    static constexpr char op[]  = "QVRFUTILAcquireSessionCreationLock";
-    static const int      asked = pthread_atfork(nullptr, nullptr, endRenewalInChild);
-    static_cast<void>(asked);
+    static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, endRenewalsInChildren);
     const TraceScope trace(op);
     {
         const SessionLock lock;
@@ -198,27 +202,6 @@ SmOwned<astring> requestUrl(const astring* address, const astring* port, const a
     SmOwned<astring> url = smText(static_cast<u32>(size));
     if (url) sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path);
     return url;
-}
-
-void keepConnections(bool keep) noexcept
-{
-    keepHandles(keep);
-}
-
-void dropKeptConnections() noexcept
-{
-    dropKeptHandles();
-}
-
-KeptFor keptForSession() noexcept
-{
-    const QVRFUTILSession& session = g_RedfishSession;
-    KeptFor                whom{};
-    OXAmemcpy_s(whom.address, sizeof whom.address, session.IPAddress, sizeof session.IPAddress);
-    OXAmemcpy_s(whom.port, sizeof whom.port, session.Port, sizeof session.Port);
-    OXAmemcpy_s(whom.session, sizeof whom.session, session.SessionID, sizeof session.SessionID);
-    whom.newerGeneration = giSServerNewGenAndAbove;
-    return whom;
 }
 
 s32 obtainSession(const char* op, const SessionRules& rules, QVRFUTILSession& session) noexcept

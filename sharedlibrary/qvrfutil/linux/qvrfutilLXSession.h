@@ -102,9 +102,6 @@ bool appendTokenHeader(const char* op, HeaderList& headers, const Token& token, 
 /** The line of an upload's or a subscription's token in the log. */
 constexpr char kTokenLine[] = "[QVRFUTIL] header = %s\n";
 
-/** What a kept connection of now is good for. */
-KeptFor keptForSession() noexcept;
-
 /** Whether @p path is short enough to be sent (400 characters); logged when not. */
 bool pathFits(const char* op, const astring* path) noexcept;
 

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "qvrfutilLX.h"
+#include "qvrfutilLXKept.h"
 #include "qvrfutilLXResponse.h"
 #include "qvrfutilLXSession.h"
 #include "trace.h"

@@ -1,7 +1,5 @@
-/** @file qvrfutilSession.cpp  Opens the process-wide session and closes it again. */
+/** @file qvrfutilSession.cpp  Opens the process-wide session. */
 #include "qvrfutilSession.h"
-
-#include <cstdio>
 
 #include "OxaAutoUpdateUtils.h"
 #include "owners.h"
@@ -14,9 +12,6 @@ namespace {
 using namespace qvrf;
 
 constexpr char kCreate[] = "QVRFUTILCreateSession";
-constexpr char kDelete[] = "QVRFUTILDeleteSession";
-
-constexpr std::size_t kMostTokenCounted = 100;
 
 constexpr s32 kSessionLimit = 503;  // OXACreateRedfishSession: the BMC has no session left to give
 
@@ -98,37 +93,48 @@ s32 discoverEndpoint(s32 ipVersion) noexcept
 
 /** What a login brings; wiped and given back when it goes. */
 struct Login {
-    SecretText       token;
     SmOwned<astring> id;
+    SecretText       token;
 };
 
-/** One login at the record's endpoint, with a login token of its own. */
-s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noexcept
+/** A login token of its own for each attempt. */
+s32 obtainLoginToken(astring* user, astring* privilege, SecretText& loginToken) noexcept
 {
-    QVRFUTILSession& session = g_RedfishSession;
-    __SysDbgPrint4("%s: USB NIC IP : %s\n", kCreate, session.IPAddress);
-    __SysDbgPrint4("%s: https port : %s\n", kCreate, session.Port);
-    SecretText loginToken;
-    u32        loginTokenLength = 0;
+    u32 length = 0;
     // Other results than this one go on: the session service has the last word on whatever token there is.
-    if (GenerateOAuthToken(user, privilege, Receive(loginToken), &loginTokenLength) ==
-        OXA_REDFISH_TOKEN_GENERATION_FAILED) {
+    if (GenerateOAuthToken(user, privilege, Receive(loginToken), &length) == OXA_REDFISH_TOKEN_GENERATION_FAILED) {
         __SysDbgPrint3("Redfish token generation failed.\n");
         return OXA_REDFISH_TOKEN_GENERATION_FAILED;
     }
-    if (loginToken) markFilled(loginToken, std::strlen(loginToken.get()));  // the platform's length may be any
+    markFilled(loginToken);  // by its own length: the platform's may reach beyond its block
     __SysDbgPrint4("%s: jWT token : %s\n", kCreate, shown(loginToken.get()));
-    session.isOAuth = TRUE;
+    g_RedfishSession.isOAuth = TRUE;
     __SysDbgPrint4("%s : Success midway.\n", kCreate);
+    return OXA_SUCCESS;
+}
 
+void noteWhoLogsIn(const astring* user, const astring* privilege, s32 ipVersion) noexcept
+{
+    QVRFUTILSession& session = g_RedfishSession;
     assign(session.UserName, user);
     assign(session.Privilege, privilege);
     session.IPVersion = ipVersion;
     __SysDbgPrint4("%s: g_RedfishSession.IPVersion %d.\n", kCreate, session.IPVersion);
+}
+
+/** One login at the record's endpoint. */
+s32 attempt(astring* user, astring* privilege, s32 ipVersion, Login& login) noexcept
+{
+    const QVRFUTILSession& session = g_RedfishSession;
+    __SysDbgPrint4("%s: USB NIC IP : %s\n", kCreate, session.IPAddress);
+    __SysDbgPrint4("%s: https port : %s\n", kCreate, session.Port);
+    SecretText loginToken;
+    if (s32 st = obtainLoginToken(user, privilege, loginToken); st != OXA_SUCCESS) return st;
+    noteWhoLogsIn(user, privilege, ipVersion);
     const s32 status =
         OXACreateRedfishSession(session.IPAddress, session.Port, ipVersion == 6 ? '6' : '4', loginToken.get(), user,
                                 nullptr, 1, Receive(login.token), Receive(login.id));
-    if (login.token) markFilled(login.token, std::strlen(login.token.get()));  // ours: always terminated
+    markFilled(login.token);
     return status;
 }
 
@@ -165,40 +171,6 @@ s32 logIn(astring* user, astring* privilege, s32& ipVersion, Login& login) noexc
     }
 }
 
-/** Stores the login in the record, its token encrypted only. The identifier comes last: it says that all is there. */
-s32 storeLogin(const Login& login) noexcept
-{
-    const std::size_t tokenLength = strnlen(login.token.get(), SMSECURE_PLAIN_SIZE);
-    __SysDbgPrint4("%s: Create session succeeded.\n", kCreate);
-    __SysDbgPrint4("%s: token=%s , session id = %s.\n", kCreate, login.token.get(), login.id.get());
-    __SysDbgPrint4("%s: Length of non encrypted token is %zu\n", kCreate, tokenLength);
-    const SmOwned<astring> output = smText(SMSECURE_OUTPUT_SIZE);
-    if (!output) {
-        __SysDbgPrint3("%s: malloc failed for pencrypttext.\n", kCreate);
-        return QVRFUTIL_OUT_OF_MEMORY;
-    }
-    SmOwned<astring> text;
-    SecretText       key;
-    if (s32 st = SMqvoxaPBKDF2Encrypt(login.token.get(), static_cast<u32>(tokenLength), output.get(), Receive(text),
-                                      Receive(key));
-        st != 0) {
-        __SysDbgPrint3("%s: Encryption failed with status: %d\n", kCreate, st);
-        return st;
-    }
-    if (!text || !key) {
-        __SysDbgPrint3("%s: Encryption gave no texts.\n", kCreate);
-        return QVRFUTIL_FAILURE;
-    }
-    dropKeptConnections();
-    QVRFUTILSession& session = g_RedfishSession;
-    markFilled(key, std::strlen(key.get()));
-    assign(session.pb64Text, text.get());
-    assign(session.pb64Key, key.get());
-    assign(session.EncryptedSessionToken, output.get(), SMSECURE_OUTPUT_SIZE);  // a full one has no NUL
-    assign(session.SessionID, login.id.get());
-    return OXA_SUCCESS;
-}
-
 void encloseAddressInBrackets() noexcept
 {
     astring   enclosed[sizeof g_RedfishSession.IPAddress] = {};
@@ -209,108 +181,109 @@ void encloseAddressInBrackets() noexcept
         assign(g_RedfishSession.IPAddress, enclosed);
 }
 
+/** One opening under way, and all that it takes. */
+class Opening {
+public:
+    Opening(astring* user, astring* privilege, s32 ipVersion) noexcept
+        : user_(user), privilege_(privilege), ipVersion_(ipVersion)
+    {
+    }
+
+    s32 run() noexcept
+    {
+        for (const auto step : kSteps)
+            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
+        return OXA_SUCCESS;
+    }
+
+private:
+    s32 checkArguments() noexcept { return checkCreateArguments(user_, privilege_, ipVersion_); }
+
+    /** The newer generation's endpoint was set, and its IP version with it. */
+    s32 chooseIpVersion() noexcept
+    {
+        if (giSServerNewGenAndAbove) ipVersion_ = g_RedfishSession.IPVersion;
+        __SysDbgPrint4("%s: ipVersion %d.\n", kCreate, ipVersion_);
+        return OXA_SUCCESS;
+    }
+
+    s32 readFirmware() noexcept { return readFirmwareVersion(); }
+
+    s32 discover() noexcept { return giSServerNewGenAndAbove ? s32{OXA_SUCCESS} : discoverEndpoint(ipVersion_); }
+
+    s32 enter() noexcept { return logIn(user_, privilege_, ipVersion_, login_); }
+
+    s32 encrypt() noexcept
+    {
+        const std::size_t length = strnlen(login_.token.get(), SMSECURE_PLAIN_SIZE);
+        __SysDbgPrint4("%s: Create session succeeded.\n", kCreate);
+        __SysDbgPrint4("%s: token=%s , session id = %s.\n", kCreate, login_.token.get(), login_.id.get());
+        __SysDbgPrint4("%s: Length of non encrypted token is %zu\n", kCreate, length);
+        output_ = smText(SMSECURE_OUTPUT_SIZE);
+        if (output_) return encryptInto(static_cast<u32>(length));
+        __SysDbgPrint3("%s: malloc failed for pencrypttext.\n", kCreate);
+        return QVRFUTIL_OUT_OF_MEMORY;
+    }
+
+    s32 encryptInto(u32 length) noexcept
+    {
+        const s32 status =
+            SMqvoxaPBKDF2Encrypt(login_.token.get(), length, output_.get(), Receive(text_), Receive(key_));
+        if (status != 0) {
+            __SysDbgPrint3("%s: Encryption failed with status: %d\n", kCreate, status);
+            return status;
+        }
+        markFilled(key_);
+        if (text_ && key_) return OXA_SUCCESS;
+        __SysDbgPrint3("%s: Encryption gave no texts.\n", kCreate);
+        return QVRFUTIL_FAILURE;
+    }
+
+    /** The token is stored encrypted only. The identifier comes last: it says that all is there. */
+    s32 store() noexcept
+    {
+        dropKeptConnections();
+        QVRFUTILSession& session = g_RedfishSession;
+        assign(session.pb64Text, text_.get());
+        assign(session.pb64Key, key_.get());
+        assign(session.EncryptedSessionToken, output_.get(), SMSECURE_OUTPUT_SIZE);  // a full one has no NUL
+        assign(session.SessionID, login_.id.get());
+        if (ipVersion_ == 6 && !giSServerNewGenAndAbove) encloseAddressInBrackets();
+        return OXA_SUCCESS;
+    }
+
+    s32 tell() noexcept
+    {
+        const QVRFUTILSession& session = g_RedfishSession;
+        __SysDbgPrint4("%s: IP Address now = %s.\n", kCreate, session.IPAddress);
+        __SysDbgPrint4("%s: Encrypted session token = %s.\n", kCreate, session.EncryptedSessionToken);
+        __SysDbgPrint4("%s: session sessionID = %s.\n", kCreate, session.SessionID);
+        return OXA_SUCCESS;
+    }
+
+    static constexpr s32 (Opening::*kSteps[])() noexcept = {
+        &Opening::checkArguments, &Opening::chooseIpVersion, &Opening::readFirmware, &Opening::discover,
+        &Opening::enter,          &Opening::encrypt,         &Opening::store,        &Opening::tell,
+    };
+
+    astring*         user_;
+    astring*         privilege_;
+    s32              ipVersion_;
+    Login            login_;
+    SecretText       key_;
+    SmOwned<astring> text_;
+    SmOwned<astring> output_;
+};
+
 s32 createSession(astring* user, astring* privilege, s32 ipVersion) noexcept
 {
     const QVRFUTILSession& session = g_RedfishSession;
     __SysDbgPrint4("%s: session sessionID = %s.\n", kCreate, session.SessionID);
-    if (sessionExists()) {
-        __SysDbgPrint4("%s: session already exists. Do not create new.\n", kCreate);
-        __SysDbgPrint4("%s: session token = %s.\n", kCreate, session.EncryptedSessionToken);
-        __SysDbgPrint4("%s: session sessionID = %s.\n", kCreate, session.SessionID);
-        return OXA_SUCCESS;
-    }
-    if (s32 st = checkCreateArguments(user, privilege, ipVersion); st != OXA_SUCCESS) return st;
-    if (giSServerNewGenAndAbove) ipVersion = session.IPVersion;
-    __SysDbgPrint4("%s: ipVersion %d.\n", kCreate, ipVersion);
-    if (s32 st = readFirmwareVersion(); st != OXA_SUCCESS) return st;
-    if (!giSServerNewGenAndAbove)
-        if (s32 st = discoverEndpoint(ipVersion); st != OXA_SUCCESS) return st;
-
-    Login login;
-    if (s32 st = logIn(user, privilege, ipVersion, login); st != OXA_SUCCESS) return st;
-    if (s32 st = storeLogin(login); st != OXA_SUCCESS) return st;
-    if (ipVersion == 6 && !giSServerNewGenAndAbove) encloseAddressInBrackets();
-    __SysDbgPrint4("%s: IP Address now = %s.\n", kCreate, session.IPAddress);
-    __SysDbgPrint4("%s: Encrypted session token = %s.\n", kCreate, session.EncryptedSessionToken);
+    if (!sessionExists()) return Opening(user, privilege, ipVersion).run();
+    __SysDbgPrint4("%s: session already exists. Do not create new.\n", kCreate);
+    __SysDbgPrint4("%s: session token = %s.\n", kCreate, session.EncryptedSessionToken);
     __SysDbgPrint4("%s: session sessionID = %s.\n", kCreate, session.SessionID);
     return OXA_SUCCESS;
-}
-
-/** The session's token in the clear, for one exchange. */
-s32 decryptToken(SecretBuffer& token) noexcept
-{
-    if (!token) {
-        __SysDbgPrint3("%s: malloc failed for pDecryptedSessionToken.\n", kDelete);
-        return QVRFUTIL_OUT_OF_MEMORY;
-    }
-    astring* buffer = token.get();
-    s32      st     = SMqvoxaPBKDF2Decrypt(g_RedfishSession.pb64Key, g_RedfishSession.pb64Text, &buffer);
-    if (st != 0) __SysDbgPrint3("%s: Decryption failed with status: %d\n", kDelete, st);
-    return st;
-}
-
-/** The user of a session without login token was made for that session: it goes with it. */
-s32 deleteTemporaryUser(astring* user) noexcept
-{
-    const s32 status = OXADeleteTorvoUser(user);
-    if (status != OXA_SUCCESS) {
-        astring number[12] = {};
-        sprintf_s(number, sizeof number, "%d", status);
-        __SysDbgPrint3("%s : Unable to delete User. status = %s\n", kDelete, number);
-    }
-    __SysDbgPrint4("%s:  Torvo User Deletion succeeded.\n", kDelete);  // in either case: log readers look for it
-    return status;
-}
-
-/** The decrypted token with a NUL behind it: a platform that fills its buffer writes none. */
-bool copyToken(const SecretBuffer& buffer, SecretBuffer& copy) noexcept
-{
-    if (!copy) {
-        __SysDbgPrint3("%s: Unable to allocate memory.\n", kDelete);
-        return false;
-    }
-    if (copy.size() > 1) strncpy_s(copy.get(), copy.size(), buffer.get(), copy.size() - 1);
-    return true;
-}
-
-s32 deleteSession(astring* user, s32 ipVersion) noexcept
-{
-    if (user == nullptr) {
-        __SysDbgPrint3("%s: Username is null.\n", kDelete);
-        return QVRFUTIL_FAILURE;
-    }
-    if (ipVersion != 4 && ipVersion != 6) {
-        __SysDbgPrint3("%s: Invalid ipversion.\n", kDelete);
-        return QVRFUTIL_FAILURE;
-    }
-    SecretBuffer decrypted(SMSECURE_PLAIN_SIZE);
-    if (s32 st = decryptToken(decrypted); st != 0) return st;
-    SecretBuffer token(strnlen(decrypted.get(), decrypted.size()) + 1);
-    if (!copyToken(decrypted, token)) return QVRFUTIL_FAILURE;
-
-    const QVRFUTILSession& session = g_RedfishSession;
-    const u32              length  = static_cast<u32>(strnlen(token.get(), kMostTokenCounted));
-    __SysDbgPrint4("%s: Decrypted session token = %s.\n", kDelete, token.get());
-    __SysDbgPrint4("session id = %s\n", session.SessionID);
-    if (s32 st = OXADeleteRedfishSession(session.IPAddress, session.Port, static_cast<u8>(ipVersion), token.get(),
-                                         length, session.SessionID);
-        st != 0) {
-        __SysDbgPrint3("%s: Delete session failed with status: %d.\n", kDelete, st);
-        return st;
-    }
-    __SysDbgPrint4("%s: Delete session succeeded.\n", kDelete);
-    const s32 status = session.isOAuth ? s32{OXA_SUCCESS} : deleteTemporaryUser(user);
-    QVRFUTILCleanUp();
-    return status;
-}
-
-void forgetToken() noexcept
-{
-    forgetSessionId();
-    clear(g_RedfishSession.Port);
-    clear(g_RedfishSession.EncryptedSessionToken);
-    clear(g_RedfishSession.pb64Text);
-    clear(g_RedfishSession.pb64Key);
 }
 
 }  // namespace
@@ -319,21 +292,4 @@ extern "C" s32 QVRFUTILCreateSession(astring* pUserName, astring* pPrivilege, s3
 {
     const TraceScope trace(kCreate);
     return createSession(pUserName, pPrivilege, ipVersion);
-}
-
-extern "C" s32 QVRFUTILDeleteSession(astring* pUserName, s32 ipVersion)
-{
-    const TraceScope trace(kDelete);
-    const s32        status = deleteSession(pUserName, ipVersion);
-    forgetToken();
-    clear(g_RedfishSession.IPAddress);
-    return status;
-}
-
-extern "C" s32 QVRFUTILDeleteSessionNewGenAndAbove()
-{
-    const TraceScope trace("QVRFUTILDeleteSessionNewGenAndAbove");
-    dropKeptConnections();
-    forgetToken();
-    return OXA_SUCCESS;
 }

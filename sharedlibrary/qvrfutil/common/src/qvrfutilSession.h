@@ -33,9 +33,6 @@ inline void forgetSessionId() noexcept
     assign(g_RedfishSession.SessionID, "-1");
 }
 
-/** Switches kept connections on or off. */
-void keepConnections(bool keep) noexcept;
-
 /** Closes the kept connections: whom they lead to, or in whose name, is about to change. */
 void dropKeptConnections() noexcept;
 

@@ -37,6 +37,28 @@ s32 replaceSession(const char* op) noexcept
     return status;
 }
 
+/** Members that no operation uses, and isOAuth, stay as they are. */
+void resetRecord(s32 ipVersion) noexcept
+{
+    QVRFUTILSession& session = g_RedfishSession;
+    qvrf::forgetSessionId();
+    clear(session.IPAddress);
+    clear(session.Port);
+    sprintf_s(session.Port, sizeof session.Port - 1, "%d", 443);
+    clear(session.EncryptedSessionToken);
+    clear(session.pb64Text);
+    clear(session.pb64Key);
+    clear(session.UserName);
+    clear(session.Privilege);
+    session.IPVersion = ipVersion;
+}
+
+bool given(const char* op, const astring* text, const char* name) noexcept
+{
+    if (text == nullptr) __SysDbgPrint3("%s : %s is NULL.\n", op, name);
+    return text != nullptr;
+}
+
 /** The texts may be the record's own. */
 void setEndpoint(const astring* address, const astring* port, bool isIPv6) noexcept
 {
@@ -51,6 +73,23 @@ void setEndpoint(const astring* address, const astring* port, bool isIPv6) noexc
     assign(session.Port, newPort);
 }
 
+void tellEndpoint(const char* op) noexcept
+{
+    const QVRFUTILSession& session = g_RedfishSession;
+    __SysDbgPrint4("%s : IPVersion  = %d\n", op, session.IPVersion);
+    __SysDbgPrint4("%s : IPAddress  = %s\n", op, session.IPAddress);
+    __SysDbgPrint4("%s : Port  = %s\n", op, session.Port);
+}
+
+/** 6.10 is the first firmware with all that the library asks of Redfish. */
+bool firmwareIsRecent() noexcept
+{
+    u16 major = 0;
+    u16 minor = 0;
+    QVHIPMGetTorvoFwVersion(&major, &minor, nullptr);  // a version that cannot be read stays 0.0: too old
+    return major > 6 || (major == 6 && minor >= 10);
+}
+
 }  // namespace
 
 extern "C" s32 QVRFUTILInit(booln IPv6Stack)
@@ -60,18 +99,8 @@ extern "C" s32 QVRFUTILInit(booln IPv6Stack)
     if (qvrf::runShell("modprobe ipmi_devintf > /dev/null 2>&1") != 0)
         __SysDbgPrint3("%s: ipmi_devintf loading failed.\n", op);
 
-    giSServerNewGenAndAbove  = TRUE;
-    QVRFUTILSession& session = g_RedfishSession;
-    qvrf::forgetSessionId();
-    clear(session.IPAddress);
-    clear(session.Port);
-    sprintf_s(session.Port, sizeof session.Port - 1, "%d", 443);
-    clear(session.EncryptedSessionToken);
-    clear(session.pb64Text);
-    clear(session.pb64Key);
-    clear(session.UserName);
-    clear(session.Privilege);
-    session.IPVersion = IPv6Stack != 0 ? 6 : 4;
+    giSServerNewGenAndAbove = TRUE;
+    resetRecord(IPv6Stack != 0 ? 6 : 4);
     if (g_SessionCreationLock == nullptr) g_SessionCreationLock = SMMutexCreate(0);
     return OXA_SUCCESS;
 }
@@ -83,12 +112,6 @@ extern "C" void QVRFUTILCleanUp()
     if (g_SessionCreationLock == nullptr) return;
     SMMutexDestroy(g_SessionCreationLock);
     g_SessionCreationLock = nullptr;
-}
-
-extern "C" s32 QVRFUTILKeepConnections(booln keep)
-{
-    qvrf::keepConnections(keep != FALSE);
-    return OXA_SUCCESS;
 }
 
 extern "C" s32 QVRFUTILGetRFSessionInfo(QVRFUTILSession* pRedfishSession, booln isNewSessionRequested)
@@ -105,30 +128,17 @@ extern "C" s32 QVRFUTILSetIPAddress(astring* IPAddress, astring* PortNum, booln 
 {
     static constexpr char op[] = "QVRFUTILSetIPAddress";
     const TraceScope      trace(op);
-    if (IPAddress == nullptr) {
-        __SysDbgPrint3("%s : IPAddress is NULL.\n", op);
-        return QVRFUTIL_INVALID_PARAMETER;
-    }
-    if (PortNum == nullptr) {
-        __SysDbgPrint3("%s : PortNum is NULL.\n", op);
-        return QVRFUTIL_INVALID_PARAMETER;
-    }
+    if (!given(op, IPAddress, "IPAddress") || !given(op, PortNum, "PortNum")) return QVRFUTIL_INVALID_PARAMETER;
     qvrf::dropKeptConnections();
     setEndpoint(IPAddress, PortNum, IsIPV6 == TRUE);
-    const QVRFUTILSession& session = g_RedfishSession;
-    __SysDbgPrint4("%s : IPVersion  = %d\n", op, session.IPVersion);
-    __SysDbgPrint4("%s : IPAddress  = %s\n", op, session.IPAddress);
-    __SysDbgPrint4("%s : Port  = %s\n", op, session.Port);
+    tellEndpoint(op);
     return OXA_SUCCESS;
 }
 
 extern "C" booln TorvoRedfishPrereqCheck()
 {
     const TraceScope trace("TorvoRedfishPrereqCheck");
-    u16              major = 0;
-    u16              minor = 0;
-    QVHIPMGetTorvoFwVersion(&major, &minor, nullptr);  // a version that cannot be read stays 0.0: too old
-    const bool passed = major > 6 || (major == 6 && minor >= 10);
+    const bool       passed = firmwareIsRecent();
     if (passed)
         __SysDbgPrint4("TorvoRedfishPrereqCheck: Firmware Check Passed for RF Capability... \n");
     else

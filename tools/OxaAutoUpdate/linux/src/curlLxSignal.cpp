@@ -73,10 +73,15 @@ void takeBack(const sigset_t& pipe) noexcept
     }
 }
 
+void watchForks() noexcept
+{
+    pthread_atfork(lockForFork, unlockInParent, startAnewInChild);
+}
+
 void hold() noexcept
 {
-    static const int asked = pthread_atfork(lockForFork, unlockInParent, startAnewInChild);
-    static_cast<void>(asked);
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, watchForks);
     const std::lock_guard<std::mutex> lock(g_guard);
     if (g_holds++ == 0) putAside();
 }

@@ -1,0 +1,30 @@
+/** @file qvrfutilLXKept.cpp  Keeping connections between GETs, as far as it concerns the session. */
+#include "qvrfutilLXKept.h"
+
+#include "qvrfutilSession.h"
+
+namespace qvrf {
+
+KeptFor keptForSession() noexcept
+{
+    const QVRFUTILSession& session = g_RedfishSession;
+    KeptFor                whom{};
+    OXAmemcpy_s(whom.address, sizeof whom.address, session.IPAddress, sizeof session.IPAddress);
+    OXAmemcpy_s(whom.port, sizeof whom.port, session.Port, sizeof session.Port);
+    OXAmemcpy_s(whom.session, sizeof whom.session, session.SessionID, sizeof session.SessionID);
+    whom.newerGeneration = giSServerNewGenAndAbove;
+    return whom;
+}
+
+void dropKeptConnections() noexcept
+{
+    dropKeptHandles();
+}
+
+}  // namespace qvrf
+
+extern "C" s32 QVRFUTILKeepConnections(booln keep)
+{
+    qvrf::keepHandles(keep != FALSE);
+    return OXA_SUCCESS;
+}
