@@ -6,5 +6,6 @@ target_sources(qvrfutil_objects PRIVATE
   ${agentmanager}/osprivlegeArpProbe.cpp
   ${agentmanager}/osprivlegeCarrier.cpp
   ${agentmanager}/osprivlegeInterface.cpp
+  ${agentmanager}/osprivlegePause.cpp
   ${agentmanager}/osprivlegeService.cpp
   ${agentmanager}/osprivlegeSourceAddress.cpp)

@@ -28,8 +28,8 @@ extern "C" {
  * @param DestIP         the BMC's IPv4 address, dotted text
  * @return 0 no request went unanswered; 1 anything else, logged. A wait that fails, as one does that a signal
  *         interrupts, is passed over: where every wait failed the result is 0, and nobody has answered.
- * Blocks for up to RetryCount * 5 + (RetryCount - 1) * RetryInterval seconds, and where it brought the interface up
- * for up to 5 more until the carrier is there.
+ * Blocks for up to RetryCount * 5 + (RetryCount - 1) * RetryInterval seconds, however many signals arrive, and where it
+ * brought the interface up for up to 5 more while no carrier is there.
  */
 u8 OSSendARPProbeToTorvo(char* intf_name, unsigned int RetryCount, unsigned int RetryInterval, char* DestIP);
 
@@ -65,7 +65,7 @@ s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion);
  * where what became of `ip` cannot be learnt. Where `ip` cannot be executed, the forked process returns from this call
  * as well.
  *
- * Waits for the carrier before and after, for up to 5 seconds in all where none comes: what is sent sooner is lost.
+ * Waits for a carrier that is not there before and after, for 5 seconds in all at most: what is sent sooner is lost.
  * @return 0 the interface went down and up again, whatever `ip` said; -1 it did not, or no name
  */
 s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName);

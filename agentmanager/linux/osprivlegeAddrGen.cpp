@@ -64,8 +64,7 @@ s32 bounce(astring* interfaceName, u16 family) noexcept
 
 extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
 {
-    static constexpr char  op[] = "SetAddrGenModePolicyForUSBNICIPV6";
-    const qvrf::TraceScope trace(op, qvrf::kPlainTrace);
+    const qvrf::TraceScope trace("SetAddrGenModePolicyForUSBNICIPV6", qvrf::kPlainTrace);
     if (pInterfaceName == nullptr) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
         return -1;
@@ -77,13 +76,14 @@ extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
     if (LXcheckHostIPVersion(pInterfaceName, kIPv6) == 0) {
         SetIFFlags(pInterfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter
         const s32 result = bounce(pInterfaceName, AF_INET6);
-        if (result == 0) qvrf::awaitRunning(op, pInterfaceName);
+        if (result == 0) qvrf::CarrierWait(pInterfaceName).running();
         return result;
     }
     // A USB interface that goes up, down and up before its carrier came can lose it for good.
-    const bool runs = qvrf::awaitRunning(op, pInterfaceName);
+    qvrf::CarrierWait carrier(pInterfaceName);
+    const bool        runs = carrier.running();
     SetAddrGenModeForIPV6(pInterfaceName);
     const s32 result = bounce(pInterfaceName, AF_INET);
-    if (runs && result == 0) qvrf::awaitRunning(op, pInterfaceName);
+    if (runs && result == 0) carrier.running();
     return result;
 }

@@ -4,7 +4,6 @@
 #include <net/if.h>
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +13,7 @@
 #include "osprivlegeArp.h"
 #include "osprivlegeCarrier.h"
 #include "osprivlegeInterface.h"
+#include "osprivlegePause.h"
 #include "osprivlegeSourceAddress.h"
 #include "shield.h"
 #include "trace.h"
@@ -121,12 +121,6 @@ bool answered(int socket) noexcept
     return true;
 }
 
-/** Sleeps to the end: a signal that the agent handles does not shorten the pause. */
-void pauseFor(unsigned int seconds) noexcept
-{
-    while (seconds > 0) seconds = ::sleep(seconds);
-}
-
 bool everyRequestAnswered(int socket, const Probe& probe, const ArpRequest& request, const sockaddr_ll& to)
 {
     for (unsigned int left = probe.requests; left > 0; --left) {
@@ -157,7 +151,7 @@ bool reached(const Probe& probe)
     }
     sockaddr_ll me;
     if (!boundStation(packets.get(), own.index, me)) return false;
-    if (own.wasDown) awaitRunning("OSSendARPProbeToTorvo", probe.interfaceName);
+    if (own.wasDown) CarrierWait(probe.interfaceName).running();
     return everyRequestAnswered(packets.get(), probe, arpRequest(me, source, probe.bmc), everybodyOn(me));
 }
 

@@ -1,14 +1,15 @@
 /** @file osprivlegeCarrier.cpp  Watches the flags of an interface until it runs. */
 #include "osprivlegeCarrier.h"
 
+#include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <sys/socket.h>
 
-#include <chrono>
+#include <array>
 #include <cstring>
 #include <thread>
 
-#include "osprivlegeAddressCheck.h"
-#include "smsupport.h"
+#include "owners.h"
 
 namespace qvrf {
 namespace {
@@ -16,7 +17,8 @@ namespace {
 constexpr std::chrono::seconds      kLongest{5};
 constexpr std::chrono::milliseconds kBetweenLooks{10};
 
-// The far end sees the carrier come and go as well, and swallows its answers until its own kernel has caught up.
+// A carrier that came while we waited: the far end sees it come and go as well, and swallows its answers until its own
+// kernel has caught up.
 constexpr int kSteadyLooks = 30;
 
 // The C library's <net/if.h> ends before it, and the kernel's cannot stand beside that.
@@ -26,39 +28,64 @@ constexpr unsigned kRunning = IFF_RUNNING | kLowerUp;
 enum class Carrier { there, missing, unknown };
 
 /**
- * Asked over the host's address list and not by SIOCGIFFLAGS: the kernel makes that list under the lock under which it
+ * The flags of one interface. By rtnetlink and not by SIOCGIFFLAGS: the kernel answers under the lock under which it
  * opens the interface's queue, so that an interface which it calls running also sends. IFF_RUNNING alone is not enough:
  * an interface that comes up for the first time has it until the kernel has looked for the carrier.
  */
-Carrier carrierOf(const char* interfaceName) noexcept
-{
-    AddressList list;
-    if (::getifaddrs(Receive(list)) != 0) {
-        __SysDbgPrint3("carrier of %s: getifaddrs failed!!\n", interfaceName);
-        return Carrier::unknown;
+class LinkQuestion {
+public:
+    explicit LinkQuestion(unsigned int index) noexcept
+        : kernel_(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE))
+    {
+        request_.head.nlmsg_len   = sizeof request_;
+        request_.head.nlmsg_type  = RTM_GETLINK;
+        request_.head.nlmsg_flags = NLM_F_REQUEST;
+        request_.link.ifi_index   = static_cast<int>(index);
     }
-    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        if (std::strcmp(entry->ifa_name, interfaceName) != 0) continue;
-        return (entry->ifa_flags & kRunning) == kRunning ? Carrier::there : Carrier::missing;
+    Carrier ask() const noexcept
+    {
+        Answer answer;
+        if (!kernel_ || ::send(kernel_.get(), &request_, sizeof request_, 0) < 0) return Carrier::unknown;
+        const ssize_t size = ::recv(kernel_.get(), &answer, sizeof answer, MSG_DONTWAIT);
+        if (size < static_cast<ssize_t>(sizeof(Message)) || answer.message.head.nlmsg_type != RTM_NEWLINK)
+            return Carrier::unknown;
+        return (answer.message.link.ifi_flags & kRunning) == kRunning ? Carrier::there : Carrier::missing;
     }
-    return Carrier::unknown;
-}
+
+private:
+    struct Message {
+        nlmsghdr  head;
+        ifinfomsg link;
+    };
+    union Answer {
+        Message                message;
+        std::array<char, 1024> bytes;  // the attributes behind the message are cut off
+    };
+
+    Descriptor kernel_;
+    Message    request_{};
+};
 
 }  // namespace
 
-bool awaitRunning(const char* op, const char* interfaceName) noexcept
+CarrierWait::CarrierWait(const char* interfaceName) noexcept : index_(::if_nametoindex(interfaceName)), left_(kLongest)
 {
-    const auto end     = std::chrono::steady_clock::now() + kLongest;
-    Carrier    carrier = carrierOf(interfaceName);
-    int        steady  = 0;
-    while (carrier != Carrier::unknown && steady < kSteadyLooks && std::chrono::steady_clock::now() < end) {
+}
+
+bool CarrierWait::running() noexcept
+{
+    const LinkQuestion link(index_);
+    Carrier            carrier = link.ask();
+    const auto         begin   = std::chrono::steady_clock::now();
+    auto               waited  = begin - begin;
+    for (int steady = carrier == Carrier::there ? kSteadyLooks : 0;
+         carrier != Carrier::unknown && steady < kSteadyLooks && waited < left_;
+         waited = std::chrono::steady_clock::now() - begin) {
         std::this_thread::sleep_for(kBetweenLooks);
-        carrier = carrierOf(interfaceName);
+        carrier = link.ask();
         steady  = carrier == Carrier::there ? steady + 1 : 0;
     }
-    if (carrier == Carrier::missing) {
-        __SysDbgPrint3("%s: interface %s has no carrier: switch the pass-through off and on\n", op, interfaceName);
-    }
+    left_ -= waited;
     return carrier == Carrier::there;
 }
 

@@ -2,15 +2,26 @@
 #ifndef OSPRIVLEGECARRIER_H
 #define OSPRIVLEGECARRIER_H
 
+#include <chrono>
+
 namespace qvrf {
 
 /**
- * Waits until the interface has been running for a moment, for five seconds at most. The kernel puts the carrier of an
- * interface that was brought up back in its own time, and swallows what is sent before.
- * @param op  logs under this name when the carrier does not come
- * @return false when it did not come, or the host cannot tell
+ * Waits until an interface runs. The kernel puts the carrier of an interface that was brought up back in its own time,
+ * and swallows what is sent before. A carrier that is there costs no time; all waits of one object together take five
+ * seconds at most.
  */
-bool awaitRunning(const char* op, const char* interfaceName) noexcept;
+class CarrierWait {
+public:
+    explicit CarrierWait(const char* interfaceName) noexcept;
+
+    /** @return false when no carrier came, or the kernel cannot tell */
+    bool running() noexcept;
+
+private:
+    unsigned int                        index_;
+    std::chrono::steady_clock::duration left_;
+};
 
 }  // namespace qvrf
 

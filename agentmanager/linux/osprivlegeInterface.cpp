@@ -20,9 +20,7 @@ ifreq requestFor(const char* interfaceName) noexcept
     ifreq request;
     OXAmemset_s(&request, sizeof request, 0, sizeof request);
     const std::size_t length = ::strnlen(interfaceName, IFNAMSIZ);
-    if (strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, length) != 0) {
-        __SysDbgPrint3("the interface name %s is too long\n", interfaceName);
-    }
+    strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, length);
     return request;
 }
 

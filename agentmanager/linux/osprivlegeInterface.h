@@ -8,7 +8,7 @@ namespace qvrf {
 
 /**
  * A request that names an interface; everything else is zero. A name of 16 or more characters is not cut, which could
- * name another interface: it is left out, which is logged, and the kernel refuses a request without a name.
+ * name another interface: it is left out, and the kernel refuses a request without a name.
  */
 ifreq requestFor(const char* interfaceName) noexcept;
 

@@ -1,15 +1,18 @@
 /** @file InsideTest.cpp  What no exported operation shows: texts without a NUL, a fork amid a renewal, held SIGPIPE. */
 #include <gtest/gtest.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <memory>
 #include <string>
 
 #include "OxaAutoUpdateUtilsDecode.h"
 #include "curlLx.h"
+#include "osprivlegePause.h"
 #include "qvrfutilLXSession.h"
 #include "qvrfutilSession.h"
 
@@ -60,6 +63,17 @@ TEST(Inside, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
         EXPECT_TRUE(qvrf::needsScope(address)) << address;
     for (const char* address : {"", "[", "[]", "169.254.1.1", "::1", "[fe80::1%usb0]", "[fec0::1]", "fe80::1]"})
         EXPECT_FALSE(qvrf::needsScope(address)) << address;
+}
+
+TEST(Inside, ASignalShortensNoPause)
+{
+    using Clock = std::chrono::steady_clock;
+    signal(SIGALRM, [](int) {});
+    const auto      begin = Clock::now();
+    const itimerval soon{{}, {0, 300000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    qvrf::pauseFor(1);
+    EXPECT_GE(Clock::now() - begin, std::chrono::seconds(1));
 }
 
 TEST(PipeSignal, TheHostsHandlerOutlivesOverlappingTransfers)

@@ -1,13 +1,12 @@
 /** @file OxaAutoUpdateUtilsReport.cpp  Where the BMC keeps the update package, which versions there are, and the link.
  */
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
+#include "osprivlegePause.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"
@@ -81,7 +80,7 @@ void waitForLink() noexcept
 {
     const std::clock_t start = std::clock();
     while (start != -1 && std::clock() - start < kBusyTicks) continue;
-    for (unsigned left = kLinkSettlingSeconds; left != 0;) left = ::sleep(left);  // signals make it no shorter
+    pauseFor(kLinkSettlingSeconds);
 }
 
 s32 setUpPassThru() noexcept
