@@ -24,7 +24,8 @@ FUZZ(versions)
 FUZZ(urls)
 {
     auto url = fuzz::text(in.line()), reply = fuzz::text(in.rest());
-    for (const astring* port : {qvrf::portInUrl(url.data()), qvrf::portInCommandReply(reply.data())})
+    bool hasHost = false;
+    for (const astring* port : {qvrf::portInUrl(url.data(), hasHost), qvrf::portInCommandReply(reply.data())})
         fuzz::hold(port == nullptr || std::strlen(port) < url.size() + reply.size(), "a part of the text");
     char cut[8];
     qvrf::copyCut(cut, sizeof cut, url.data());

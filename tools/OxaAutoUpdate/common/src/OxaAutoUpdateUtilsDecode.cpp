@@ -34,13 +34,12 @@ void ipv6Text(const u8* address, astring (&text)[APM_IPV6_ADDRESS_SIZE]) noexcep
               a[7], a[8], a[9], a[10], a[11], a[12], a[13], a[14], a[15]);
 }
 
-const astring* portInUrl(astring* text) noexcept
+const astring* portInUrl(astring* text, bool& hasHost) noexcept
 {
     // The delimiters are sets of characters. The first token is what stands before the URL, the second the host.
     astring* context = nullptr;
-    if (!strtok_s(text, "https://", &context)) return nullptr;
-    if (!strtok_s(nullptr, "https://", &context)) return nullptr;
-    return strtok_s(nullptr, ":", &context);
+    hasHost = strtok_s(text, "https://", &context) != nullptr && strtok_s(nullptr, "https://", &context) != nullptr;
+    return hasHost ? strtok_s(nullptr, ":", &context) : nullptr;
 }
 
 const astring* portInCommandReply(astring* reply) noexcept

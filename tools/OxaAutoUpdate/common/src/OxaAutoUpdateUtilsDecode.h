@@ -25,8 +25,9 @@ void ipv6Text(const u8* address, astring (&text)[APM_IPV6_ADDRESS_SIZE]) noexcep
 /**
  * The port in a text that holds an HTTPS URL, nullptr when there is none. The text is taken apart in place and holds
  * the result. One character that is none of "https:/" comes before the URL: the BMC's length byte.
+ * @param[out] hasHost  whether there is anything that a port could stand behind
  */
-const astring* portInUrl(astring* text) noexcept;
+const astring* portInUrl(astring* text, bool& hasHost) noexcept;
 
 /**
  * The port in a command reply "[Key=...]", line feed, "HttpsPort=443"; nullptr when there is none. The reply is taken

@@ -1,4 +1,6 @@
 /** @file OxaAutoUpdateUtilsDiscovery.cpp  Discovery of the BMC's addresses on the USB NIC link. */
+#include <algorithm>
+
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsDecode.h"
 #include "OxaAutoUpdateUtilsRows.h"
@@ -21,9 +23,11 @@ struct Ipv4Form {
     const IpmiRow& first;
     s32            failure;
     s32            noMemory;
+    void (*copy)(const astring*, astring*);
 };
-constexpr Ipv4Form kIpv4{"APMDiscoveryUSBNICIPAddress", rows::kIpv4Length, 1, 9};
-constexpr Ipv4Form kIpv4NewGen{"APMDiscoveryFetchIPv4IpAddressNewGenandAbove", rows::kIpv4LengthNewGen, -1, -1};
+constexpr Ipv4Form kIpv4{"APMDiscoveryUSBNICIPAddress", rows::kIpv4Length, 1, 9, ConverHexToAscii};
+constexpr Ipv4Form kIpv4NewGen{"APMDiscoveryFetchIPv4IpAddressNewGenandAbove", rows::kIpv4LengthNewGen, -1, -1,
+                               APMSuptConverHexToAscii};
 
 s32 ipv4Address(const Ipv4Form& form, astring* address) noexcept
 {
@@ -38,13 +42,14 @@ s32 ipv4Address(const Ipv4Form& form, astring* address) noexcept
     const u16 length = bmc.be16(kTextLength);
     if (!bmc.send(rows::forLength(rows::kIpv4Text, length)).ok()) return form.failure;
 
-    SmOwned<astring> text = smText(length);
+    // A BMC may tell less than it sends.
+    SmOwned<astring> text = smText(std::max(u32{length}, u32{QVHIPM_BUFFER_SIZE}));
     if (!text) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the address text.\n", form.op);
         return form.noMemory;
     }
-    copyCut(text.get(), length, bmc.text(kText));
-    const auto part = addressPart({text.get(), ::strnlen(text.get(), length)});
+    bmc.copyText(kText, form.copy, text.get());
+    const auto part = addressPart(text.get());
     if (!part) {
         __SysDbgPrint3("[AUFPI]%s: IPPort is not well formed.\n", form.op);
         return form.failure;

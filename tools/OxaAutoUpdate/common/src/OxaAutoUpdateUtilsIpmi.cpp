@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "OxaAutoUpdateUtilsDecode.h"
 #include "qvisocppsecurecompat.h"
 #include "smsupport.h"
 
@@ -43,6 +44,13 @@ std::string_view IpmiExchange::text(std::size_t i) const noexcept
 {
     const char* start = reinterpret_cast<const char*>(from(i));
     return {start, ::strnlen(start, QVHIPM_BUFFER_SIZE - i)};
+}
+
+void IpmiExchange::copyText(std::size_t i, void (*copy)(const astring*, astring*), astring* to) const noexcept
+{
+    astring terminated[QVHIPM_BUFFER_SIZE + 1];
+    copyCut(terminated, sizeof terminated, text(i));
+    copy(terminated, to);
 }
 
 void IpmiExchange::trace(std::size_t first, std::size_t last) const noexcept

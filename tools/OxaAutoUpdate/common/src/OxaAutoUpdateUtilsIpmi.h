@@ -84,6 +84,8 @@ public:
     /** The text from @p i to its NUL, or to the buffer's end. */
     std::string_view text(std::size_t i) const noexcept;
     const u8*        from(std::size_t i) const noexcept { return buffer() + i; }
+    /** Copies the text from @p i by the exported @p copy, which the log shows; @p to has room for any reply's text. */
+    void copyText(std::size_t i, void (*copy)(const astring*, astring*), astring* to) const noexcept;
 
     /** Writes reply bytes @p first to @p last to the trace. */
     void trace(std::size_t first, std::size_t last) const noexcept;

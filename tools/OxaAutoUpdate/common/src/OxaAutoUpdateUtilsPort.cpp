@@ -59,21 +59,24 @@ s32 httpsPort(const char* op, astring* port) noexcept
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the URL.\n", op);
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    copyCut(url.get(), kUrlSize, bmc.text(kUrlText));
+    bmc.copyText(kUrlText, ConverHexToAscii, url.get());
     if (::strnlen(url.get(), kFirstTextBound) == 0) return portByCommand(op, port);
 
     __SysDbgPrint4("[AUFPI]%s: request bytes 4 and 5: %d %d\n", op, rows::kUrlRest.bytes[4], rows::kUrlRest.bytes[5]);
     if (const IpmiResult sent = bmc.send(rows::kUrlRest); !sent.ok()) return sent.statusOr(OXA_UPDATE_FAILED);
-    SmOwned<astring> rest = smText(length);
+    SmOwned<astring> rest = smText(u32{length} + 1);
     if (!rest) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the rest of the URL.\n", op);
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    textOfBytes(bmc.from(kUrlRestStart), kUrlRestSize, rest.get(), length);
+    textOfBytes(bmc.from(kUrlRestStart), kUrlRestSize, rest.get(), std::size_t{length} + 1);
     strncat_s(url.get(), kUrlSize, rest.get(), ::strnlen(rest.get(), length));
 
-    if (!std::strchr(url.get(), ':')) __SysDbgPrint4("[AUFPI]%s: IPPort = %s\n", op, "");
-    return writePort(op, portInUrl(url.get()), port);
+    const bool           hasColon = std::strchr(url.get(), ':') != nullptr;
+    bool                 hasHost  = false;
+    const astring* const found    = portInUrl(url.get(), hasHost);
+    if (hasHost && !hasColon) __SysDbgPrint4("[AUFPI]%s: IPPort = %s\n", op, "");
+    return writePort(op, found, port);
 }
 
 s32 httpsPortNewGen(const char* op, astring* port) noexcept

@@ -44,7 +44,9 @@ s32 packageVersion(const char* op, astring* version) noexcept
     bmc.trace(10, 14);
 
     const std::string_view text = bmc.text(kPackageText);
-    copyCut(version, APM_VERSION_SIZE, text);
+    astring                cut[APM_VERSION_SIZE];  // the caller has room for no more
+    copyCut(cut, sizeof cut, text);
+    ConverHexToAscii(cut, version);
     // Refused for a text that does not fit, which leaves the last version that did; and without a NUL of its own.
     strncpy_s(OxaUpdatedVersion, sizeof OxaUpdatedVersion, text.data(), text.size());
     return 0;
