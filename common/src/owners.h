@@ -3,7 +3,6 @@
 #define OWNERS_H
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -120,20 +119,6 @@ public:
 private:
     int fd_;
 };
-
-/**
- * A file for writing, as fopen's "wb" opens it, but never writable for others when it is new, and not inherited by the
- * programs that the process starts. Empty when it cannot be opened.
- */
-inline File newFile(const char* path) noexcept
-{
-    constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
-    Descriptor       file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
-    if (!file) return nullptr;
-    File stream(::fdopen(file.get(), "wb"));
-    if (stream) file.release();
-    return stream;
-}
 
 }  // namespace qvrf
 

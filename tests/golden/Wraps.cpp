@@ -158,6 +158,16 @@ int __wrap_open(const char* path, int flags, ...)
     return refused("open") ? -1 : __real_open(path, flags, mode);
 }
 
+int __real_openat(int at, const char* path, int flags, ...);
+int __wrap_openat(int at, const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return refused("openat") ? -1 : __real_openat(at, path, flags, mode);
+}
+
 int __real_close(int fd);
 int __wrap_close(int fd)
 {

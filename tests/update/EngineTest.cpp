@@ -1,4 +1,6 @@
 /** @file EngineTest.cpp  The update engine through the library's exported operations. */
+#include <sys/stat.h>
+
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
@@ -22,16 +24,12 @@ protected:
         SMFreeMem(std::exchange(pOXAInstallPath, nullptr));
         SMFreeMem(std::exchange(pExecutionDirectory, nullptr));
     }
-    /** What @p operation and its commands print, on standard output and on standard error. */
     template <class Operation>
-    std::pair<std::string, std::string> printedBy(Operation operation)
+    std::string printedBy(Operation operation)
     {
         testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
         operation();
-        std::fflush(stdout);
-        const std::string out = testing::internal::GetCapturedStdout();
-        return {out, testing::internal::GetCapturedStderr()};
+        return testing::internal::GetCapturedStdout();
     }
 };
 
@@ -66,12 +64,11 @@ TEST_F(Engine, ForcedRunsUninstallWhatThePackageManagerKnows)
         "printf '#!/bin/sh\\necho qvoxa-agent-1.0-1\\n' > ../rpm/rpm && chmod 755 ../rpm/rpm");
     const std::string path = ::getenv("PATH");
     ::setenv("PATH", (bench + "/bin").c_str(), 1);
-    const auto [fresh, complaint] = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 1), 0); });
+    const std::string fresh = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 1), 0); });
     ::setenv("PATH", (bench + "/rpm:" + path).c_str(), 1);
-    const auto [again, nothing] = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 0), 0); });
+    const std::string again = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 0), 0); });
     ::setenv("PATH", path.c_str(), 1);
     EXPECT_FALSE(has(fresh, "ninstall")) << fresh;
-    EXPECT_EQ(complaint + nothing, "") << "a shell's complaint";
     EXPECT_TRUE(has(again,
                     "was successful.\nUninstalling of Torvo Service Module is in progress.\n"
                     "Torvo Service Module Uninstalled successfully.\n"
@@ -99,6 +96,27 @@ TEST_F(Engine, StandaloneCopyIsSetUpAndUndone)
     fs::create_symlink("../precious", ".qvoxareg.cfg");
     EXPECT_EQ(CheckStandaloneAutoUpdate(), OXA_UPDATE_FAILED);
     EXPECT_EQ(readFile("../precious"), "mine");
+}
+
+TEST_F(Engine, WritesThroughNobodyElsesLinksAndPipesInAPublicDirectory)
+{
+    const std::string precious = bench + "/precious/file";
+    const auto        download = [](const char* name) {
+        return DownloadHTTPSFile(Path("."), Path("https://127.0.0.1:1"), Path(name));  // opens the file, then fails
+    };
+    fs::permissions(".", fs::perms(01777));
+    fs::create_symlink(precious, "link");
+    fs::create_hard_link(precious, "second");
+    shell("mkfifo pipe && chown -h 1:1 link pipe");
+    for (const char* name : {"link", "second", "pipe"}) EXPECT_EQ(download(name), OXA_UPDATE_NOT_DOWNLOADED) << name;
+    EXPECT_EQ(readFile(precious), "mine\n");
+    shell("chown -h 0:0 link");
+    const mode_t before = ::umask(0);
+    download("link");
+    download("new");
+    ::umask(before);
+    EXPECT_EQ(readFile(precious), "") << "a link of our own leads where it leads";
+    EXPECT_EQ(modeOf("new"), 0644u);
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 /** @file InterruptTest.cpp  Updates while something happens: they are ended, killed, met by another, attacked. */
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "UpdateBench.h"
 #include "owners.h"
@@ -70,7 +73,7 @@ TEST_F(Interrupt, KilledUpdatesInstallerIsNotMetByASecond)
     install("2.2.0");
     EXPECT_EQ(tool({"--version-report"}).exit, 0);
     EXPECT_FALSE(fs::exists(".qvoxareg.cfg"));
-    const Outcome next = tool({"--silent"});
+    const Outcome next = run({"/bin/sh", "-c", "exec unshare -m " + program + " --silent"});  // as a service may be
     EXPECT_EQ(next.exit, 6);
     EXPECT_EQ(next.out, "Another instance of Oxa qvoxa-sync is already running.\n");
     EXPECT_TRUE(fs::exists(home + "/.OXAAutoUpdate/setup.sh"));
@@ -133,17 +136,25 @@ TEST_F(Interrupt, PackageCannotBeChangedBetweenItsChecks)
     EXPECT_EQ(update.wait().exit, 0);
 }
 
-TEST_F(Interrupt, StrangerWithAReadLockStopsNoUpdate)
+TEST_F(Interrupt, NothingOfAStrangersStopsAnUpdate)
 {
     install("1.0.0");
     const std::string lock = home + "/.autoupdate";
     writeFile(lock, "");
-    shell("chmod 644 " + lock);
-    const qvrf::Descriptor file(::open(lock.c_str(), O_RDONLY | O_CLOEXEC));
-    struct flock           whole {};
-    whole.l_type = F_RDLCK;
-    ASSERT_EQ(::fcntl(file.get(), F_SETLK, &whole), 0);
+    shell("chmod 666 " + lock);
+    const pid_t stranger = ::fork();
+    if (stranger == 0) {  // every lock that there is, with root's right but not its name
+        const int    file = ::open(lock.c_str(), O_RDWR | O_CLOEXEC);
+        struct flock whole {};
+        whole.l_type    = F_WRLCK;
+        const bool held = ::flock(file, LOCK_EX) == 0 && ::fcntl(file, F_SETLK, &whole) == 0;
+        if (held && ::setresuid(1, 0, 0) == 0) writeFile("held", "");
+        for (;;) ::pause();
+    }
+    EXPECT_TRUE(comesTrue([] { return fs::exists("held"); }));
     EXPECT_EQ(tool({"--silent"}).exit, 0);
+    ::kill(stranger, SIGKILL);
+    ::waitpid(stranger, nullptr, 0);
     EXPECT_EQ(installedVersion(), "2.1.0");
     EXPECT_EQ(modeOf(lock), 0600u);
 }

@@ -10,6 +10,8 @@ struct Stage {
     Stage()
     {
         fs::create_directories(kBench + "/served");
+        shell("command -v rpm >/dev/null || { printf '#!/bin/sh\\n' >/opt/bench/rpm && chmod 755 /opt/bench/rpm; }");
+        ::setenv("PATH", (::getenv("PATH") + (':' + kBench)).c_str(), 1);
         shell("mkdir tool && touch tool/qvoxa-sync && mount --bind " QVOXA_SYNC_PROGRAM " tool/qvoxa-sync");
         bmc.reset(new Torvosim("old", {"--https-address", "127.0.0.1", "--package-dir", kBench + "/served"}));
         for (const auto& [name, value] :

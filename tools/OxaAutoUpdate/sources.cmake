@@ -25,10 +25,12 @@ target_sources(qvrfutil_objects PRIVATE
   ${oxa}/linux/src/OxaAutoUpdateLinuxEnvironment.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxInstall.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxInstance.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxLock.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxOutput.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxPrepare.cpp
-  ${oxa}/linux/src/OxaAutoUpdateLinuxProcesses.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxReason.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxShell.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxSignature.cpp
+  ${oxa}/linux/src/OxaAutoUpdateLinuxTree.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxUtils.cpp
   ${oxa}/linux/src/OxaAutoUpdateLinuxUtilsFiles.cpp)

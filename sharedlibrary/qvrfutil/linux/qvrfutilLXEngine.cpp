@@ -1,6 +1,7 @@
 /** @file qvrfutilLXEngine.cpp  The way of an authenticated request, step by step. */
 #include "qvrfutilLXEngine.h"
 
+#include "OxaAutoUpdateLinuxOutput.h"
 #include "qvrfutilLX.h"
 #include "qvrfutilLXKept.h"
 #include "trace.h"
@@ -64,7 +65,7 @@ private:
     {
         if (!set(QVRF_OPT(CURLOPT_SSLVERSION), 0L)) return QVRFUTIL_CURL_FAILED;
         if (request_.file == nullptr) return OXA_SUCCESS;
-        file_ = newFile(request_.file);
+        file_ = openForWriting(request_.file);
         if (file_) return OXA_SUCCESS;
         __SysDbgPrint3("%s: Error in opening the file %s.\n", op_, request_.file);
         return QVRFUTIL_FAILURE;

@@ -96,7 +96,7 @@ extern "C" s32 QVRFUTILInit(booln IPv6Stack)
 {
     static constexpr char op[] = "QVRFUTILInit";
     const TraceScope      trace(op);
-    if (qvrf::runShell("modprobe ipmi_devintf > /dev/null 2>&1") != 0)
+    if (qvrf::runShell(op, "modprobe ipmi_devintf > /dev/null 2>&1") != 0)
         __SysDbgPrint3("%s: ipmi_devintf loading failed.\n", op);
 
     giSServerNewGenAndAbove = TRUE;

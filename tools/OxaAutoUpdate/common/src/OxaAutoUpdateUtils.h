@@ -128,7 +128,10 @@ extern astring* pExecutionDirectory;
 /** The agent's installation path, 4096 bytes of SMAllocMem, never released; NULL until an operation fills it. */
 extern astring* pOXAInstallPath;
 
-/** What the last version check decided: 0 update, 1 install, 2 downgrade, -1 unknown or no package on the BMC. */
+/**
+ * What the last version check decided: 0 update, 1 install, 2 downgrade, -1 unknown or no package on the BMC. A forced
+ * run installs, whatever the versions.
+ */
 extern s32 installationType;
 
 /** 1 once OxaSetupOSBMCPassThru has switched the link on. */
@@ -190,8 +193,9 @@ s32 InitOxaAutoUpdateLog(void);
 
 /**
  * Records a finished update, with OxaUpdatedVersion and installationType: runs the agent's usage logger, appends a
- * message to the operating system's log and exports it to the BMC's KS log. A failed export is tried again 5 seconds
- * later; after three failures in the life of a process nothing is exported any more.
+ * message to the operating system's log and exports it to the BMC's KS log. A forced downgrade stands there as
+ * "installed". A failed export is tried again 5 seconds later; after three failures in the life of a process, each with
+ * its pause, nothing is exported any more: the call that meets them blocks for 15 seconds.
  * @return the usage logger's status as system() gives it, whatever became of the logs; 9 out of memory
  */
 s32 OxaAutoUpdateLogtoOSKS(void);

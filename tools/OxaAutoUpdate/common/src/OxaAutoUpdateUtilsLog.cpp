@@ -1,5 +1,5 @@
 /** @file OxaAutoUpdateUtilsLog.cpp  The installation path, and the record of a finished update in the logs. */
-#include <array>
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -63,6 +63,34 @@ const char* verbOf(s32 installation) noexcept
     }
 }
 
+/** Verb, version and user of the message, as the BMC's log takes them: an array of texts of the platform's. */
+class MessageArguments {
+public:
+    static constexpr u32 kCount = 3;
+
+    MessageArguments() noexcept : texts_(static_cast<astring**>(SMAllocMem(kCount * sizeof(astring*))))
+    {
+        if (!texts_) return;
+        texts_.get()[1] = smCopy({OxaUpdatedVersion, ::strnlen(OxaUpdatedVersion, APM_VERSION_SIZE)}).release();
+        texts_.get()[2] = smCopy(kUser).release();
+        texts_.get()[0] = smCopy(verbOf(installationType)).release();
+    }
+    ~MessageArguments()
+    {
+        for (u32 i = 0; texts_ && i < kCount; ++i) SMFreeMem(texts_.get()[i]);
+    }
+    MessageArguments(MessageArguments&&) = delete;
+
+    explicit operator bool() const noexcept
+    {
+        return texts_ && std::all_of(get(), get() + kCount, [](const astring* text) { return text != nullptr; });
+    }
+    astring** get() const noexcept { return texts_.get(); }
+
+private:
+    SmOwned<astring*> texts_;
+};
+
 void exportToKsLog(const char* op, astring** arguments, u32 count) noexcept
 {
     static u8 i = 0;
@@ -86,29 +114,26 @@ s32 recordUpdate(const char* op) noexcept
     }
     sprintf_s(command.get(), kPathSize, "%s/%s %s %s", kDefaultInstallPath, "lib64/qvoxa/oxamutlogger", "AutoUpdate",
               "os=Linux");
-    const s32 status = runShell(command.get());
+    const s32 status = runShell(op, command.get());
     if (status != 0)
         __SysDbgPrint3("%s: feature enabled tracking failed.\n", op);
     else
         __SysDbgPrint4("%s: feature enabled tracking message logged.\n", op);
 
     const SmOwned<astring> message = smText(kMessageSize);
-    const SmOwned<astring> verb    = smCopy(verbOf(installationType));
-    const SmOwned<astring> version = smCopy({OxaUpdatedVersion, ::strnlen(OxaUpdatedVersion, APM_VERSION_SIZE)});
-    const SmOwned<astring> user    = smCopy(kUser);
-    if (!message || !verb || !version || !user) {
+    const MessageArguments arguments;
+    if (!message || !arguments) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the message.\n", op);
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    std::array<astring*, 3> arguments{verb.get(), version.get(), user.get()};
     sprintf_s(message.get(), kMessageSize,
               "The Auto Update feature successfully %s the Torvo Service Module to version %s, where the server "
               "operating system (OS) user is %s.",
-              verb.get(), version.get(), user.get());
+              arguments.get()[0], arguments.get()[1], arguments.get()[2]);
     if (SMAppendToOSSysLog(kOsLogType, kOsLogLevel, kOsLogEventId, "Torvo Service Module", message.get(), kMessageId, 0,
                            nullptr) != 0)
         __SysDbgPrint3("[AUFPI]%s: failed SMAppendToOSSysLog.\n", op);
-    exportToKsLog(op, arguments.data(), static_cast<u32>(arguments.size()));
+    exportToKsLog(op, arguments.get(), MessageArguments::kCount);
     return status;
 }
 

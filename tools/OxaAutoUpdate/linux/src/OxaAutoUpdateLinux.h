@@ -99,14 +99,14 @@ s32 OXAAutoUpdateReason(astring* pReason, u32 size);
 
 /**
  * Downloads one file, within 10 seconds. The BMC's certificate is not checked. A file that could not be downloaded
- * whole stays as far as it came. The file is readable and writable by this user alone; it is not written through a
- * symbolic link, or over a file with several names.
+ * whole stays as far as it came. A new file has the mode that the process's mask leaves of 0644; one that is there is
+ * overwritten and keeps its own. In a directory that others can write, nothing is written through a link, a pipe or a
+ * device of another user's, or over a file with several names.
  * @param pDestTmpDir    the directory to store it in
  * @param pHttpsUrl      the address of the directory that it is in
  * @param pDownloadFile  its name
- * @return 0; 5 the download failed, or an argument is NULL; 9 out of memory; 1001 the host and the BMC have no TLS
- *         version in common
- * One transfer at a time in a process.
+ * @return 0; 5 the download failed, or an argument is NULL or longer than 4096 characters; 9 out of memory; 1001 the
+ * host and the BMC have no TLS version in common One transfer at a time in a process.
  */
 s32 DownloadHTTPSFile(astring* pDestTmpDir, astring* pHttpsUrl, astring* pDownloadFile);
 
@@ -130,7 +130,8 @@ s32 downloadOxaUpdatePackage(astring* pDestDir);
 /* --- The update ------------------------------------------------------------------------------------------------- */
 
 /**
- * Downloads, verifies and unpacks an update where one is due, and claims the host for this process until it ends. Says
+ * Downloads, verifies and unpacks an update where one is due, and claims the host for this process until it ends, by a
+ * lock on .autoupdate in the installation, which root alone can open then. Says
  * on standard output how it goes. Sets installationType. Uses /tmp/.AutoUpdate and /tmp/.signature; whatever was there
  * is removed, but for a file of root's own at the second: the update fails then. Needs root.
  * @param forceFlag  not 0: also when the same or a newer version is installed, or that is not known
@@ -142,8 +143,10 @@ s32 downloadOxaUpdatePackage(astring* pDestDir);
 s32 PrepareOXAAutoUpdate(booln forceFlag, astring* pTempDir);
 
 /**
- * Prepares an update, runs its installer and records the outcome in the logs. Says on standard output how it goes.
- * Needs root. A process that ignores SIGCHLD never learns how a command ended: every update fails there.
+ * Prepares an update, runs its installer and records the outcome in the logs, which may take 15 seconds (see
+ * OxaAutoUpdateLogtoOSKS). Says on standard output how it goes. Of the commands that it runs, what stands on standard
+ * error is the shell's: without rpm, a forced run has its complaint there. Needs root. A process that ignores SIGCHLD
+ * never learns how a command ended: every update fails there.
  * @param installArgs  more arguments for the installer, as the shell takes them; may be NULL. Not used when the
  *                     installer talks to the user.
  * @param force        not 0: removes an installed agent and installs, whatever the versions

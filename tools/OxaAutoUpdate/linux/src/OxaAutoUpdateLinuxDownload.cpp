@@ -1,8 +1,4 @@
 /** @file OxaAutoUpdateLinuxDownload.cpp  Fetches the update package's files from the BMC. */
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +6,8 @@
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxDecide.h"
+#include "OxaAutoUpdateLinuxOutput.h"
+#include "OxaAutoUpdateLinuxPrepare.h"
 #include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
@@ -21,11 +19,10 @@
 namespace qvrf {
 namespace {
 
-constexpr u32    kUrlSize         = 4096;
-constexpr int    kTextBound       = 4096;
-constexpr mode_t kDirectoryMode   = 0755;
-constexpr mode_t kFileMode        = 0600;
-constexpr long   kTransferSeconds = 10;
+constexpr u32         kUrlSize         = 4096;
+constexpr std::size_t kTextBound       = 4096;
+constexpr mode_t      kDirectoryMode   = 0755;
+constexpr long        kTransferSeconds = 10;
 
 constexpr char kManifest[] = "sha256sum";
 
@@ -69,36 +66,15 @@ bool prepare(CURL* easy, const astring* url) noexcept
            set(easy, CURLOPT_URL, "URL", url);
 }
 
-/**
- * A file that nobody else may read or change, whatever the process's mask: between its check and its use root relies on
- * it. Not through a link that somebody laid there, and not over a file that has another name elsewhere.
- */
-int openPrivate(const astring* path) noexcept
-{
-    const int   fd = ::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
-    struct stat status {};
-    if (fd == -1) return -1;
-    const bool known = ::fstat(fd, &status) == 0;
-    if (known && !S_ISREG(status.st_mode)) return fd;
-    if (known && status.st_nlink == 1 && ::ftruncate(fd, 0) == 0) {
-        // One that was there before may be more open. Some file systems have no modes to set.
-        if (::fchmod(fd, kFileMode) != 0) __SysDbgPrint4("[AUFPI]DownloadFileFromTorvo: no mode for %s.\n", path);
-        return fd;
-    }
-    ::close(fd);
-    errno = EEXIST;
-    return -1;
-}
+/** How the file is opened that an answer goes to. */
+using OpenOutput = File (*)(const char* path) noexcept;
 
-bool open(File& file, const astring* path) noexcept
+bool opened(File& file, const astring* path, OpenOutput open) noexcept
 {
-    const int fd = openPrivate(path);
-    if (fd >= 0) file.reset(::fdopen(fd, "w"));
+    file = open(path);
     if (file != nullptr) return true;
-    const int why = errno;
-    if (fd >= 0) ::close(fd);
+    setReason("%s cannot be written: %s", path, std::strerror(errno));
     __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: file %s open failed.\n", path);
-    setReason("%s cannot be written: %s", path, std::strerror(why));
     return false;
 }
 
@@ -144,7 +120,7 @@ s32 checkWhole(CURL* easy, const astring* url, std::FILE* file) noexcept
     return OXA_UPDATE_FAILED;
 }
 
-s32 transfer(const astring* url, const astring* path, File& file) noexcept
+s32 transfer(const astring* url, const astring* path, OpenOutput open, File& file) noexcept
 {
     const GlobalState global;
     if (global.status() != CURLE_OK) {
@@ -156,7 +132,8 @@ s32 transfer(const astring* url, const astring* path, File& file) noexcept
         __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: curl init failed.\n");
         return OXA_UPDATE_FAILED;
     }
-    if (!leadToBmc("DownloadFileFromTorvo", easy.get(), nullptr) || !prepare(easy.get(), url) || !open(file, path) ||
+    if (!leadToBmc("DownloadFileFromTorvo", easy.get(), nullptr) || !prepare(easy.get(), url) ||
+        !opened(file, path, open) ||
         !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url))
         return OXA_UPDATE_FAILED;
 
@@ -172,11 +149,11 @@ s32 transfer(const astring* url, const astring* path, File& file) noexcept
     return OXA_UPDATE_FAILED;
 }
 
-s32 DownloadFileFromTorvo(const astring* url, const astring* path) noexcept
+s32 DownloadFileFromTorvo(const astring* url, const astring* path, OpenOutput open) noexcept
 {
     const TraceScope trace("DownloadFileFromTorvo", kUpdateTrace);
     File             file;
-    const s32        status = transfer(url, path, file);
+    const s32        status = transfer(url, path, open, file);
     if (file == nullptr || std::fclose(file.release()) == 0 || status != 0) return status;
     // The last bytes are written only now: on a full disk the file is short although the transfer was whole.
     setReason("%s could not be written: %s", path, std::strerror(errno));
@@ -184,24 +161,35 @@ s32 DownloadFileFromTorvo(const astring* url, const astring* path) noexcept
     return OXA_UPDATE_FAILED;
 }
 
-s32 download(const astring* directory, const astring* baseUrl, const astring* name) noexcept
+bool isWithinBound(const astring* text) noexcept
 {
+    return ::strnlen(text, kTextBound + 1) <= kTextBound;
+}
+
+s32 download(const astring* directory, const astring* baseUrl, const astring* name, OpenOutput open) noexcept
+{
+    const TraceScope trace("DownloadHTTPSFile", kUpdateTrace);
     if (directory == nullptr || baseUrl == nullptr || name == nullptr) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: an argument is null.\n");
         return OXA_UPDATE_NOT_DOWNLOADED;
     }
-    const SmOwned<astring> url = smFormat("%.*s/%.*s", kTextBound, baseUrl, kTextBound, name);
+    if (!isWithinBound(directory) || !isWithinBound(baseUrl) || !isWithinBound(name)) {
+        setReason("an address or a path is longer than %zu characters", kTextBound);
+        __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: an argument is longer than %zu characters.\n", kTextBound);
+        return OXA_UPDATE_NOT_DOWNLOADED;
+    }
+    const SmOwned<astring> url = smFormat("%s/%s", baseUrl, name);
     if (!url) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: allocation failed downloadUrl = null.\n");
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
     __SysDbgPrint4("[AUFPI]DownloadHTTPSFile: downloadUrl %s.\n", url.get());
-    const SmOwned<astring> path = smFormat("%.*s/%.*s", kTextBound, directory, kTextBound, name);
+    const SmOwned<astring> path = smFormat("%s/%s", directory, name);
     if (!path) {
         __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: failed to alloc memory tmpFileName = null.\n");
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    const s32 status = DownloadFileFromTorvo(url.get(), path.get());
+    const s32 status = DownloadFileFromTorvo(url.get(), path.get(), open);
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]DownloadHTTPSFile: DownloadFileFromTorvo failed with status %d.\n", status);
     return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
@@ -256,8 +244,8 @@ Package newPackage() noexcept
 
 class PackageDownload {
 public:
-    PackageDownload(astring* directory, astring* url, StructOxaPloxPackage& package) noexcept
-        : directory_(directory), url_(url), package_(package)
+    PackageDownload(astring* directory, astring* url, StructOxaPloxPackage& package, OpenOutput open) noexcept
+        : directory_(directory), url_(url), package_(package), open_(open)
     {
     }
 
@@ -288,7 +276,7 @@ private:
     s32 fetchOne(astring* file) noexcept
     {
         // The manifest comes over an unchecked link: it must not choose where we write.
-        if (staysBelow(file)) return DownloadHTTPSFile(directory_, url_, file);
+        if (staysBelow(file)) return download(directory_, url_, file, open_);
         setReason("the manifest names a file outside the package: %s", file);
         return OXA_UPDATE_NOT_DOWNLOADED;
     }
@@ -309,10 +297,12 @@ private:
     astring*              directory_;
     astring*              url_;
     StructOxaPloxPackage& package_;
+    OpenOutput            open_;
 };
 
-s32 downloadPackage(astring* directory, bool everySystem) noexcept
+s32 downloadPackage(astring* directory, bool everySystem, OpenOutput open) noexcept
 {
+    const TraceScope trace("DownloadOxaAutoUpdateFile", kUpdateTrace);
     if (directory == nullptr) {
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pDestTmpDir = null.\n");
         return OXA_UPDATE_FAILED;
@@ -333,7 +323,7 @@ s32 downloadPackage(astring* directory, bool everySystem) noexcept
         return OXA_UPDATE_FAILED;
     }
     __SysDbgPrint4("[AUFPI]DownloadOxaAutoUpdateFile: URL is %s.\n", url.get());
-    return PackageDownload(directory, url.get(), *package).run(everySystem);
+    return PackageDownload(directory, url.get(), *package, open).run(everySystem);
 }
 
 s32 downloadForUser(astring* directory) noexcept
@@ -356,7 +346,7 @@ s32 downloadForUser(astring* directory) noexcept
         __SysDbgPrint3("[AUFPI]%s: CreateDirectory %s failed.\n", op, orEmpty(directory));
         return OXA_UPDATE_FAILED;
     }
-    const s32 status = DownloadOxaAutoUpdateFile(directory, 1);
+    const s32 status = downloadPackage(directory, true, openForWriting);
     if (status == 0) return 0;
     __SysDbgPrint3("[AUFPI]%s: DownloadOxaAutoUpdateFile failed with status %d.\n", op, status);
     std::printf("Downloading of Torvo Service Module update packages failed with status %d.\n", status);
@@ -364,18 +354,22 @@ s32 downloadForUser(astring* directory) noexcept
 }
 
 }  // namespace
+
+s32 downloadOwnPackage(astring* directory) noexcept
+{
+    return downloadPackage(directory, false, openPrivate);
+}
+
 }  // namespace qvrf
 
 extern "C" s32 DownloadHTTPSFile(astring* pDestTmpDir, astring* pHttpsUrl, astring* pDownloadFile)
 {
-    const qvrf::TraceScope trace("DownloadHTTPSFile", qvrf::kUpdateTrace);
-    return qvrf::download(pDestTmpDir, pHttpsUrl, pDownloadFile);
+    return qvrf::download(pDestTmpDir, pHttpsUrl, pDownloadFile, qvrf::openForWriting);
 }
 
 extern "C" s32 DownloadOxaAutoUpdateFile(astring* pDestTmpDir, booln downloadFlag)
 {
-    const qvrf::TraceScope trace("DownloadOxaAutoUpdateFile", qvrf::kUpdateTrace);
-    return qvrf::downloadPackage(pDestTmpDir, downloadFlag != 0);
+    return qvrf::downloadPackage(pDestTmpDir, downloadFlag != 0, qvrf::openForWriting);
 }
 
 extern "C" s32 downloadOxaUpdatePackage(astring* pDestDir)

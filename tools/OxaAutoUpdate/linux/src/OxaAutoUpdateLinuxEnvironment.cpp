@@ -82,35 +82,40 @@ s32 findExecutionDirectory(astring* programPath) noexcept
     return 0;
 }
 
-/** The current directory as the private file's command takes it: blanks escaped, anything odder in quotes. */
+/** A directory as the private file's command takes it: blanks escaped, anything odder in quotes. */
 SmOwned<astring> directoryForShell(astring* directory) noexcept
 {
     const std::string_view text(directory);
     const auto             harmless = [](char c) { return c == ' ' || kShellPlain.find(c) != kShellPlain.npos; };
-    if (!std::all_of(text.begin(), text.end(), harmless) || FolderPathCorrection(directory) != 0)
-        return shellQuoted(text);
-    return smCopy(directory);
+    if (std::all_of(text.begin(), text.end(), harmless))
+        return FolderPathCorrection(directory) == 0 ? smCopy(directory) : shellQuoted(text);
+    SmOwned<astring> quoted = shellQuoted(text);
+    FolderPathCorrection(directory);  // for the log
+    return quoted;
 }
 
-/** Makes the private file: the shell will write what is there, and a link there leads to a file of somebody's. */
-bool makePrivateFile(const astring* directory) noexcept
+bool isOwnFile(const struct stat& status) noexcept
 {
-    const SmOwned<astring> path = smFormat("%s%s", directory, kPrivateFile);
-    if (!path) return false;
-    const Descriptor file(::open(path.get(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode));
+    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == ::geteuid();
+}
+
+/**
+ * Makes the private file before the shell writes it: a link that stands there leads to a file of somebody's.
+ * @return false when it does. What else keeps the file from being made keeps the shell from it, too.
+ */
+bool leadsNowhereElse(const astring* path) noexcept
+{
+    const Descriptor file(::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode));
     struct stat      status {};
-    return file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-           status.st_uid == ::geteuid();
+    if (file) return ::fstat(file.get(), &status) == 0 && isOwnFile(status);
+    return ::lstat(path, &status) != 0 || S_ISDIR(status.st_mode) || isOwnFile(status);
 }
 
 /** Tells the platform library, in a file of its own, where a standalone copy keeps its variable data. */
 s32 writePrivateFile(astring* directory) noexcept
 {
-    if (!makePrivateFile(directory)) {
-        __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate: no file of our own in %s.\n", directory);
-        return OXA_UPDATE_FAILED;
-    }
-    const SmOwned<astring> word = directoryForShell(directory);
+    const SmOwned<astring> path = smFormat("%s%s", directory, kPrivateFile);
+    const SmOwned<astring> word = path ? directoryForShell(directory) : nullptr;
     const SmOwned<astring> command =
         !word ? nullptr : smFormat("echo suptlib.vardatapath=%s >%s%s", word.get(), word.get(), kPrivateFile);
     if (!command) {
@@ -118,7 +123,7 @@ s32 writePrivateFile(astring* directory) noexcept
         __SysDbgPrint3("[AUFPI]CleanIPCDirectory:  failed to alloc memory sysCMD = null.\n");
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    if (runShell(command.get()) == 0) return 0;
+    if (leadsNowhereElse(path.get()) && runShell("CheckStandaloneAutoUpdate", command.get()) == 0) return 0;
     __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate: system cmd failed : %s.\n", command.get());
     return OXA_UPDATE_FAILED;
 }

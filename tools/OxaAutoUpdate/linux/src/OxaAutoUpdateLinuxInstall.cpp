@@ -2,7 +2,9 @@
 #include <cstdio>
 
 #include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxLock.h"
 #include "OxaAutoUpdateLinuxPrepare.h"
+#include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
@@ -13,7 +15,13 @@
 namespace qvrf {
 namespace {
 
-constexpr int kNoCommand = -1;  // as system() answers when there is no process for a command
+constexpr const char* op = "OXAAutoUpdateNow";
+
+s32 outOfMemory(const char* what) noexcept
+{
+    __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for %s.\n", op, what);
+    return OXA_UPDATE_OUT_OF_MEMORY;
+}
 
 /**
  * The directory that the package is unpacked to, gone when the installation ends. What that takes is there from the
@@ -30,7 +38,7 @@ public:
     }
     ~Staging()
     {
-        if (!mine_ || IsDirExist(path_.get()) != 0 || runShell(removal_.get()) == 0) return;
+        if (!installer_ || IsDirExist(path_.get()) != 0 || !mine_ || runShell(op, removal_.get()) == 0) return;
         __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: could not delete %s directory.\n", path_.get());
     }
     Staging(Staging&&) = delete;
@@ -53,28 +61,28 @@ private:
     bool             mine_ = false;
 };
 
-int run(const SmOwned<astring>& command) noexcept
+/** Runs the package's installer; when this process is killed meanwhile, the host stays claimed to the installer's end.
+ */
+int runInstaller(const astring* command) noexcept
 {
-    return command ? runShell(command.get()) : kNoCommand;
+    const ClaimInherited claim;
+    return runShell(op, command);
 }
 
-bool uninstalled(const astring* installer) noexcept
+/** Removes the agent that the package manager knows, if any. */
+s32 uninstall(const astring* installer) noexcept
 {
-    // A host without that package manager is one without an agent of its; the shell need not complain to the user.
-    if (runShell("exec 2>/dev/null; rpm -qa|grep qvoxa > /dev/null 2>&1") != 0) return true;
+    const SmOwned<astring> command = smFormat("%s -d ", installer);
+    if (!command) return outOfMemory("the uninstaller's command");
+    if (runShell(op, "rpm -qa|grep qvoxa > /dev/null 2>&1") != 0) return 0;
     std::puts("Uninstalling of Torvo Service Module is in progress.");
-    if (const int status = run(smFormat("%s -d ", installer)); status != 0) {
+    if (const int status = runInstaller(command.get()); status != 0) {
+        __SysDbgPrint3("[AUFPI]%s: the uninstaller failed with status %d.\n", op, status);
         std::printf("Torvo Service Module Uninstallation failed with status %d.\n", status);
-        return false;
+        return OXA_UPDATE_FAILED;
     }
     std::puts("Torvo Service Module Uninstalled successfully.");
-    return true;
-}
-
-int installUnattended(const astring* installer, const astring* arguments) noexcept
-{
-    if (arguments != nullptr) return run(smFormat("%s -i -a %s > /dev/null 2>&1", installer, arguments));
-    return run(smFormat("%s -i -a > /dev/null 2>&1", installer));
+    return 0;
 }
 
 s32 reportInstallation(int status) noexcept
@@ -84,11 +92,20 @@ s32 reportInstallation(int status) noexcept
         OxaAutoUpdateLogtoOSKS();
         return 0;
     }
+    __SysDbgPrint3("[AUFPI]%s: the installer failed with status %d.\n", op, status);
     std::printf(
         "Torvo Service Module update/install is failed with the return code %d. For troubleshooting,refer the Oxa "
         "installation guide.\n",
         status);
     return OXA_UPDATE_FAILED;
+}
+
+s32 installUnattended(const astring* installer, const astring* arguments) noexcept
+{
+    const SmOwned<astring> command = arguments != nullptr
+                                         ? smFormat("%s -i -a %s > /dev/null 2>&1", installer, arguments)
+                                         : smFormat("%s -i -a > /dev/null 2>&1", installer);
+    return command ? reportInstallation(runInstaller(command.get())) : outOfMemory("the installer's command");
 }
 
 s32 updateUnattended(Staging& staging, const astring* arguments, booln force) noexcept
@@ -99,12 +116,12 @@ s32 updateUnattended(Staging& staging, const astring* arguments, booln force) no
         return status;
     }
     if (force != 0) {
-        if (!uninstalled(staging.installer())) return OXA_UPDATE_FAILED;
+        if (const s32 status = uninstall(staging.installer()); status != 0) return status;
         std::puts("Torvo Service Module install is in progress.");
     } else {
         std::puts("Torvo Service Module update/install is in progress.");
     }
-    return reportInstallation(installUnattended(staging.installer(), arguments));
+    return installUnattended(staging.installer(), arguments);
 }
 
 /** The installer itself talks to the user. */
@@ -112,20 +129,15 @@ s32 updateInteractively(Staging& staging) noexcept
 {
     std::puts("Torvo Service Module update/install is in progress.");
     if (const s32 status = staging.prepare(0); status != 0) return status;
-    return reportInstallation(runShell(staging.installer()));
+    return reportInstallation(runInstaller(staging.installer()));
 }
 
 s32 updateNow(const astring* arguments, booln force, booln silent) noexcept
 {
-    if (!knowInstallPath()) {
-        __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory pOXAInstallPath = null.\n");
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
+    forgetReason();
+    if (!knowInstallPath()) return outOfMemory("pOXAInstallPath");
     Staging staging;
-    if (!staging) {
-        __SysDbgPrint3("[AUFPI]OXAAutoUpdateNow: failed to alloc memory for the staging directory.\n");
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
+    if (!staging) return outOfMemory("the staging directory");
     return force != 0 || silent != 0 ? updateUnattended(staging, arguments, force) : updateInteractively(staging);
 }
 
@@ -134,6 +146,6 @@ s32 updateNow(const astring* arguments, booln force, booln silent) noexcept
 
 extern "C" s32 OXAAutoUpdateNow(astring* installArgs, booln force, booln silent)
 {
-    const qvrf::TraceScope trace("OXAAutoUpdateNow", qvrf::kUpdateTrace);
+    const qvrf::TraceScope trace(qvrf::op, qvrf::kUpdateTrace);
     return qvrf::updateNow(installArgs, force, silent);
 }

@@ -44,9 +44,9 @@ bool followed(const astring* path, astring* target) noexcept
 }
 
 /** The shell takes the path as it stands: a name that it would take for more than a name is never handed to it. */
-bool isOneShellWord(const astring* path) noexcept
+bool isOneShellWord(std::string_view path) noexcept
 {
-    return std::strpbrk(path, "|&;<>()$`\\\"' \t\n") == nullptr;
+    return path.find_first_not_of(kShellPlain) == path.npos;
 }
 
 /**
@@ -64,9 +64,7 @@ bool isUsbNic(const astring* name, astring* target, astring* path) noexcept
     }
     if (sprintf_s(target, kWorkSize, "grep 7a3e/c051 %s >/dev/null", path) < 0) return false;
     __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName: Command  %s\n", target);
-    const int status = runShell(target);
-    if (status == -1)
-        __SysDbgPrint3("[AUFPI]getUSBNICInterfaceName: no command can be run: %s\n", std::strerror(errno));
+    const int status = runShell("getUSBNICInterfaceName", target);
     if (status != 0) return false;
     __SysDbgPrint4("[AUFPI]getUSBNICInterfaceName:  cmd res %d interface Name is %s\n", status, name);
     return true;

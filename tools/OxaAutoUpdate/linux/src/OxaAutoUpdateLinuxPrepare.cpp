@@ -6,6 +6,7 @@
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateLinuxReason.h"
+#include "OxaAutoUpdateLinuxTree.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
@@ -20,7 +21,7 @@ constexpr std::size_t kInstalledVersionSize = 10;
 
 /* ---- Which update -------------------------------------------------------------------------------------------- */
 
-enum class Offer { noPackage, due, notDue, unknown };
+enum class Offer { noPackage, due, notDue, unknown, outOfMemory };
 
 /** What the BMC's package would be to this host; sets installationType when that is known. */
 Offer AutoUpdateOXAVersionCheck() noexcept
@@ -46,7 +47,7 @@ Offer AutoUpdateOXAVersionCheck() noexcept
     const SmOwned<astring> key          = smCopy("OXA.qdilcore.version");
     if (!registration || !key) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the registration file's path.\n", op);
-        return Offer::unknown;
+        return Offer::outOfMemory;
     }
     astring    installed[kInstalledVersionSize]{};
     const bool isInstalled = FileCheck(registration.get()) == 0;
@@ -62,20 +63,21 @@ Offer AutoUpdateOXAVersionCheck() noexcept
     return decision.due ? Offer::due : Offer::notDue;
 }
 
-/** @return whether the run goes on */
-bool decide(bool force) noexcept
+/** @return 0 when the run goes on */
+s32 decide(bool force) noexcept
 {
     const Offer offer = AutoUpdateOXAVersionCheck();
-    if (offer == Offer::noPackage) return false;  // nothing to force
+    if (offer == Offer::outOfMemory) return OXA_UPDATE_OUT_OF_MEMORY;
+    if (offer == Offer::noPackage) return OXA_UPDATE_NOTHING_TO_DO;  // nothing to force
     if (offer == Offer::due) {
         __SysDbgPrint4("[AUFPI]PrepareOXAAutoUpdate: OXA Update required.\n");
     } else if (!force) {
         std::puts("Latest version of Torvo Service Module is running on the server.");
         std::puts("Please check Torvo Service Module KS package is up-to-date.");
-        return false;
+        return OXA_UPDATE_NOTHING_TO_DO;
     }
     if (force) installationType = kInstall;  // a forced run uninstalls first, whatever was there
-    return true;
+    return 0;
 }
 
 /* ---- The package --------------------------------------------------------------------------------------------- */
@@ -95,7 +97,7 @@ public:
     {
         std::puts("Downloading of Torvo Service Module packages is in progress.");
         if (!usable_) setReason("the directory %s cannot be made", path_);
-        const s32 status = usable_ ? DownloadOxaAutoUpdateFile(path_, 0) : OXA_UPDATE_NOT_DOWNLOADED;
+        const s32 status = usable_ ? downloadOwnPackage(path_) : OXA_UPDATE_NOT_DOWNLOADED;
         if (status != 0) {
             std::puts("Downloading of Torvo Service Module update packages failed.");
             return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
@@ -127,7 +129,9 @@ s32 AutoUpdateGetUpdateFile(const astring* directory, UpdateFile& file) noexcept
         if (kind != DownloadedFile::package) continue;
         file.path = smFormat("%s/%s", directory, entry->d_name);
         file.name = smCopy(entry->d_name);
-        if (!file.path || !file.name) return OXA_UPDATE_OUT_OF_MEMORY;
+        if (file.path && file.name) continue;
+        __SysDbgPrint3("[AUFPI]AutoUpdateGetUpdateFile: failed to alloc memory for the update file's name.\n");
+        return OXA_UPDATE_OUT_OF_MEMORY;
     }
     if (entries && ::closedir(entries.release()) == 0) return 0;
     __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: Unable to get the update files.\n");
@@ -151,11 +155,15 @@ s32 verify(const astring* directory, const UpdateFile& file) noexcept
 s32 AutoUpdateCreateTmpDir(astring* staging) noexcept
 {
     const TraceScope trace("AutoUpdateCreateTmpDir", kUpdateTrace);
+    bool             room = true;
     if (IsDirExist(staging) == 0) {
         __SysDbgPrint4("[AUFPI]AutoUpdateCreateTmpDir: Deleteing the temp dir before creating.\n");
-        if (RemoveDirectory(staging) != 0) return OXA_UPDATE_FAILED;
+        room = RemoveDirectory(staging) == 0;
     }
-    return CreateDirectory(staging, kDirectoryMode) == 0 ? 0 : OXA_UPDATE_FAILED;
+    if (room && CreateDirectory(staging, kDirectoryMode) == 0) return 0;
+    setReason("the directory %s cannot be made", staging);
+    __SysDbgPrint3("[AUFPI]AutoUpdateCreateTmpDir: the directory %s cannot be made.\n", staging);
+    return OXA_UPDATE_FAILED;
 }
 
 s32 extract(const UpdateFile& file, astring* staging) noexcept
@@ -182,24 +190,26 @@ s32 fetchAndStage(astring* staging) noexcept
     return status;
 }
 
+s32 outOfMemory() noexcept
+{
+    __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: failed to alloc memory pLockFile = null.\n");
+    return OXA_UPDATE_OUT_OF_MEMORY;
+}
+
 s32 prepareUpdate(bool force, astring* staging) noexcept
 {
+    forgetReason();
     if (staging == nullptr) {
         __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: no staging directory.\n");
         return OXA_UPDATE_FAILED;
     }
-    forgetReason();
-    const bool             known     = knowInstallPath();
-    const SmOwned<astring> directory = known ? smCopy(installDirectory()) : nullptr;
-    const SmOwned<astring> lockFile  = directory ? smFormat("%s/%s", directory.get(), ".autoupdate") : nullptr;
-    const SmOwned<astring> installer = lockFile ? smFormat("%s/%s", staging, kInstaller) : nullptr;
-    if (!installer) {
-        __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: failed to alloc memory pLockFile = null.\n");
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
+    const SmOwned<astring> directory = knowInstallPath() ? smCopy(installDirectory()) : nullptr;
+    if (!directory) return outOfMemory();
     if (IsDirExist(directory.get()) != 0) CreateDirectory(directory.get(), kDirectoryMode);
-    if (!AutoUpdateCheckForAnotherInstance(lockFile.get(), installer.get())) return OXA_UPDATE_ANOTHER_INSTANCE;
-    if (!decide(force)) return OXA_UPDATE_NOTHING_TO_DO;
+    const SmOwned<astring> lockFile = smFormat("%s/%s", directory.get(), ".autoupdate");
+    if (!lockFile) return outOfMemory();
+    if (!AutoUpdateCheckForAnotherInstance(lockFile.get())) return OXA_UPDATE_ANOTHER_INSTANCE;
+    if (const s32 status = decide(force); status != 0) return status;
     return fetchAndStage(staging);
 }
 

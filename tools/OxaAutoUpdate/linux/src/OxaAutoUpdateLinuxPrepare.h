@@ -2,8 +2,6 @@
 #ifndef OXAAUTOUPDATELINUXPREPARE_H
 #define OXAAUTOUPDATELINUXPREPARE_H
 
-#include <sys/types.h>
-
 #include "qvtypes.h"
 
 namespace qvrf {
@@ -17,19 +15,12 @@ const astring* installDirectory() noexcept;
 /**
  * Claims the host for this process until it ends, by a lock on @p lockFile. Where there can be no lock file, the run
  * goes on without a lock.
- * @param installer  of an update before this one, should it still run
- * @return false when another process holds the lock, or that installer is at work
+ * @return false when another update has the lock, or the installer of one that was killed
  */
-bool AutoUpdateCheckForAnotherInstance(astring* lockFile, const astring* installer) noexcept;
+bool AutoUpdateCheckForAnotherInstance(astring* lockFile) noexcept;
 
-/** Does another process of this user run @p program, itself or as its interpreter? */
-bool isAtWork(const astring* program) noexcept;
-
-/**
- * An empty directory of our own at a path where anybody may have put something: a run that was killed, or somebody who
- * wants to be root. Whatever is there goes.
- */
-bool freshDirectory(astring* path, mode_t mode) noexcept;
+/** DownloadOxaAutoUpdateFile for this system's files alone, which nobody else may read or change. */
+s32 downloadOwnPackage(astring* directory) noexcept;
 
 /** The name of an unpacked package's installer. */
 inline constexpr char kInstaller[] = "setup.sh";

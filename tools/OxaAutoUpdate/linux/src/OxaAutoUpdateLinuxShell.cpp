@@ -26,12 +26,15 @@ SmOwned<astring> shellQuoted(std::string_view path) noexcept
     return quoted;
 }
 
-int runShell(const char* command) noexcept
+int runShell(const char* op, const char* command) noexcept
 {
     std::fflush(stdout);
+    errno            = 0;
     const int status = std::system(command);
+    if (status != -1) return status;
     // Not the command itself: arguments of an installer may be nobody else's business.
-    if (status == -1) __SysDbgPrint3("runShell: a command could not be run: %s\n", std::strerror(errno));
+    const char* const why = errno != 0 ? std::strerror(errno) : "nothing is known of its end";
+    __SysDbgPrint3("%s: a command could not be run: %s\n", op, why);
     return status;
 }
 

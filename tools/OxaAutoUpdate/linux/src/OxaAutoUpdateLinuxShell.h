@@ -19,11 +19,11 @@ inline constexpr std::string_view kShellPlain =
 SmOwned<astring> shellQuoted(std::string_view path) noexcept;
 
 /**
- * Runs a command. What this process printed so far comes first. A command whose end cannot be learnt (no process to be
- * had, or a host that ignores SIGCHLD) is logged.
+ * Runs a command for the operation @p op. What this process printed so far comes first. A command whose end cannot be
+ * learnt (no process to be had, or a host that ignores SIGCHLD) is logged.
  * @return what system() returns
  */
-int runShell(const char* command) noexcept;
+int runShell(const char* op, const char* command) noexcept;
 
 }  // namespace qvrf
 

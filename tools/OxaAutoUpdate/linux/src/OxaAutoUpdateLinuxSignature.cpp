@@ -5,6 +5,7 @@
 
 #include "OxaAutoUpdateLinuxPrepare.h"
 #include "OxaAutoUpdateLinuxReason.h"
+#include "OxaAutoUpdateLinuxTree.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvstatus.h"
@@ -27,7 +28,8 @@ bool isOwnFile(const astring* path) noexcept
 bool CreateSigndB(astring* path) noexcept
 {
     const TraceScope trace("CreateSigndB", kUpdateTrace);
-    if (!isOwnFile(path) && freshDirectory(path, kVerifierMode)) return true;
+    IsDirExist(path);  // for the log alone: whatever it says, the directory is made anew
+    if (isOwnFile(path) ? CreateDirectory(path, kVerifierMode) == 0 : freshDirectory(path, kVerifierMode)) return true;
     setReason("the verifier's directory %s cannot be made", path);
     __SysDbgPrint3("[AUFPI]CreateSigndB: Directory %s creation failed with status %d. \n", path, -1);
     return false;
@@ -78,19 +80,6 @@ s32 validate(const astring* downloadDirectory, const astring* package) noexcept
 }
 
 }  // namespace
-
-bool freshDirectory(astring* path, mode_t mode) noexcept
-{
-    constexpr int kTries = 5;  // somebody may be as quick as this
-    for (int tries = 0; tries < kTries; ++tries) {
-        struct stat status {};
-        if (::lstat(path, &status) == 0 && (!S_ISDIR(status.st_mode) || RemoveDirectory(path) != 0)) ::unlink(path);
-        if (CreateDirectory(path, mode) == 0 && ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) &&
-            status.st_uid == ::geteuid())
-            return true;
-    }
-    return false;
-}
 
 s32 Signaturevalidate(const astring* downloadDirectory, const astring* package) noexcept
 {

@@ -1,13 +1,13 @@
 /** @file OxaAutoUpdateLinuxUtils.cpp  Directories: made, tested, removed, and their paths escaped. */
 #include "OxaAutoUpdateLinuxUtils.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 
-#include "owners.h"
+#include "OxaAutoUpdateLinuxTree.h"
 #include "qvisocppsecurecompat.h"
 #include "trace.h"
 
@@ -103,55 +103,11 @@ s32 escapeBlanks(astring* path) noexcept
     return 0;
 }
 
-bool isDirectoryEntry(int parent, const dirent& entry) noexcept
+s32 removeDirectory(const astring* path) noexcept
 {
-    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
-    struct stat status {};  // some file systems do not tell
-    return ::fstatat(parent, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
-}
-
-/**
- * Removes a directory's content, and each directory in it. Goes by descriptors, so that nobody who may write somewhere
- * in the tree can lead the removal out of it by putting a link into its way.
- */
-bool emptyOut(int parent, const char* name) noexcept
-{
-    const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) return false;
-    const Directory directory(::fdopendir(fd));
-    if (!directory) {
-        ::close(fd);
-        return false;
-    }
-    while (const dirent* entry = ::readdir(directory.get())) {
-        const std::string_view child(entry->d_name);
-        if (child == "." || child == "..") continue;
-        if (isDirectoryEntry(fd, *entry)) {
-            emptyOut(fd, entry->d_name);
-            ::unlinkat(fd, entry->d_name, AT_REMOVEDIR);
-        } else {
-            ::unlinkat(fd, entry->d_name, 0);
-        }
-    }
-    return true;
-}
-
-s32 removeTree(const astring* path) noexcept
-{
-    if (path == nullptr) {
-        __SysDbgPrint3("[AUFPI]DeleteDirectory: Directory path is pDirName = null \n");
-        return kFailure;
-    }
-    // A '/' behind a link would lead to what the link names.
-    astring     plain[kPathSize]{};
-    std::size_t length = ::strnlen(path, kPathSize);
-    while (length > 1 && path[length - 1] == '/') --length;
-    if (strncpy_s(plain, sizeof plain, path, length) != 0 || !emptyOut(AT_FDCWD, plain)) {
-        __SysDbgPrint3("[AUFPI]RemoveDirectory:open directory %s failed.\n", path);
-        return kFailure;
-    }
-    ::rmdir(plain);
-    return 0;
+    if (path != nullptr) return removeTree(path, Logging::on);
+    __SysDbgPrint3("[AUFPI]DeleteDirectory: Directory path is pDirName = null \n");
+    return kFailure;
 }
 
 }  // namespace
@@ -178,5 +134,5 @@ extern "C" s32 FolderPathCorrection(astring* pDirPath)
 extern "C" s32 RemoveDirectory(astring* pDirName)
 {
     const qvrf::TraceScope trace("RemoveDirectory", qvrf::kUpdateTrace);
-    return qvrf::removeTree(pDirName);
+    return qvrf::removeDirectory(pDirName);
 }

@@ -52,7 +52,7 @@ s32 unpack(const astring* archive, const astring* destination) noexcept
     // A command that does not fit is empty, which the shell would take for success.
     if (!from || !to || !command ||
         sprintf_s(command.get(), kCommandSize, "tar -zxf %s -C %s", from.get(), to.get()) < 0 ||
-        runShell(command.get()) != 0) {
+        runShell("ExtractFile", command.get()) != 0) {
         __SysDbgPrint3("[AUFPI]ExtractFile: Extraction of Oxa package %s failed.\n", archive);
         return kFailure;
     }
