@@ -46,7 +46,7 @@ struct Call {
     }
     void show(const Word& word, const std::string& text)
     {
-        shown.push_back((word.name.empty() ? "argument" : word.name) + " " + text);
+        shown.push_back((word.name.empty() ? "" : word.name + " ") + text);
     }
 };
 
@@ -86,24 +86,35 @@ public:
         const bool        room = !word_.bare().empty() && word_.bare()[0] == '*';
         const std::size_t size = room ? std::stoul(word_.bare().substr(1)) : word_.value().size() + 1;
         text_.assign(size, static_cast<Character>('#'));
-        shown_ = room;
-        if (room && !word_.quoted) return;
+        shown_                   = room;
         const std::string& value = word_.value();
-        for (std::size_t i = 0; i < size && i <= value.size(); ++i)
+        for (std::size_t i = 0; (!room || word_.quoted) && i < size && i <= value.size(); ++i)
             text_[i] = i < value.size() ? static_cast<Character>(static_cast<unsigned char>(value[i])) : Character{};
+        before_ = text_;
     }
     Character* get() { return word_.bare() == "null" ? nullptr : text_.data(); }
     void       show(Call& call)
     {
-        if (!shown_) return;
+        if (!shown_ || text_ == before_) return;
         std::string seen;
         for (const Character c : text_) seen += static_cast<char>(c);
-        call.show(word_, inQuotes(seen));
+        call.show(word_, told(seen));
     }
 
 private:
+    /** What was written: a text whose end lies before bytes that were left alone, or all bytes. */
+    static std::string told(std::string bytes)
+    {
+        const std::size_t last = bytes.find_last_not_of('#');
+        bytes.resize(last == bytes.npos ? 0 : last + 1);
+        const std::size_t length = bytes.find('\0');
+        if (length == bytes.npos || bytes.find_first_not_of('\0', length) != bytes.npos)
+            return "bytes " + inQuotes(bytes);
+        return inQuotes(bytes.substr(0, length)) + (bytes.size() > length + 1 ? "+0" : "");
+    }
+
     const Word&            word_;
-    std::vector<Character> text_;
+    std::vector<Character> text_, before_;
     bool                   shown_ = false;
 };
 
@@ -127,17 +138,18 @@ public:
     {
         if (word_.bare().size() > 1 && word_.bare()[0] == '&')
             value_ = static_cast<V>(numberOf(word_.bare().substr(1)));
+        before_ = value_;
     }
     T*   get() { return word_.bare() == "null" ? nullptr : &value_; }
     void show(Call& call)
     {
-        if (word_.bare() != "null" && !std::is_const_v<T>) call.show(word_, std::to_string(value_));
+        if (value_ != before_) call.show(word_, std::to_string(value_));
     }
 
 private:
     using V = std::remove_const_t<T>;
     const Word& word_;
-    V           value_{};
+    V           value_{}, before_{};
 };
 
 /** A text that is handed out, or the address of a buffer's address. */
@@ -153,7 +165,7 @@ public:
     {
         if (word_.bare() == "null") return;
         if (word_.bare() != "&") return at_ == nullptr ? call.show(word_, "NULL") : buffer_.show(call);
-        call.show(word_, at_ == nullptr ? "none" : inQuotes(at_));
+        if (at_ != nullptr) call.show(word_, inQuotes(at_));
         SMFreeMem(at_);
     }
 
@@ -170,16 +182,18 @@ public:
     explicit Argument(Call& call) : word_(call.take())
     {
         if (word_.bare() != "null") handle_ = &(*call.handles)[word_.bare()];
+        before_ = handle_ == nullptr ? nullptr : *handle_;
     }
     void** get() { return handle_; }
     void   show(Call& call)
     {
-        if (handle_ != nullptr) call.show(word_, *handle_ == nullptr ? "none" : "a handle");
+        if (handle_ != nullptr && *handle_ != before_) call.show(word_, *handle_ == nullptr ? "none" : "a handle");
     }
 
 private:
     const Word& word_;
     void**      handle_ = nullptr;
+    void*       before_ = nullptr;
 };
 
 template <>
@@ -206,7 +220,7 @@ public:
     void             show(Call& call)
     {
         const bool same = std::memcmp(&copy_, &g_RedfishSession, sizeof copy_) == 0;
-        call.show(word_, same ? "the record" : copy_.SessionID[0] == '\0' ? "untouched" : "something else");
+        if (same || copy_.SessionID[0] != '\0') call.show(word_, same ? "the record" : "something else");
     }
 
 private:

@@ -20,7 +20,7 @@ try {
     for (const char* place : {"/tmp", "/opt", "/sys"}) privatemounts::empty(place, "mode=1777");
     // Both ends are this host's: the far one must take a local sender.
     const char* const links =
-        "ip link set lo up && ip link add usbnic0 type veth peer name bmc0 && "
+        "ip link set lo up && ip link add usbnic0 type veth peer name bmc0 address 02:00:00:00:00:01 && "
         "ip address add 169.254.1.1/24 dev bmc0 && ip link set bmc0 up && "
         "echo 1 > /proc/sys/net/ipv4/conf/bmc0/accept_local && ip link set usbnic0 up && "
         // What is sent before the kernel has seen the carrier is dropped.

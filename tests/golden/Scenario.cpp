@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <new>
@@ -56,14 +58,14 @@ private:
 
 class Run {
 public:
-    Run(const Case& one, unsigned failing, bool plain) : case_(one), failing_(failing), plain_(plain) {}
+    Run(const Case& one, unsigned failing, bool plain) : case_(one), failing_(failing), withoutTls_(plain) {}
     Run(Run&&) = delete;
 
     Outcome run()
     {
         const Leftovers leftovers;
         {
-            Stage stage(plain_);
+            Stage stage(withoutTls_);
             stage_ = &stage;
             perform();
             unregister();
@@ -79,10 +81,7 @@ private:
     void perform()
     try {
         for (const std::string& line : case_.prelude) perform(line);
-        for (const std::string& line : case_.lines) {
-            outcome_.text.push_back(line);
-            perform(line);
-        }
+        for (const std::string& line : case_.lines) perform(line);
     } catch (const Skip& skip) {
         outcome_.skipped = skip.what();
     } catch (const std::exception& e) {
@@ -92,6 +91,7 @@ private:
     void perform(const std::string& line)
     {
         const Words words = line.rfind('#', 0) == 0 ? Words{} : wordsOf(line, stage_->variables());
+        for (const Word& word : words) addValues(outcome_.values, plain(word.value()));
         if (words.empty() || stage_->take(words)) return;
         const auto found = doings().find(words[0].bare());
         if (found == doings().end()) throw std::runtime_error("unknown word: " + line);
@@ -110,17 +110,16 @@ private:
     using Doing = void (Run::*)(const Words&);
     static const std::map<std::string, Doing>& doings()
     {
-        static const std::map<std::string, Doing> all = {
-            {"call", &Run::call},     {"walk", &Run::walk},     {"statuses", &Run::statuses},
-            {"silent", &Run::silent}, {"fail", &Run::fail},     {"fail-worker", &Run::fail},
-            {"await", &Run::await},   {"logged", &Run::logged}, {"requested", &Run::requested},
-            {"show", &Run::show},     {"quiet", &Run::quiet}};
+        static const std::map<std::string, Doing> all = {{"call", &Run::call},           {"walk", &Run::walk},
+                                                         {"statuses", &Run::statuses},   {"silent", &Run::silent},
+                                                         {"fail", &Run::fail},           {"fail-worker", &Run::fail},
+                                                         {"await", &Run::await},         {"logged", &Run::logged},
+                                                         {"requested", &Run::requested}, {"show", &Run::show}};
         return all;
     }
 
     void call(const Words& words)
     {
-        ++outcome_.calls;
         const std::string& name   = wordAt(words, 1).bare();
         Call               call   = callOf(words);
         const auto         before = visibleState();
@@ -134,13 +133,13 @@ private:
         ::umask(mask);
         if (name.find("Unregister") != name.npos) noteStream();
         status_ = call.number;
+        outcome_.said.push_back({name, plain(call.status), {}, {}});
+        for (const std::string& line : call.shown) outcome_.said.back().result += " " + plain(line);
         transcribe(bench::takeNotes(bench::Place::caller), "");
         if (stage_->bmc().liveThreads() == 0) transcribe(bench::takeNotes(bench::Place::worker), "worker ");
-        write("= " + call.status);
-        for (const std::string& line : call.shown) write("= " + line);
         for (const auto& [variable, value] : visibleState())
-            if (value != before.at(variable)) write("= " + variable + " " + value);
-        writeFiles(files, stage_->files());
+            if (value != before.at(variable)) changed(variable + " " + value);
+        changedFiles(files, stage_->files());
     }
     Call callOf(const Words& words)
     {
@@ -169,31 +168,40 @@ private:
         for (const std::string& note : notes) {
             // How often a loop waits for the kernel is the kernel's affair.
             if (std::exchange(before, note) == note && note.rfind("nanosleep ", 0) == 0) continue;
-            errorLogged_ = errorLogged_ || note.rfind("3 ", 0) == 0;
-            if (!quiet_ || note.rfind("4 ", 0) != 0) write(prefix + note);
+            outcome_.said.back().notes.push_back(prefix + withoutStatus(plain(note)));
         }
     }
-    void write(const std::string& line) { outcome_.text.push_back("| " + lineOf(line, stage_->variables())); }
-    void writeFiles(const std::map<std::string, std::string>& before, const std::map<std::string, std::string>& after)
+    /** What an operation says it returns is what it returns. */
+    std::string withoutStatus(const std::string& note) const
+    {
+        for (const char* says : {"eturning with status = ", "Exit with status: "}) {
+            const std::size_t at = note.find(says), value = at + std::strlen(says);
+            if (at == note.npos || std::atol(note.c_str() + value) != status_) continue;
+            return note.substr(0, value) + "=" +
+                   note.substr(std::min(note.find_first_not_of("-0123456789", value), note.size()));
+        }
+        return note;
+    }
+    std::string plain(const std::string& text) const { return lineOf(text, stage_->variables()); }
+    void        changed(const std::string& what) { outcome_.said.back().changes.push_back(plain(what)); }
+    void changedFiles(const std::map<std::string, std::string>& before, const std::map<std::string, std::string>& after)
     {
         newFiles_ = 0;
         for (const auto& [path, mode] : after) {
             const auto old = before.find(path);
-            if (old == before.end()) ++newFiles_, write("= new " + mode + " " + path);
-            if (old != before.end() && old->second != mode) write("= now " + mode + " " + path);
+            if (old == before.end()) ++newFiles_, changed("new " + mode + " " + path);
+            if (old != before.end() && old->second != mode) changed("now " + mode + " " + path);
         }
         for (const auto& [path, mode] : before)
-            if (after.count(path) == 0) write("= no more " + path);
+            if (after.count(path) == 0) changed("no more " + path);
     }
 
     /** A call, whose calls into the world fail one by one when the walk asks for it. */
     void walk(const Words& words)
     {
-        errorLogged_ = false;
         if (failing_ != 0) bench::failNth(failing_, bench::Place::caller);
         call(words);
-        outcome_.walked = {wordAt(words, 1).bare(), status_,     statuses_, silent_, newFiles_,
-                           bench::failed(),         errorLogged_};
+        outcome_.walked = {wordAt(words, 1).bare(), status_, statuses_, silent_, newFiles_, bench::failed()};
         bench::noFailures();
     }
     void statuses(const Words& words)
@@ -242,23 +250,18 @@ private:
         const std::string& path = wordAt(words, 1).value();
         std::ifstream      in(path, std::ios::binary);
         const std::string  content{std::istreambuf_iterator<char>(in), {}};
-        write("= file " + path + " " + (in.is_open() ? inQuotes(content) : "is not there"));
+        outcome_.said.push_back({"", plain(in.is_open() ? inQuotes(content) : "is not there"), {}, {}});
     }
-    /** Without the trace lines: how many there are depends on how the network cuts a long body. */
-    void quiet(const Words&) { quiet_ = true; }
-
     const Case&                  case_;
     const unsigned               failing_;
-    const bool                   plain_;
+    const bool                   withoutTls_;
     Stage*                       stage_ = nullptr;
     Outcome                      outcome_;
     std::map<std::string, void*> handles_;
     Listener                     listener_;
-    long                         status_      = 0;
-    std::size_t                  newFiles_    = 0;
-    bool                         errorLogged_ = false;
-    bool                         quiet_       = false;
-    bool                         expected_    = true;
+    long                         status_   = 0;
+    std::size_t                  newFiles_ = 0;
+    bool                         expected_ = true;
     std::set<long>               statuses_;
     std::set<std::string>        silent_;
 };
@@ -268,21 +271,6 @@ private:
 Outcome runCase(const Case& one, unsigned failing, bool plain)
 {
     return Run(one, failing, plain).run();
-}
-
-File readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    if (!in) throw std::runtime_error("cannot read " + path);
-    File file;
-    for (std::string line; std::getline(in, line);) {
-        if (line.rfind("| ", 0) == 0 || line == "|") continue;
-        if (line.rfind("== ", 0) == 0)
-            file.cases.push_back({line.substr(3), file.prelude, {}});
-        else
-            (file.cases.empty() ? file.prelude : file.cases.back().lines).push_back(line);
-    }
-    return file;
 }
 
 }  // namespace golden

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Book.h"
 #include "Words.h"
 
 namespace golden {
@@ -19,12 +20,13 @@ struct Case {
     std::vector<std::string> lines;
 };
 
-/** A file taken apart; transcripts are left out. */
-struct File {
-    std::vector<std::string> prelude;
-    std::vector<Case>        cases;
+/** What came of a call. */
+struct Said {
+    std::string              operation;  ///< none for a file that is shown
+    std::string              result;     ///< status and outputs
+    std::vector<std::string> notes;
+    std::vector<std::string> changes;  ///< in the library's variables and among the files
 };
-File readFile(const std::string& path);
 
 /** What the walk wants to know about the call that a scenario marks with "walk". */
 struct Walked {
@@ -34,15 +36,14 @@ struct Walked {
     std::set<std::string> mayBeSilent;  ///< calls whose failure needs no line in the error log
     std::size_t           newFiles;
     std::string           failed;  ///< what failed, from bench::failed()
-    bool                  errorLogged;
 };
 
 struct Outcome {
-    std::vector<std::string> text;        ///< the case's lines with a fresh transcript behind each call
+    std::vector<Said>        said;        ///< by each call
+    Values                   values;      ///< in the case's lines
     std::vector<std::string> complaints;  ///< what no transcript may bless: unexpected traffic, what is left
     std::optional<Walked>    walked;
     std::string              skipped;  ///< why the case could not run here
-    std::size_t              calls = 0;
 };
 
 /**

@@ -44,6 +44,15 @@ std::string chunked(const std::string& text)
     return size + text + "\r\n";
 }
 
+/** What the stand-in for encryption makes of a text. */
+std::string sealed(const std::string& text)
+{
+    const std::vector<u8> bytes(text.rbegin(), text.rend());
+    std::string           hex = bench::hexOf(bytes.data(), bytes.size());
+    hex.erase(std::remove(hex.begin(), hex.end(), ' '), hex.end());
+    return hex;
+}
+
 std::string takeHex(const Words& words, std::size_t& at)
 {
     std::string hex;
@@ -84,7 +93,8 @@ void noteRequest(const std::string& request)
         end = std::min(request.find("\r\n", at), head);
         bench::note("> " + request.substr(at, end - at) + "\n");
     }
-    bench::note("> " + inQuotes(request.substr(std::min(head + 4, request.size()))) + "\n");
+    const std::string body = request.substr(std::min(head + 4, request.size()));
+    if (!body.empty()) bench::note("> " + inQuotes(body) + "\n");
 }
 
 }  // namespace
@@ -103,7 +113,11 @@ Stage::Stage(bool plain)
     world().plain       = plain;
     world().noteTraffic = [this] { noteRequests(); };
     resetLibrary();
-    variables_ = {{"TOKEN", kToken}, {"OTHER", kOtherToken}, {"PWD", fs::current_path().string()}};
+    variables_ = {{"TOKEN", kToken},
+                  {"SEALEDTOKEN", sealed(kToken)},
+                  {"OTHER", kOtherToken},
+                  {"SEALEDOTHER", sealed(kOtherToken)},
+                  {"PWD", fs::current_path().string()}};
 }
 
 Stage::~Stage()
@@ -148,9 +162,12 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"command", by<&Stage::exchange>},
         {"value", by<&Stage::exchange>},
         {"userset", by<&Stage::exchange>},
+        {"set", by<&Stage::set>},
         {"discover", by<&Stage::discover>},
         {"https", by<&Stage::https>},
+        {"package", by<&Stage::package>},
         {"login", by<&Stage::login>},
+        {"slot", [](Stage& s, const Words& w) { s.slot_ = wordAt(w, 1).bare(); }},
         {"user",
          [](Stage& s, const Words& w) { s.bmc_.users[wordAt(w, 1).value()] = static_cast<u32>(numberAt(w, 2)); }},
         {"token",
@@ -217,6 +234,16 @@ void Stage::exchange(const Words& words)
     }
 }
 
+/** A command that sets one attribute of the account in the slot: `set username bob => fails 7`. */
+void Stage::set(const Words& words)
+{
+    const Word&       word  = wordAt(words, 2);
+    const std::string value = word.quoted && word.text.empty() ? "\"\"" : word.value();
+    bench::Exchange&  exchange =
+        bmc_.expect(bench::Channel::userSet, "vorsk set torvo.users." + slot_ + "." + words[1].bare() + " " + value);
+    if (words.size() > 4) exchange.status = static_cast<s32>(numberAt(words, 5, 1));
+}
+
 void Stage::setting(const Words& words)
 {
     std::size_t at = 0;
@@ -231,6 +258,8 @@ void Stage::discover(const Words& words)
         {"firmware", {"ipmi C0 BF 01 => at 3 07 0A"}},
         {"ipv4",
          {"ipmi C0 D6 01 00 01 00 00 00 => at 7 00 10", "ipmi C0 D6 01 00 10 00 00 00 => text 10 \"127.0.0.1#4433\""}},
+        {"version",
+         {"ipmi C0 D6 01 05 02 00 00 00 00 => at 8 10 00", "ipmi C0 D6 01 05 10 00 00 00 10 => text 10 \"5.4.0.1\""}},
         {"port",
          {"ipmi 18 59 00 DE 00 00",
           "command \"vorsk get torvo.webserver.httpsport\" => "
@@ -267,6 +296,17 @@ void Stage::https(const Words& words)
                     words.size() > 3 ? words[3].value() : "");
 }
 
+/** The files of an update package that lists itself, and then these words. */
+void Stage::package(const Words& words)
+{
+    std::string list = "d  QD-Oxa-Zelmar-Web-LX-5.tar.gz\n";
+    if (words.size() > 1) list += "d  QD-Oxa-Zelmar-Web-X64-5.exe\n";
+    for (const std::string& body :
+         {std::string("<xml/>"), list, std::string("key"), std::string("package"), std::string("signature")})
+        server().answer(200, body);
+    for (std::size_t i = 1; i < words.size(); ++i) server().answer(200, words[i].value());
+}
+
 /** The session service's answer to a login. */
 void Stage::login(const Words& words)
 {
@@ -282,6 +322,10 @@ void Stage::noteRequests()
     const bench::Paused paused;
     const auto          all = server_->requests();
     for (; requests_ < all.size(); ++requests_) noteRequest(withoutBoundary(all[requests_]));
+    if (const std::size_t sent = server_->sent(); sent != sent_) {
+        bench::note("< " + std::to_string(sent - sent_));
+        sent_ = sent;
+    }
 }
 
 void Stage::environment(const Words& words)

@@ -61,6 +61,8 @@ private:
     void library(const Words& words);
     void ipmi(const Words& words);
     void exchange(const Words& words);
+    void set(const Words& words);
+    void package(const Words& words);
     void setting(const Words& words);
     void discover(const Words& words);
     void https(const Words& words);
@@ -73,8 +75,9 @@ private:
 
     bench::Platform&                                  bmc_ = bench::Platform::instance();
     Variables                                         variables_;
+    std::string                                       slot_ = "5";
     std::unique_ptr<bench::TlsResponder>              server_;
-    std::size_t                                       requests_ = 0;
+    std::size_t                                       requests_ = 0, sent_ = 0;
     std::vector<std::string>                          directories_;  // of the case and of its private host
     std::map<std::string, std::optional<std::string>> environment_;  // as it was
 };

@@ -1,6 +1,7 @@
 /** @file Words.cpp  Words of a scenario. */
 #include "Words.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <regex>
@@ -165,12 +166,24 @@ std::string inQuotes(const std::string& text)
     return all;
 }
 
+/** A long run of a letter or digit as "p{300}". */
+static std::string withShortRuns(const std::string& text)
+{
+    std::string all;
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end) {
+        end            = std::min(text.find_first_not_of(text[at], at), text.size());
+        const bool run = end - at >= 16 && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
+        all += run ? text.substr(at, 1) + "{" + std::to_string(end - at) + "}" : text.substr(at, end - at);
+    }
+    return all;
+}
+
 std::string lineOf(std::string text, const Variables& variables)
 {
     static const std::regex pointer("0x[0-9a-f]{6,}");
     for (const auto& [name, value] : variables)
         if (value.size() > 2) replaceAll(text, value, "$" + name, true);
-    text = std::regex_replace(text, pointer, "0x...");
+    text = withShortRuns(std::regex_replace(text, pointer, "0x..."));
     if (text.size() > 1000) text = text.substr(0, 300) + " ... " + std::to_string(text.size()) + " characters";
     const bool ends = !text.empty() && text.back() == '\n';
     if (ends) text.pop_back();

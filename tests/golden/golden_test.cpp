@@ -14,10 +14,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 
-#include "Scenario.h"
+#include "Sheet.h"
 
 namespace {
 
@@ -38,37 +40,42 @@ void showDifference(const std::string& path, const std::string& actual)
     std::remove(name);
 }
 
+/** All scenarios: any may have the base of an operation within another. They lie two levels below one directory. */
+std::set<std::string> filesBesides(const std::string& path)
+{
+    namespace fs = std::filesystem;
+    std::set<std::string> all;
+    const fs::path        top = fs::path(path).parent_path() / "..";
+    for (const auto& entry : fs::recursive_directory_iterator(top)) {
+        if (entry.path().extension() != ".txt") continue;
+        const bool same = fs::equivalent(entry.path(), path);
+        all.insert(same ? path
+                        : (fs::path(path).parent_path().parent_path() / fs::relative(entry.path(), top)).string());
+    }
+    return all;
+}
+
 /** @return 0, 1 or 77 */
 int check(const std::string& path, bool rewrite)
 {
-    const golden::File file = golden::readFile(path);
-    std::string        text;
-    int                result = 0;
-    std::size_t        calls  = 0;
-    for (const std::string& line : file.prelude) text += line + "\n";
-    for (const golden::Case& one : file.cases) {
-        const golden::Outcome outcome = golden::runCase(one);
-        calls += outcome.calls;
-        for (const std::string& what : outcome.complaints) std::printf("%s: %s\n", path.c_str(), what.c_str());
-        if (!outcome.complaints.empty()) result = 1;
-        if (!outcome.skipped.empty()) {
-            std::printf("%s: %s: skipped: %s\n", path.c_str(), one.title.c_str(), outcome.skipped.c_str());
-            return result != 0 ? result : 77;
-        }
-        text += "== " + one.title + "\n";
-        for (const std::string& line : outcome.text) text += line + "\n";
-    }
-    if (calls == 0) {
-        std::printf("%s: no case calls anything\n", path.c_str());
-        return 1;
-    }
-    if (text == contentOf(path)) return result;
-    const bool writes = rewrite && result == 0;  // a case that went wrong may lack lines of its own
-    if (writes)
+    const golden::Sheet      sheet = golden::readSheet(path);
+    golden::Book             book(path);
+    std::vector<std::string> wrong;
+    std::string              skipped;
+    for (const std::string& file : filesBesides(path))
+        for (const golden::Written& one : golden::readSheet(file).bases)
+            book.add(file, one.operation, one.title, one.lines, false);
+    const std::string text = golden::textOf(sheet, path, book, wrong, skipped);
+    for (const std::string& what : wrong) std::printf("%s: %s\n", path.c_str(), what.c_str());
+    if (!skipped.empty()) std::printf("%s: %s\n", path.c_str(), skipped.c_str());
+    if (!wrong.empty() || !skipped.empty()) return wrong.empty() ? 77 : 1;
+    if (text.find(" -> ") == text.npos) return std::printf("%s: no case calls anything\n", path.c_str()), 1;
+    if (text == contentOf(path)) return 0;
+    if (rewrite)
         std::ofstream(path, std::ios::binary) << text;
     else
         showDifference(path, text);
-    return writes ? 0 : 1;
+    return rewrite ? 0 : 1;
 }
 
 /** In a process of its own: some things a process asks once. */

@@ -34,19 +34,30 @@ std::string inWords(Channel channel, const std::string& request)
     return names[static_cast<int>(channel)] + request;
 }
 
+/** Whether nothing lies behind the request but what the last reply left there. */
+bool endsLike(const IPMIReqRspEx& in, std::size_t length, const std::vector<u8>& last)
+{
+    for (std::size_t i = in.ReqPhaseBufLen; i < length; ++i)
+        if (in.ReqRspBuffer[i] != 0 && (i >= last.size() || in.ReqRspBuffer[i] != last[i])) return false;
+    return true;
+}
+
 /** What a raw request carries besides its bytes, and what lies behind them in the record. */
-std::string aboutIpmi(const EsmIPMICmdIoctlReq& request, bool sameRecord)
+std::string aboutIpmi(const EsmIPMICmdIoctlReq& request, bool sameRecord, const std::vector<u8>& last)
 {
     const IPMIReqRspEx& in     = request.Parameters.IRREx;
     std::size_t         length = QVHIPM_BUFFER_SIZE;
     while (length > 0 && in.ReqRspBuffer[length - 1] == 0) --length;
-    std::string text = "  type " + std::to_string(request.ReqType) + ", to " + std::to_string(in.RsSA) + "/" +
-                       std::to_string(in.ChannelNum) + ", status " + std::to_string(request.Status) + ", reply " +
-                       std::to_string(in.RspPhaseBufLen);
+    std::string text = " (status " + std::to_string(request.Status) + ", reply " + std::to_string(in.RspPhaseBufLen);
+    if (request.ReqType != 11 || in.RsSA != 32 || in.ChannelNum != 0)
+        text += ", type " + std::to_string(request.ReqType) + ", to " + std::to_string(in.RsSA) + "/" +
+                std::to_string(in.ChannelNum);
     if (!sameRecord) text += ", answered elsewhere";
     if (length > in.ReqPhaseBufLen)
-        text += ", behind it " + hexOf(in.ReqRspBuffer + in.ReqPhaseBufLen, length - in.ReqPhaseBufLen);
-    return text;
+        text += endsLike(in, length, last)
+                    ? ", behind it what came last"
+                    : ", behind it " + hexOf(in.ReqRspBuffer + in.ReqPhaseBufLen, length - in.ReqPhaseBufLen);
+    return text + ")";
 }
 
 }  // namespace
@@ -89,7 +100,8 @@ void Platform::restart()
     script_.clear();
     blocks_.clear();
     for (auto* lines : {&complaints_, &log_, &secrets_}) lines->clear();
-    done_   = 0;
+    done_ = 0;
+    lastReply_.clear();
     locked_ = 0;
 }
 
@@ -206,8 +218,7 @@ booln Platform::ipmi(EsmIPMICmdIoctlReq* request, EsmIPMICmdIoctlReq* response)
 {
     const IPMIReqRspEx& in  = request->Parameters.IRREx;
     const std::string   hex = hexOf(in.ReqRspBuffer, std::min<std::size_t>(in.ReqPhaseBufLen, QVHIPM_BUFFER_SIZE));
-    note("QVHIPMCommand " + hex);
-    note(aboutIpmi(*request, request == response));
+    note("QVHIPMCommand " + hex + aboutIpmi(*request, request == response, lastReply_));
     if (fails("QVHIPMCommand")) return 0;
 
     Guard           lock(guard_);
@@ -221,6 +232,7 @@ booln Platform::ipmi(EsmIPMICmdIoctlReq* request, EsmIPMICmdIoctlReq* response)
     reply[1]              = in.ReqRspBuffer[1];
     reply.resize(std::min<std::size_t>(reply.size(), in.RspPhaseBufLen));
     if (response != request) *response = *request;
+    lastReply_ = reply;
     std::copy(reply.begin(), reply.end(), response->Parameters.IRREx.ReqRspBuffer);
     if (answer->leftStatus) response->Status = *answer->leftStatus;
     return 1;

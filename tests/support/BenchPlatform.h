@@ -92,6 +92,7 @@ private:
     std::deque<Exchange>         script_;
     std::size_t                  done_ = 0;
     std::vector<std::string>     complaints_, log_, secrets_;
+    std::vector<u8>              lastReply_;
     std::map<void*, u32>         blocks_;  // with their sizes
     int                          threads_ = 0, locked_ = 0;
 };

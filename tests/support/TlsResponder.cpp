@@ -126,12 +126,21 @@ std::vector<std::string> TlsResponder::requests() const
     return requests_;
 }
 
+std::size_t TlsResponder::sent() const
+{
+    const std::lock_guard<std::mutex> lock(guard_);
+    return sent_;
+}
+
 TlsAnswer TlsResponder::nextAnswer()
 {
     const std::lock_guard<std::mutex> lock(guard_);
-    if (answers_.empty()) return {"HTTP/1.1 500 Unexpected\r\nContent-Length: 0\r\n\r\n", false};
-    TlsAnswer answer = std::move(answers_.front());
-    answers_.pop_front();
+    TlsAnswer                         answer{"HTTP/1.1 500 Unexpected\r\nContent-Length: 0\r\n\r\n", false};
+    if (!answers_.empty()) {
+        answer = std::move(answers_.front());
+        answers_.pop_front();
+    }
+    sent_ += answer.bytes.size();
     return answer;
 }
 

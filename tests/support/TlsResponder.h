@@ -32,6 +32,7 @@ public:
 
     /** The requests so far, each as it came: head and body. */
     std::vector<std::string> requests() const;
+    std::size_t              sent() const;  ///< the bytes of the answers so far
 
 private:
     void      serve();
@@ -45,6 +46,7 @@ private:
     bool                     ending_ = false;
     std::deque<TlsAnswer>    answers_;
     std::vector<std::string> requests_;
+    std::size_t              sent_ = 0;
     std::thread              thread_;
 
     void handle(int connection);

@@ -3,12 +3,11 @@
  * The failure walk: every call that a scenario marks with "walk", with its 1st, 2nd, 3rd ... call into the world
  * failing (memory, platform, libcurl, system), until a run meets no failure.
  *
- *   walk_test SCENARIO-DIRECTORY EXPORT-MAP SAID [OPERATION]
- *   walk_test --rewrite SCENARIO-DIRECTORY EXPORT-MAP SAID
+ *   walk_test SCENARIO-DIRECTORY EXPORT-MAP [OPERATION]
  *
- * After each failure: a status that the scenario names, a line in the error log, and nothing left: no memory, handle,
- * descriptor, lock, thread or file. An exported operation without such a call fails the test. What the failures of an
- * operation give and say to the error log stands in the file SAID, which --rewrite writes for review.
+ * After each failure: a status that the scenario names, a line in the error log that stands in no run without a
+ * failure, and nothing left: no memory, handle, descriptor, lock, thread or file. An exported operation without such a
+ * call fails the test.
  */
 #include <unistd.h>
 
@@ -24,7 +23,7 @@
 #include <set>
 #include <vector>
 
-#include "Scenario.h"
+#include "Sheet.h"
 
 namespace {
 
@@ -47,34 +46,18 @@ class Walk {
 public:
     explicit Walk(std::string only) : only_(std::move(only)) {}
 
-    /** Holds what was said against @p path. */
-    void said(const std::string& path)
-    {
-        std::ifstream         in(path);
-        std::set<std::string> expected;
-        for (std::string line; std::getline(in, line);)
-            if (line.rfind(only_, 0) == 0) expected.insert(line);
-        const bool whole = skipped_ == 0;  // what could not run here said nothing
-        for (const std::string& line : expected)
-            if (whole && said_.count(line) == 0) complain("no longer", line);
-        for (const std::string& line : said_)
-            if (expected.count(line) == 0) complain("new", line);
-    }
-    void rewrite(const std::string& path) const
-    {
-        std::ofstream out(path);
-        for (const std::string& line : said_) out << line << '\n';
-    }
-
     void file(const std::string& path)
     {
-        for (const golden::Case& one : golden::readFile(path).cases) {
-            const auto walks = [](const std::string& line) { return line.rfind("walk ", 0) == 0; };
-            const auto found = std::find_if(one.lines.begin(), one.lines.end(), walks);
-            if (found == one.lines.end() || found->rfind("walk " + only_, 0) != 0) continue;
-            met_[found->substr(5, found->find(' ', 5) - 5)];  // also where it is then skipped
-            walk(path, one);
-        }
+        const golden::Sheet sheet = golden::readSheet(path);
+        for (const golden::Group& group : sheet.groups)
+            for (std::size_t i = 0; i < group.variants.size(); ++i) {
+                const golden::Case one   = group.caseOf(sheet.prelude, 0, i);
+                const auto         walks = [](const std::string& line) { return line.rfind("walk ", 0) == 0; };
+                const auto         found = std::find_if(one.lines.begin(), one.lines.end(), walks);
+                if (found == one.lines.end() || found->rfind("walk " + only_, 0) != 0) continue;
+                met_[found->substr(5, found->find(' ', 5) - 5)];  // also where it is then skipped
+                walk(path, one);
+            }
     }
 
     /** What each operation met; and those that have no row. */
@@ -114,34 +97,33 @@ private:
             if (outcome.walked->failed.empty()) return;
             ++total_;
             ++met[outcome.walked->failed];
-            judge(outcome, *whole.walked);
-            listen(outcome, whole);
+            judge(outcome, whole);
         }
         complain(one.title, "makes too many calls");
     }
 
-    void judge(const golden::Outcome& outcome, const golden::Walked& whole)
+    void judge(const golden::Outcome& outcome, const golden::Outcome& whole)
     {
         const golden::Walked& walked = *outcome.walked;
         const std::string     where  = std::string(g_current) + " (" + walked.failed + ")";
         for (const std::string& what : outcome.complaints) complain(where, what);
         if (walked.statuses.count(walked.status) == 0)
             complain(where, "gives " + std::to_string(walked.status) + ", which no row documents");
-        if (!walked.errorLogged && walked.mayBeSilent.count(walked.failed) == 0) complain(where, "logs no error");
+        if (walked.mayBeSilent.count(walked.failed) == 0 && errors(outcome) == errors(whole))
+            complain(where, "logs no error");
         // What the whole run makes may be there, and what could not be removed.
         static const std::set<std::string> removals = {"fdopendir", "openat", "readdir", "unlinkat", "rmdir"};
-        if (walked.newFiles > whole.newFiles && removals.count(walked.failed) == 0) complain(where, "leaves files");
+        if (walked.newFiles > whole.walked->newFiles && removals.count(walked.failed) == 0)
+            complain(where, "leaves files");
     }
 
-    /** The status, and the lines of the error log that stand in no run without a failure. */
-    void listen(const golden::Outcome& outcome, const golden::Outcome& whole)
+    static std::multiset<std::string> errors(const golden::Outcome& outcome)
     {
-        const golden::Walked& walked = *outcome.walked;
-        const std::string     prefix = walked.operation + ": " + walked.failed;
-        said_.insert(prefix + " = " + std::to_string(walked.status));
-        for (const std::string& line : outcome.text)
-            if (line.rfind("| 3 ", 0) == 0 && std::find(whole.text.begin(), whole.text.end(), line) == whole.text.end())
-                said_.insert(prefix + " " + line);
+        std::multiset<std::string> all;
+        for (const golden::Said& said : outcome.said)
+            for (const std::string& note : said.notes)
+                if (note.rfind("3 ", 0) == 0) all.insert(note);
+        return all;
     }
 
     void missing(const std::string& map)
@@ -171,7 +153,6 @@ private:
 
     const std::string                                      only_;
     std::map<std::string, std::map<std::string, unsigned>> met_;
-    std::set<std::string>                                  said_;
     unsigned                                               total_ = 0, skipped_ = 0, wrong_ = 0;
 };
 
@@ -179,18 +160,15 @@ private:
 
 int main(int count, char** words)
 {
-    const bool                     rewrites = count > 1 && std::strcmp(words[1], "--rewrite") == 0;
-    const std::vector<std::string> given(words + 1 + rewrites, words + count);
-    if (given.size() < 3 || (rewrites && given.size() > 3))
-        return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
+    const std::vector<std::string> given(words + 1, words + count);
+    if (given.size() < 2) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
-    Walk                  walk(given.size() > 3 ? given[3] : "");
+    Walk                  walk(given.size() > 2 ? given[2] : "");
     std::set<std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(given[0]))
         if (entry.path().extension() == ".txt") files.insert(entry.path().string());
     for (const std::string& path : files) walk.file(path);
-    rewrites ? walk.rewrite(given[2]) : walk.said(given[2]);
     walk.report(given[1]);
     return walk.result();
 }
