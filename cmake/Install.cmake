@@ -60,15 +60,67 @@ configure_file(packaging/qvrfutil.pc.in ${PROJECT_BINARY_DIR}/packaging/qvrfutil
 install(FILES ${PROJECT_BINARY_DIR}/packaging/qvrfutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # ---- Documents --------------------------------------------------------------------------------------------------
-file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md ${PROJECT_SOURCE_DIR}/docs/*.md
-     ${PROJECT_SOURCE_DIR}/docs/*.svg)
-install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+# As they stand in the tree, with the examples that they speak of. A link to what is not installed becomes plain text.
+file(GLOB documents CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} *.md docs/*.md docs/*.svg)
+file(GLOB examples RELATIVE ${PROJECT_SOURCE_DIR} examples/*.c examples/*.cpp examples/update-package/*)
+foreach(document IN LISTS documents)
+  get_filename_component(directory ${document} DIRECTORY)
+  set(copy ${PROJECT_BINARY_DIR}/packaging/documents/${document})
+  configure_file(${document} ${copy} COPYONLY)
+  if(document MATCHES "[.]md$")
+    file(READ ${copy} text)
+    string(REPLACE "](" "@LINK@" marked "${text}")  # a lone bracket would hold CMake's list together
+    string(REGEX MATCHALL "@LINK@[^):#]+" links "${marked}")
+    list(REMOVE_DUPLICATES links)
+    foreach(link IN LISTS links)
+      string(REPLACE "@LINK@" "" link "${link}")
+      get_filename_component(target ${PROJECT_SOURCE_DIR}/${directory}/${link} ABSOLUTE)
+      file(RELATIVE_PATH target ${PROJECT_SOURCE_DIR} ${target})
+      if(NOT target IN_LIST documents AND NOT target IN_LIST examples)
+        string(REPLACE "." "[.]" link ${link})
+        string(REGEX REPLACE "\\[([^]]*)\\]\\(${link}(#[^)]*)?\\)" "\\1" text "${text}")
+      endif()
+    endforeach()
+    file(WRITE ${copy} "${text}")
+  endif()
+  install(FILES ${copy} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${directory} COMPONENT development)
+endforeach()
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development USE_SOURCE_PERMISSIONS
+        PATTERN CMakeLists.txt EXCLUDE)
+install(PROGRAMS scripts/make-update-package DESTINATION ${CMAKE_INSTALL_DATADIR}/qvrfutil COMPONENT development)
 install(FILES docs/qvrfutil.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+install(FILES docs/qvoxareg.cfg.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
+
+# ---- Completion in other shells than bash, whose functions they ask ----------------------------------------------
+set(QVRFUTIL_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
+file(RELATIVE_PATH bash /${QVRFUTIL_ZSH_COMPLETIONS} /${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+foreach(program IN ITEMS qvrfctl qvoxa-sync torvosim)
+  set(component tools)
+  set(wanted ${QVRFUTIL_BUILD_TOOLS})
+  if(program STREQUAL "torvosim")
+    set(component simulator)
+    set(wanted ${QVRFUTIL_BUILD_SIMULATOR})
+  endif()
+  if(wanted)
+    string(REPLACE "-" "_" function ${program})
+    set(from_zsh ${bash}/${program})
+    configure_file(packaging/completion/zsh.in packaging/_${program} @ONLY)
+    configure_file(packaging/completion/fish.in packaging/${program}.fish @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/_${program} DESTINATION ${QVRFUTIL_ZSH_COMPLETIONS}
+            COMPONENT ${component})
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/${program}.fish
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT ${component})
+  endif()
+endforeach()
 
 # ---- What only a system has, at the place that only a system has ------------------------------------------------
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(system ${PROJECT_SOURCE_DIR}/packaging/system)
   install(FILES ${system}/qvoxa-sync.service ${system}/qvoxa-sync.timer DESTINATION lib/systemd/system COMPONENT tools)
   install(FILES ${system}/qvrfutil.tmpfiles DESTINATION lib/tmpfiles.d RENAME qvrfutil.conf COMPONENT tools)
-  install(FILES ${system}/logrotate DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qvrfutil-tools/examples COMPONENT tools)
+  install(FILES ${system}/qvrfutil.rules DESTINATION lib/udev/rules.d RENAME 60-qvrfutil-bmc.rules COMPONENT tools)
+  install(FILES ${system}/qvrfutil.network DESTINATION lib/systemd/network RENAME 10-qvrfutil-bmc.network COMPONENT tools)
+  install(FILES ${system}/logrotate ${system}/qvoxareg.cfg
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qvrfutil-tools/examples COMPONENT tools)
+  install(FILES ${system}/torvosim.service DESTINATION lib/systemd/user COMPONENT simulator)
 endif()

@@ -29,7 +29,7 @@ links() {
 # The manuals have nothing that a formatter complains of; 77 where there is none.
 pages() {
     command -v man >/dev/null || { echo "skipped: man is not installed" && exit 77; }
-    for page in docs/*.3 programs/*/*.1; do
+    for page in docs/*.[35] programs/*/*.1; do
         said=$(MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 "$page" 2>&1 >/dev/null) && [[ -z $said ]] || wrong "$page: $said"
     done
 }

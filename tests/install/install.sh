@@ -31,6 +31,10 @@ while read -r file; do
     esac
 done < <(find "$prefix" -type f \( -name '*.so.*' -o -path '*/bin/*' \))
 
+while IFS=: read -r document link; do
+    [[ -e $(dirname "$document")/${link%%#*} ]] || fail "$document leads to $link, which is not installed"
+done < <(grep -roE --include='*.md' '\]\([^):#][^):]*\)' "$prefix/share/doc" | sed 's/:\](\(.*\))$/:\1/')
+
 # ---- A caller by pkg-config, in C11 and C++17, and one by find_package ----
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 [[ $("$PKG_CONFIG" --modversion qvrfutil) == 1.0.0 ]] || fail "pkg-config's version"
