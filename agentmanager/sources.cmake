@@ -5,7 +5,7 @@ target_sources(qvrfutil_objects PRIVATE
   ${agentmanager}/osprivlegeArp.cpp
   ${agentmanager}/osprivlegeArpProbe.cpp
   ${agentmanager}/osprivlegeCarrier.cpp
-  ${agentmanager}/osprivlegeInterface.cpp
+  ${agentmanager}/osprivlegeInterfaceRequest.cpp
   ${agentmanager}/osprivlegePause.cpp
   ${agentmanager}/osprivlegeService.cpp
   ${agentmanager}/osprivlegeSourceAddress.cpp)

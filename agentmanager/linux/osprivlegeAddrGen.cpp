@@ -8,6 +8,7 @@
 
 #include "osprivlege.h"
 #include "osprivlegeCarrier.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace {
@@ -51,11 +52,11 @@ s32 bounce(astring* interfaceName, u16 family) noexcept
 {
     if (SetIFFlags(interfaceName, kDown, family) != 0) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringDOWNNetworkInterface failed.\n");
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     if (SetIFFlags(interfaceName, kUp, family) != 0) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     return 0;
 }
@@ -67,11 +68,11 @@ extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
     const qvrf::TraceScope trace("SetAddrGenModePolicyForUSBNICIPV6", qvrf::kPlainTrace);
     if (pInterfaceName == nullptr) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     if (SetIFFlags(pInterfaceName, kUp, AF_INET) != 0) {
         __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     if (LXcheckHostIPVersion(pInterfaceName, kIPv6) == 0) {
         SetIFFlags(pInterfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter

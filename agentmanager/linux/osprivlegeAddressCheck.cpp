@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "osprivlege.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
@@ -78,7 +79,7 @@ extern "C" s32 LXcheckHostIPVersion(astring* pInterfaceName, booln IPVersion)
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         switch (usableAddress(*entry, pInterfaceName, wanted)) {
             case Finding::nothing: break;
-            case Finding::down: __SysDbgPrint3("LXcheckHostIPVersion: Interface is Down\n"); return -1;
+            case Finding::down: __SysDbgPrint3("LXcheckHostIPVersion: Interface is Down\n"); return QVRFUTIL_FAILURE;
             case Finding::unsuitable: __SysDbgPrint4("LXcheckHostIPVersion: not a link local address\n"); break;
             case Finding::suitable:
                 // The IPv6 line has always carried the other check's name; readers of the log search for it.
@@ -90,7 +91,7 @@ extern "C" s32 LXcheckHostIPVersion(astring* pInterfaceName, booln IPVersion)
                 return 0;
         }
     }
-    return -1;
+    return QVRFUTIL_FAILURE;
 }
 
 extern "C" s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion)
@@ -117,5 +118,5 @@ extern "C" s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion)
                 return 0;
         }
     }
-    return -1;
+    return QVRFUTIL_FAILURE;
 }

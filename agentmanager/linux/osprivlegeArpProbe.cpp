@@ -12,7 +12,7 @@
 #include "osprivlege.h"
 #include "osprivlegeArp.h"
 #include "osprivlegeCarrier.h"
-#include "osprivlegeInterface.h"
+#include "osprivlegeInterfaceRequest.h"
 #include "osprivlegePause.h"
 #include "osprivlegeSourceAddress.h"
 #include "shield.h"

@@ -1,5 +1,4 @@
-/** @file osprivlegeService.cpp  What the agent's service asks of its own process: the one-shot marker, the trigger, the
- * stop. */
+/** @file osprivlegeService.cpp  What the agent's service asks of its own process: marker file, trigger, stop. */
 #include <unistd.h>
 
 #include <csignal>

@@ -11,24 +11,12 @@
 #include <cstring>
 #include <vector>
 
-#include "osprivlegeInterface.h"
+#include "osprivlegeInterfaceRequest.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "trace.h"
 
 namespace qvrf {
-
-const InterfaceCommand kGetIndex{SIOCGIFINDEX, "SIOCGIFINDEX"};
-const InterfaceCommand kGetFlags{SIOCGIFFLAGS, "SIOCGIFFLAGS"};
-const InterfaceCommand kSetFlags{SIOCSIFFLAGS, "SIOSGIFFLAGS"};  // the log has always spelled it so
-const InterfaceCommand kSetAddress{SIOCSIFADDR, "SIOCSIFADDR"};
-
-bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept
-{
-    if (::ioctl(socket, command.request, &request) >= 0) return true;
-    __SysDbgPrint3("OSSendARPProbeToTorvo: ioctl(%s) failed errno=%d..\n", command.name, errno);
-    return false;
-}
 
 namespace {
 
@@ -96,7 +84,7 @@ bool OSGetUSBNICInterfaceIP4Addr(const char* interfaceName, AddressText& address
 
 in_addr buildLinkLocal(in_addr bmc, AddressText& address) noexcept
 {
-    // A fixed line that marks this road in every log; no operation of that name is involved.
+    // A fixed line that marks this case in every log; no operation of that name is involved.
     __SysDbgPrint3("OSSendARPProbeToTorvo: APMUpdateAutoconnectFeature() failed\n");
     const in_addr derived = addressBeside(bmc);
     __SysDbgPrint4("buildLinkLocal: ..d_ip.s_addr = 0x%x\n", derived.s_addr);

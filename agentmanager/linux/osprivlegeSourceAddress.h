@@ -2,25 +2,11 @@
 #ifndef OSPRIVLEGESOURCEADDRESS_H
 #define OSPRIVLEGESOURCEADDRESS_H
 
-#include <net/if.h>
 #include <netinet/in.h>
 
 #include "osprivlegeArp.h"
 
 namespace qvrf {
-
-/** An interface request and the name that the log gives it. */
-struct InterfaceCommand {
-    unsigned long request;
-    const char*   name;
-};
-extern const InterfaceCommand kGetIndex;
-extern const InterfaceCommand kGetFlags;
-extern const InterfaceCommand kSetFlags;
-extern const InterfaceCommand kSetAddress;
-
-/** Sends one interface request for the probe; a failure is logged. */
-bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept;
 
 /**
  * The address to probe the BMC from. Where the interface has none, or one that counts as the BMC's, it is given the

@@ -1,6 +1,6 @@
-/** @file osprivlegeInterface.h  Interface requests (ioctl) and the sockets that carry them. */
-#ifndef OSPRIVLEGEINTERFACE_H
-#define OSPRIVLEGEINTERFACE_H
+/** @file osprivlegeInterfaceRequest.h  Interface requests (ioctl) and the sockets that carry them. */
+#ifndef OSPRIVLEGEINTERFACEREQUEST_H
+#define OSPRIVLEGEINTERFACEREQUEST_H
 
 #include <net/if.h>
 
@@ -11,6 +11,19 @@ namespace qvrf {
  * name another interface: it is left out, and the kernel refuses a request without a name.
  */
 ifreq requestFor(const char* interfaceName) noexcept;
+
+/** An interface request and the name that the log gives it. */
+struct InterfaceCommand {
+    unsigned long request;
+    const char*   name;
+};
+extern const InterfaceCommand kGetIndex;
+extern const InterfaceCommand kGetFlags;
+extern const InterfaceCommand kSetFlags;
+extern const InterfaceCommand kSetAddress;
+
+/** Sends one interface request for the probe; a failure is logged. */
+bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept;
 
 /** A socket whose failing close is worth a line in the log and changes nothing. */
 class LoggedSocket {

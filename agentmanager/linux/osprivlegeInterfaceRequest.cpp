@@ -1,6 +1,5 @@
-/** @file osprivlegeInterface.cpp  Interface requests: what they name, what carries them, and the one that sets flags.
- */
-#include "osprivlegeInterface.h"
+/** @file osprivlegeInterfaceRequest.cpp  Interface requests (ioctl), and the operation that sets flags by one. */
+#include "osprivlegeInterfaceRequest.h"
 
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -11,6 +10,7 @@
 
 #include "osprivlege.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
@@ -22,6 +22,18 @@ ifreq requestFor(const char* interfaceName) noexcept
     const std::size_t length = ::strnlen(interfaceName, IFNAMSIZ);
     strncpy_s(request.ifr_name, sizeof request.ifr_name, interfaceName, length);
     return request;
+}
+
+const InterfaceCommand kGetIndex{SIOCGIFINDEX, "SIOCGIFINDEX"};
+const InterfaceCommand kGetFlags{SIOCGIFFLAGS, "SIOCGIFFLAGS"};
+const InterfaceCommand kSetFlags{SIOCSIFFLAGS, "SIOSGIFFLAGS"};  // the log has always spelled it so
+const InterfaceCommand kSetAddress{SIOCSIFADDR, "SIOCSIFADDR"};
+
+bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept
+{
+    if (::ioctl(socket, command.request, &request) >= 0) return true;
+    __SysDbgPrint3("OSSendARPProbeToTorvo: ioctl(%s) failed errno=%d..\n", command.name, errno);
+    return false;
 }
 
 LoggedSocket::LoggedSocket(int family, int type, const char* closeFailed) noexcept
@@ -41,7 +53,7 @@ extern "C" s32 SetIFFlags(astring* pInterfaceName, u16 flags, u16 addrfamily)
     const qvrf::TraceScope trace("SetIFFlags", qvrf::kPlainTrace);
     if (pInterfaceName == nullptr) {
         __SysDbgPrint3("SetIFFlags: pInterfaceName=NULL\n");
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     ifreq request     = qvrf::requestFor(pInterfaceName);
     request.ifr_flags = static_cast<short>(flags);
@@ -49,7 +61,7 @@ extern "C" s32 SetIFFlags(astring* pInterfaceName, u16 flags, u16 addrfamily)
     const qvrf::LoggedSocket control(addrfamily, SOCK_DGRAM, "SetIFFlags: close() failed\n");
     if (!control) {
         __SysDbgPrint3("SetIFFlags: socket error %s\n", std::strerror(errno));
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     const s32 result = ::ioctl(control.get(), SIOCSIFFLAGS, &request);
     if (result < 0) {
