@@ -56,8 +56,7 @@ s32 APMDiscoveryGetOxaOSVersion(astring* pOxaOSversion);
 
 /**
  * The BMC's IPv4 address on the USB NIC link. Two IPMI exchanges.
- * @param[out] pIPAddress  room for APM_IPV4_ADDRESS_SIZE bytes: dotted text; empty when the BMC's text is longer than
- * that
+ * @param[out] pIPAddress  room for APM_IPV4_ADDRESS_SIZE bytes: dotted text; empty when the BMC's text has no room
  * @return 0; 1 when the BMC could not be reached, refused or answered something else than an address, or the pointer is
  *         NULL; 9 out of memory.
  */
@@ -169,8 +168,7 @@ s32 createHTTPSurl(astring* pHttpsUrl);
  */
 s32 pasrseSHA256File(astring* pSHA256File, StructOxaPloxPackage* pOXAPloxPackage);
 
-/** Removes white space at both ends of a text, in place. Of a text of more than 512 characters, 512 are looked at and
- * kept. */
+/** Removes white space at both ends of a text, in place. A text of more than 512 characters is cut to these first. */
 void trim(char* pStr);
 
 /** Prints the version of the package that the BMC holds and of the installed agent, a line each. @return 0 */

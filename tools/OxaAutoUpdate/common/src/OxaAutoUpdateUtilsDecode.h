@@ -35,8 +35,7 @@ const astring* portInUrl(astring* text, bool& hasHost) noexcept;
  */
 const astring* portInCommandReply(astring* reply) noexcept;
 
-/** Appends the bytes that are not zero to an empty text with @p room bytes, NUL included; what does not fit is left
- * out. */
+/** Appends the bytes that are not zero to an empty text of @p room bytes, NUL included, as far as they fit. */
 void textOfBytes(const u8* bytes, std::size_t count, astring* text, std::size_t room) noexcept;
 
 /** Copies @p from with a NUL into @p room bytes, cut to fit. */

@@ -18,25 +18,25 @@ constexpr std::size_t kCompletionCode  = 2;
 IpmiResult IpmiExchange::send(const IpmiRow& row) noexcept
 {
     IPMIReqRspEx& raw = record_.Parameters.IRREx;
-    if (row.opens) {
+    if (row.opensExchange) {
         OXAmemset_s(&record_, sizeof record_, 0, sizeof record_);
-        record_.Status  = row.preset;
+        record_.Status  = row.presetStatus;
         record_.ReqType = QVHIPM_REQTYPE_RAW_EX;
         raw.RsSA        = kBmcSlaveAddress;
         raw.ChannelNum  = 0;
     }
     raw.ReqPhaseBufLen = row.requestBytes;
     raw.RspPhaseBufLen = row.replyBytes;
-    OXAmemcpy_s(raw.ReqRspBuffer, sizeof raw.ReqRspBuffer, row.bytes.data(), row.written);
+    OXAmemcpy_s(raw.ReqRspBuffer, sizeof raw.ReqRspBuffer, row.bytes.data(), row.writtenBytes);
 
     if (QVHIPMCommand(&record_, &record_) == 0) {
-        __SysDbgPrint3("%s%s%s%s%s\n", line_.before, line_.op, line_.after, line_.exchangeFailed, row.purpose);
+        __SysDbgPrint3("%s%s%s%s%s\n", line_.before, line_.op, line_.after, line_.exchangeFailed, row.purposeText);
         return {false, 0};
     }
     const IpmiResult result{true, raw.ReqRspBuffer[kCompletionCode]};
     if (!result.ok())
         __SysDbgPrint3("%s%s%sFailed status with error code %d.%s\n", line_.before, line_.op, line_.after,
-                       result.completion, row.purpose);
+                       result.completion, row.purposeText);
     return result;
 }
 

@@ -1,5 +1,4 @@
-/** @file OxaAutoUpdateUtilsIpmi.h  Raw IPMI exchanges with the BMC: requests as rows of bytes, one function that sends
- * any. */
+/** @file OxaAutoUpdateUtilsIpmi.h  Raw IPMI exchanges with the BMC: requests as rows of bytes, and what sends them. */
 #ifndef OXAAUTOUPDATEUTILSIPMI_H
 #define OXAAUTOUPDATEUTILSIPMI_H
 
@@ -11,46 +10,56 @@
 
 namespace qvrf {
 
-/** One request as it travels: byte 0 netFn << 2 | LUN, byte 1 the command, then data. */
+/**
+ * One request as it travels: byte 0 netFn << 2 | LUN, byte 1 the command, then data. Its fields are named where a row
+ * is written down: first({...}).preset(1).replies(13).
+ */
 struct IpmiRow {
-    bool                               opens;         // begins an exchange: the record is zeroed and addressed anew
-    s32                                preset;        // the record's Status before the call, when the row opens
-    u32                                requestBytes;  // length that the BMC is told
-    u32                                replyBytes;  // reply bytes wanted, netFn, command and completion code among them
-    std::size_t                        written;     // bytes put into the buffer; behind them an earlier reply stays
-    std::array<u8, QVHIPM_BUFFER_SIZE> bytes;
-    const char*                        purpose;  // what its failure line adds
+    bool                               opensExchange = false;  // the record is zeroed and addressed anew
+    s32                                presetStatus  = 0;      // the record's Status before the call, when it is
+    u32                                requestBytes  = 0;      // the length that the BMC is told
+    u32                                replyBytes    = 0;      // wanted; netFn, command and completion code among them
+    std::size_t                        writtenBytes  = 0;  // put into the buffer; behind them an earlier reply stays
+    std::array<u8, QVHIPM_BUFFER_SIZE> bytes{};
+    const char*                        purposeText = "";  // what its failure line adds
+
+    constexpr IpmiRow preset(s32 status) const noexcept { return with(&IpmiRow::presetStatus, status); }
+    constexpr IpmiRow requests(u32 count) const noexcept { return with(&IpmiRow::requestBytes, count); }
+    constexpr IpmiRow replies(u32 count) const noexcept { return with(&IpmiRow::replyBytes, count); }
+    constexpr IpmiRow purpose(const char* text) const noexcept { return with(&IpmiRow::purposeText, text); }
+
+private:
+    template <class T>
+    constexpr IpmiRow with(T IpmiRow::*field, T value) const noexcept
+    {
+        IpmiRow row = *this;
+        row.*field  = value;
+        return row;
+    }
 };
 
 template <std::size_t N>
-constexpr IpmiRow ipmiRow(bool opens, s32 preset, u32 requestBytes, u32 replyBytes, const u8 (&request)[N],
-                          const char* purpose)
-{
-    static_assert(N <= QVHIPM_BUFFER_SIZE, "longer than the transfer buffer");
-    IpmiRow row{opens, preset, requestBytes, replyBytes, N, {}, purpose};
-    for (std::size_t i = 0; i < N; ++i) row.bytes[i] = request[i];
-    return row;
-}
+constexpr IpmiRow next(const u8 (&request)[N]) noexcept;
 
 /** A request that opens an exchange. */
 template <std::size_t N>
-constexpr IpmiRow opening(s32 preset, u32 replyBytes, const u8 (&request)[N], const char* purpose = "")
+constexpr IpmiRow first(const u8 (&request)[N]) noexcept
 {
-    return ipmiRow(true, preset, N, replyBytes, request, purpose);
+    IpmiRow row       = next(request);
+    row.opensExchange = true;
+    return row;
 }
 
 /** A request that goes on with an open exchange. */
 template <std::size_t N>
-constexpr IpmiRow following(u32 replyBytes, const u8 (&request)[N], const char* purpose = "")
+constexpr IpmiRow next(const u8 (&request)[N]) noexcept
 {
-    return ipmiRow(false, 0, N, replyBytes, request, purpose);
-}
-
-/** A following request whose length differs from the bytes put into the buffer. */
-template <std::size_t N>
-constexpr IpmiRow followingOf(u32 requestBytes, u32 replyBytes, const u8 (&request)[N])
-{
-    return ipmiRow(false, 0, requestBytes, replyBytes, request, "");
+    static_assert(N <= QVHIPM_BUFFER_SIZE, "longer than the transfer buffer");
+    IpmiRow row;
+    row.requestBytes = N;
+    row.writtenBytes = N;
+    for (std::size_t i = 0; i < N; ++i) row.bytes[i] = request[i];
+    return row;
 }
 
 /** How an operation words its failure lines: before, op, after, text. */

@@ -1,6 +1,6 @@
-/** @file OxaAutoUpdateUtilsPassThru.cpp  State of the OS-to-BMC pass-through link; and the plain text copy. */
+/** @file OxaAutoUpdateUtilsPassThru.cpp  State of the OS-to-BMC pass-through link. */
 #include "OxaAutoUpdateUtils.h"
-#include "OxaAutoUpdateUtilsRows.h"
+#include "OxaAutoUpdateUtilsIpmiRows.h"
 #include "qvstatus.h"
 #include "trace.h"
 
@@ -25,18 +25,10 @@ s32 setPassThru(const char* op, u8 mode) noexcept
 {
     IpmiExchange bmc({op});
     for (IpmiRow row : rows::kSetPassThru) {
-        if (row.opens) row.bytes[rows::kModeByte] = mode;
+        if (row.opensExchange) row.bytes[rows::kModeByte] = mode;
         if (!bmc.send(row).ok()) return OXA_UPDATE_FAILED;
     }
     return 0;
-}
-
-void copyText(const char* op, const astring* source, astring* destination) noexcept
-{
-    TraceScope trace(op, kUpdateTrace);
-    if (!source || !destination) return;
-    while ((*destination++ = *source++) != '\0') {
-    }
 }
 
 }  // namespace
@@ -54,14 +46,4 @@ extern "C" s32 APMDiscoverySetOSToBMCStatus(u8 setOSBMCMode)
     static constexpr char op[] = "APMDiscoverySetOSToBMCStatus";
     qvrf::TraceScope      trace(op, qvrf::kUpdateTrace);
     return qvrf::setPassThru(op, setOSBMCMode);
-}
-
-extern "C" void ConverHexToAscii(const astring* source, astring* destination)
-{
-    qvrf::copyText("ConverHexToAscii", source, destination);
-}
-
-extern "C" void APMSuptConverHexToAscii(const astring* source, astring* destination)
-{
-    qvrf::copyText("APMSuptConverHexToAscii", source, destination);
 }

@@ -1,10 +1,24 @@
-/** @file OxaAutoUpdateUtilsText.cpp  Texts of the platform's allocator. */
+/** @file OxaAutoUpdateUtilsText.cpp  Texts of the platform's allocator, and the exported copies of texts. */
 #include "OxaAutoUpdateUtilsText.h"
 
 #include <cstdarg>
 #include <cstdio>
 
+#include "OxaAutoUpdateUtils.h"
+#include "trace.h"
+
 namespace qvrf {
+namespace {
+
+void copyText(const char* op, const astring* source, astring* destination) noexcept
+{
+    TraceScope trace(op, kUpdateTrace);
+    if (!source || !destination) return;
+    while ((*destination++ = *source++) != '\0') {
+    }
+}
+
+}  // namespace
 
 SmOwned<astring> smCopy(std::string_view text) noexcept
 {
@@ -29,3 +43,13 @@ SmOwned<astring> smFormat(const char* format, ...) noexcept
 }
 
 }  // namespace qvrf
+
+extern "C" void ConverHexToAscii(const astring* source, astring* destination)
+{
+    qvrf::copyText("ConverHexToAscii", source, destination);
+}
+
+extern "C" void APMSuptConverHexToAscii(const astring* source, astring* destination)
+{
+    qvrf::copyText("APMSuptConverHexToAscii", source, destination);
+}

@@ -1,7 +1,7 @@
 /** @file OxaAutoUpdateUtilsVersions.cpp  Discovery of versions: the BMC's firmware, the update package, the agent. */
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsDecode.h"
-#include "OxaAutoUpdateUtilsRows.h"
+#include "OxaAutoUpdateUtilsIpmiRows.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"

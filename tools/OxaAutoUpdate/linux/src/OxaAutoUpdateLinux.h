@@ -75,8 +75,7 @@ s32 CheckBinaryExecutionPath(void);
 
 /**
  * Is told how a download goes, several times a second, from within the operation that downloads.
- * @param pFile     the file's name on the BMC; NULL: its transfer is over, well or not, and the other values say
- * nothing
+ * @param pFile     the file's name on the BMC; NULL: its transfer is over, well or not, the rest means nothing
  * @param received  bytes so far
  * @param total     bytes of the whole file; 0 while the BMC has not told
  */

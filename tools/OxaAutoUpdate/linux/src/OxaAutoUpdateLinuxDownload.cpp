@@ -1,16 +1,12 @@
-/** @file OxaAutoUpdateLinuxDownload.cpp  Fetches the update package's files from the BMC. */
+/** @file OxaAutoUpdateLinuxDownload.cpp  Fetches one file from the BMC. */
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "OxaAutoUpdateLinux.h"
-#include "OxaAutoUpdateLinuxDecide.h"
-#include "OxaAutoUpdateLinuxOutput.h"
-#include "OxaAutoUpdateLinuxPrepare.h"
+#include "OxaAutoUpdateLinuxDownload.h"
 #include "OxaAutoUpdateLinuxReason.h"
-#include "OxaAutoUpdateLinuxUtils.h"
-#include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "curlLx.h"
 #include "qvstatus.h"
@@ -19,14 +15,8 @@
 namespace qvrf {
 namespace {
 
-constexpr u32         kUrlSize         = 4096;
 constexpr std::size_t kTextBound       = 4096;
-constexpr mode_t      kDirectoryMode   = 0755;
 constexpr long        kTransferSeconds = 10;
-
-constexpr char kManifest[] = "sha256sum";
-
-/* ---- One file ------------------------------------------------------------------------------------------------ */
 
 struct Listener {
     OXADownloadProgress call    = nullptr;
@@ -50,7 +40,7 @@ private:
 };
 
 template <class V>
-bool set(CURL* easy, CURLoption option, const char* name, V value) noexcept
+bool setLogged(CURL* easy, CURLoption option, const char* name, V value) noexcept
 {
     const CURLcode rc = setQuietly(easy, option, value);
     if (rc != CURLE_OK) __SysDbgPrint3("[AUFPI]DownloadFileFromTorvo: %s failed with err %d.\n", name, rc);
@@ -60,14 +50,11 @@ bool set(CURL* easy, CURLoption option, const char* name, V value) noexcept
 /** What is on the other end of the host-to-BMC link is known, so nobody checks its certificate. */
 bool prepare(CURL* easy, const astring* url) noexcept
 {
-    return set(easy, CURLOPT_SSL_VERIFYPEER, "CURLOPT_SSL_VERIFYPEER", 0L) &&
-           set(easy, CURLOPT_SSL_VERIFYHOST, "CURLOPT_SSL_VERIFYHOST", 0L) &&
-           set(easy, CURLOPT_FAILONERROR, "URL", 1L) && set(easy, CURLOPT_TIMEOUT, "URL", kTransferSeconds) &&
-           set(easy, CURLOPT_URL, "URL", url);
+    return setLogged(easy, CURLOPT_SSL_VERIFYPEER, "CURLOPT_SSL_VERIFYPEER", 0L) &&
+           setLogged(easy, CURLOPT_SSL_VERIFYHOST, "CURLOPT_SSL_VERIFYHOST", 0L) &&
+           setLogged(easy, CURLOPT_FAILONERROR, "URL", 1L) &&
+           setLogged(easy, CURLOPT_TIMEOUT, "URL", kTransferSeconds) && setLogged(easy, CURLOPT_URL, "URL", url);
 }
-
-/** How the file is opened that an answer goes to. */
-using OpenOutput = File (*)(const char* path) noexcept;
 
 bool opened(File& file, const astring* path, OpenOutput open) noexcept
 {
@@ -93,12 +80,12 @@ int reportProgress(void* url, curl_off_t total, curl_off_t now, curl_off_t, curl
 }
 
 /** Nothing more is asked of libcurl where nobody listens. */
-bool listen(CURL* easy, const astring* url) noexcept
+bool tellListener(CURL* easy, const astring* url) noexcept
 {
     if (g_listener.call == nullptr) return true;
-    return set(easy, CURLOPT_XFERINFOFUNCTION, "XFERINFOFUNCTION", &reportProgress) &&
-           set(easy, CURLOPT_XFERINFODATA, "XFERINFODATA", const_cast<astring*>(url)) &&
-           set(easy, CURLOPT_NOPROGRESS, "NOPROGRESS", 0L);
+    return setLogged(easy, CURLOPT_XFERINFOFUNCTION, "XFERINFOFUNCTION", &reportProgress) &&
+           setLogged(easy, CURLOPT_XFERINFODATA, "XFERINFODATA", const_cast<astring*>(url)) &&
+           setLogged(easy, CURLOPT_NOPROGRESS, "NOPROGRESS", 0L);
 }
 
 void keepReason(CURL* easy, CURLcode rc, const astring* url) noexcept
@@ -134,7 +121,8 @@ s32 transfer(const astring* url, const astring* path, OpenOutput open, File& fil
     }
     if (!leadToBmc("DownloadFileFromTorvo", easy.get(), nullptr) || !prepare(easy.get(), url) ||
         !opened(file, path, open) ||
-        !set(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) || !listen(easy.get(), url))
+        !setLogged(easy.get(), CURLOPT_WRITEDATA, "WRITE_DATA", static_cast<void*>(file.get())) ||
+        !tellListener(easy.get(), url))
         return OXA_UPDATE_FAILED;
 
     const CURLcode rc = performQuietly(easy.get());
@@ -166,7 +154,9 @@ bool isWithinBound(const astring* text) noexcept
     return ::strnlen(text, kTextBound + 1) <= kTextBound;
 }
 
-s32 download(const astring* directory, const astring* baseUrl, const astring* name, OpenOutput open) noexcept
+}  // namespace
+
+s32 downloadFile(const astring* directory, const astring* baseUrl, const astring* name, OpenOutput open) noexcept
 {
     const TraceScope trace("DownloadHTTPSFile", kUpdateTrace);
     if (directory == nullptr || baseUrl == nullptr || name == nullptr) {
@@ -195,187 +185,11 @@ s32 download(const astring* directory, const astring* baseUrl, const astring* na
     return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
 }
 
-/* ---- The package --------------------------------------------------------------------------------------------- */
-
-using Name = astring* StructOxaPloxPackage::*;
-
-constexpr struct {
-    Name        name;
-    const char* preset;
-} kFixedNames[] = {
-    {&StructOxaPloxPackage::pPackagexml, "package.xml"},
-    {&StructOxaPloxPackage::pSHA256file, kManifest},
-    {&StructOxaPloxPackage::pZelmarPubKey, "RPM-GPG-KEY-zelmar"},
-    {&StructOxaPloxPackage::pLinuxInstallScript, "OXA_Lx.sh"},
-    {&StructOxaPloxPackage::pWindowsInstallScript, "OXA_Win.bat"},
-};
-constexpr Name kBeforeManifest[]  = {&StructOxaPloxPackage::pPackagexml, &StructOxaPloxPackage::pSHA256file};
-constexpr Name kForThisSystem[]   = {&StructOxaPloxPackage::pZelmarPubKey, &StructOxaPloxPackage::pLinuxUpdatePkg,
-                                     &StructOxaPloxPackage::pLinuxSignFile};
-constexpr Name kForOtherSystems[] = {
-    &StructOxaPloxPackage::pWindowsUpdatePkg, &StructOxaPloxPackage::pWindowsNanoUpdatePkg,
-    &StructOxaPloxPackage::pLinuxInstallScript, &StructOxaPloxPackage::pWindowsInstallScript};
-
-struct PackageGivenBack {
-    void operator()(StructOxaPloxPackage* package) const noexcept
-    {
-        for (astring* name : {package->pPackagexml, package->pSHA256file, package->pZelmarPubKey,
-                              package->pWindowsUpdatePkg, package->pWindowsNanoUpdatePkg, package->pLinuxUpdatePkg,
-                              package->pLinuxSignFile, package->pLinuxInstallScript, package->pWindowsInstallScript})
-            SMFreeMem(name);
-        SMFreeMem(package);
-    }
-};
-using Package = std::unique_ptr<StructOxaPloxPackage, PackageGivenBack>;
-
-/** A record with the names that every package has; empty when memory is out. */
-Package newPackage() noexcept
-{
-    Package package(static_cast<StructOxaPloxPackage*>(SMAllocMem(sizeof(StructOxaPloxPackage))));
-    if (!package) return nullptr;
-    *package = {};
-    for (const auto& fixed : kFixedNames)
-        if (SmOwned<astring> preset = smCopy(fixed.preset))
-            (*package).*fixed.name = preset.release();
-        else
-            return nullptr;
-    return package;
-}
-
-class PackageDownload {
-public:
-    PackageDownload(astring* directory, astring* url, StructOxaPloxPackage& package, OpenOutput open) noexcept
-        : directory_(directory), url_(url), package_(package), open_(open)
-    {
-    }
-
-    s32 run(bool everySystem) noexcept
-    {
-        s32 status = fetchEach(kBeforeManifest);
-        if (status == 0) status = readManifest();
-        if (status == 0) status = fetchEach(kForThisSystem);
-        if (status == 0 && everySystem) status = fetchEach(kForOtherSystems);
-        return status;
-    }
-
-private:
-    template <std::size_t N>
-    s32 fetchEach(const Name (&names)[N]) noexcept
-    {
-        for (const Name name : names) {
-            astring* const file = package_.*name;
-            if (file == nullptr) continue;
-            const s32 status = fetchOne(file);
-            if (status == 0) continue;
-            __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: download failed with status %d.\n", status);
-            return status;
-        }
-        return 0;
-    }
-
-    s32 fetchOne(astring* file) noexcept
-    {
-        // The manifest comes over an unchecked link: it must not choose where we write.
-        if (staysBelow(file)) return download(directory_, url_, file, open_);
-        setReason("the manifest names a file outside the package: %s", file);
-        return OXA_UPDATE_NOT_DOWNLOADED;
-    }
-
-    s32 readManifest() noexcept
-    {
-        const SmOwned<astring> path = smFormat("%s/%s", directory_, kManifest);
-        if (!path) {
-            __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory shaLocalPathLenght = null\n");
-            return OXA_UPDATE_OUT_OF_MEMORY;
-        }
-        const s32 status = pasrseSHA256File(path.get(), &package_);
-        if (status == 0) return 0;
-        __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pasrsePackageXMFile failed with status %d.\n", status);
-        return OXA_UPDATE_NOT_DOWNLOADED;
-    }
-
-    astring*              directory_;
-    astring*              url_;
-    StructOxaPloxPackage& package_;
-    OpenOutput            open_;
-};
-
-s32 downloadPackage(astring* directory, bool everySystem, OpenOutput open) noexcept
-{
-    const TraceScope trace("DownloadOxaAutoUpdateFile", kUpdateTrace);
-    if (directory == nullptr) {
-        __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pDestTmpDir = null.\n");
-        return OXA_UPDATE_FAILED;
-    }
-    const Package package = newPackage();
-    if (!package) {
-        __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory pkgStruct = null\n");
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
-    const SmOwned<astring> url = smText(kUrlSize);
-    if (!url) {
-        __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: failed to alloc memory pHttpsUrl = null\n");
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
-    if (createHTTPSurl(url.get()) != 0) {
-        setReason("the BMC does not tell its address or HTTPS port over IPMI");
-        __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: create url failed.\n");
-        return OXA_UPDATE_FAILED;
-    }
-    __SysDbgPrint4("[AUFPI]DownloadOxaAutoUpdateFile: URL is %s.\n", url.get());
-    return PackageDownload(directory, url.get(), *package, open).run(everySystem);
-}
-
-s32 downloadForUser(astring* directory) noexcept
-{
-    static constexpr char op[] = "downloadOxaUpdatePackage";
-    forgetReason();
-    astring version[APM_VERSION_SIZE]{};
-    if (const s32 status = APMDiscoveryGetOxaPloxVersion(version); status != 0) {
-        setReason("the BMC does not tell its package version over IPMI");
-        __SysDbgPrint3("[AUFPI]%s: APMDiscoveryGetOxaVersion failed with status %d.\n", op, status);
-        return OXA_UPDATE_FAILED;
-    }
-    if (!namesPackage(version)) {
-        __SysDbgPrint3("[AUFPI]%s: Oxa Zelmar Update Package  not available on this server.\n", op);
-        std::puts("Torvo Service Module KS package is not installed on this server.");
-        return OXA_UPDATE_NOTHING_TO_DO;
-    }
-    if (IsDirExist(directory) != 0 && CreateDirectory(directory, kDirectoryMode) != 0) {
-        setReason("the directory %s cannot be made", orEmpty(directory));
-        __SysDbgPrint3("[AUFPI]%s: CreateDirectory %s failed.\n", op, orEmpty(directory));
-        return OXA_UPDATE_FAILED;
-    }
-    const s32 status = downloadPackage(directory, true, openForWriting);
-    if (status == 0) return 0;
-    __SysDbgPrint3("[AUFPI]%s: DownloadOxaAutoUpdateFile failed with status %d.\n", op, status);
-    std::printf("Downloading of Torvo Service Module update packages failed with status %d.\n", status);
-    return status == OXA_UPDATE_TLS_MISMATCH ? status : OXA_UPDATE_NOT_DOWNLOADED;
-}
-
-}  // namespace
-
-s32 downloadOwnPackage(astring* directory) noexcept
-{
-    return downloadPackage(directory, false, openPrivate);
-}
-
 }  // namespace qvrf
 
 extern "C" s32 DownloadHTTPSFile(astring* pDestTmpDir, astring* pHttpsUrl, astring* pDownloadFile)
 {
-    return qvrf::download(pDestTmpDir, pHttpsUrl, pDownloadFile, qvrf::openForWriting);
-}
-
-extern "C" s32 DownloadOxaAutoUpdateFile(astring* pDestTmpDir, booln downloadFlag)
-{
-    return qvrf::downloadPackage(pDestTmpDir, downloadFlag != 0, qvrf::openForWriting);
-}
-
-extern "C" s32 downloadOxaUpdatePackage(astring* pDestDir)
-{
-    const qvrf::TraceScope trace("downloadOxaUpdatePackage", qvrf::kUpdateTrace);
-    return qvrf::downloadForUser(pDestDir);
+    return qvrf::downloadFile(pDestTmpDir, pHttpsUrl, pDownloadFile, qvrf::openForWriting);
 }
 
 extern "C" void OXAAutoUpdateOnProgress(OXADownloadProgress pCallback, void* pContext)

@@ -13,6 +13,7 @@
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"
@@ -26,26 +27,11 @@ s32      installationType = -1;
 namespace qvrf {
 namespace {
 
-constexpr u32    kPathSize      = 4096;
-constexpr u32    kProductId     = 34;
-constexpr u32    kPathType      = 2;
-constexpr mode_t kDirectoryMode = 0755;
-constexpr mode_t kFileMode      = 0644;
+constexpr mode_t kFileMode = 0644;
 
-constexpr char kRegistration[] = "/opt/zelmar/kappel/Oxa/etc/qvoxareg.cfg";
-constexpr char kPrivateFile[]  = "/.qvoxareg.cfg";
-constexpr char kUpdateName[]   = ".update";
+constexpr char kPrivateFile[] = "/.qvoxareg.cfg";
 
 constexpr TraceTexts kUnprefixedTrace{"%s: entry\n", "%s: exit\n"};
-
-s32 installPath(astring* path) noexcept
-{
-    u32       size   = kPathSize;
-    const s32 status = path == nullptr ? -1 : SMGetPathByProductIDandType(kProductId, kPathType, path, &size);
-    if (status == 0) return 0;
-    __SysDbgPrint3("[AUFPI]AutoUpdateGetOxaInstallPath: SMGetPathByProductIDandType failed with status:%d.\n", status);
-    return OXA_UPDATE_FAILED;
-}
 
 /**
  * The absolute path of the directory that the program path names. Asked of the file system and not by going there: the
@@ -100,8 +86,8 @@ bool isOwnFile(const struct stat& status) noexcept
 }
 
 /**
- * Makes the private file before the shell writes it: a link that stands there leads to a file of somebody's.
- * @return false when it does. What else keeps the file from being made keeps the shell from it, too.
+ * Makes the private file before the shell writes it, which would follow a link there to another user's file.
+ * @return false when something is there that is not ours. Whatever else prevents the file prevents the shell, too.
  */
 bool leadsNowhereElse(const astring* path) noexcept
 {
@@ -130,7 +116,7 @@ s32 writePrivateFile(astring* directory) noexcept
 
 s32 setUpStandalone() noexcept
 {
-    if (FileCheck(kRegistration) == 0) {
+    if (FileCheck(kUsualRegistration) == 0) {
         __SysDbgPrint4("[AUFPI]CheckStandaloneAutoUpdate: Oxa installed on this Machine.\n");
         return 0;
     }
@@ -141,7 +127,7 @@ s32 setUpStandalone() noexcept
     }
     // The execution directory carries its backslashes into the name; CleanIPCDirectory removes the same name.
     sprintf_s(path.get(), kPathSize, "%s/ipc", orEmpty(pExecutionDirectory));
-    const s32 status = pExecutionDirectory == nullptr ? -1 : CreateDirectory(path.get(), kDirectoryMode);
+    const s32 status = pExecutionDirectory == nullptr ? QVRFUTIL_FAILURE : CreateDirectory(path.get(), kDirectoryMode);
     if (status != 0) {
         __SysDbgPrint3("[AUFPI]CheckStandaloneAutoUpdate:  CreateDirectory failed with status %d.\n", status);
         return OXA_UPDATE_FAILED;
@@ -178,7 +164,7 @@ s32 undoStandalone() noexcept
 
 s32 refuseUpdateDirectory() noexcept
 {
-    const SmOwned<astring> forbidden = smFormat("%s/%s", orEmpty(pOXAInstallPath), kUpdateName);
+    const SmOwned<astring> forbidden = smFormat("%s/%s", orEmpty(pOXAInstallPath), kForbiddenPlace);
     if (!forbidden) {
         __SysDbgPrint3("[AUFPI]CheckBinaryExecutionPath: failed to alloc memory pExpectedExecutionPath = null.\n");
         return OXA_UPDATE_OUT_OF_MEMORY;
@@ -193,12 +179,6 @@ s32 refuseUpdateDirectory() noexcept
 
 }  // namespace
 }  // namespace qvrf
-
-extern "C" s32 AutoUpdateGetOxaInstallPath(astring* pInstallPath)
-{
-    const qvrf::TraceScope trace("AutoUpdateGetOxaInstallPath", qvrf::kUpdateTrace);
-    return qvrf::installPath(pInstallPath);
-}
 
 extern "C" s32 AutoUpdateCheckUserPrivilege(void)
 {

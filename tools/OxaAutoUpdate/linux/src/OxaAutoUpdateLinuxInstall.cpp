@@ -8,6 +8,7 @@
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvstatus.h"
 #include "trace.h"
@@ -29,7 +30,7 @@ s32 outOfMemory(const char* what) noexcept
  */
 class Staging {
 public:
-    Staging() noexcept : path_(smFormat("%s/%s", installDirectory(), ".OXAAutoUpdate"))
+    Staging() noexcept : path_(smFormat("%s/%s", installDirectory(), kStaging))
     {
         const SmOwned<astring> file = path_ ? smFormat("%s/%s", path_.get(), kInstaller) : nullptr;
         const SmOwned<astring> word = file ? shellQuoted(path_.get()) : nullptr;
@@ -61,8 +62,7 @@ private:
     bool             mine_ = false;
 };
 
-/** Runs the package's installer; when this process is killed meanwhile, the host stays claimed to the installer's end.
- */
+/** Runs the package's installer. When this process is killed meanwhile, the installer keeps the host claimed. */
 int runInstaller(const astring* command) noexcept
 {
     const ClaimInherited claim;

@@ -1,5 +1,4 @@
-/** @file OxaAutoUpdateLinuxInterface.cpp  Finds the USB NIC among the host's interfaces and sets the link to the BMC
- * up. */
+/** @file OxaAutoUpdateLinuxInterface.cpp  Finds the USB NIC among the interfaces, and sets the link to the BMC up. */
 #include <dirent.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -11,6 +10,7 @@
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "osprivlege.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
@@ -21,7 +21,7 @@ namespace qvrf {
 namespace {
 
 constexpr char        kInterfaces[] = "/sys/class/net/";
-constexpr std::size_t kWorkSize     = 4096;
+constexpr std::size_t kWorkSize     = kPathSize;
 constexpr std::size_t kNameSize     = 64;
 constexpr std::size_t kAddressSize  = 64;
 

@@ -136,12 +136,12 @@ void keepToOurselves(const Descriptor& lock) noexcept
 
 }  // namespace
 
-Claim claimHost(const char* path) noexcept
+HostClaim claimHost(const char* path) noexcept
 {
     if (!isOpenAs(g_lock, path)) g_lock = Descriptor(::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!g_lock) return Claim::none;
+    if (!g_lock) return HostClaim::none;
     keepToOurselves(g_lock);
-    return lockWhole(g_lock) && !installerHolds(g_lock) ? Claim::ours : Claim::refused;
+    return lockWhole(g_lock) && !installerHolds(g_lock) ? HostClaim::ours : HostClaim::refused;
 }
 
 ClaimInherited::ClaimInherited() noexcept

@@ -6,17 +6,17 @@
 
 namespace qvrf {
 
-enum class Claim {
+enum class HostClaim {
     ours,     ///< until this process ends
     refused,  ///< another update's, or that of an installer whose update was killed
     none      ///< there is no lock file to be had
 };
 
 /**
- * Claims the host by the file @p path, which is made readable to this user alone. Locks of processes that are not
- * root's refuse nothing: whoever could read the file once can hold some.
+ * Claims the host by the file @p path, which is made readable to this user alone. Locks of processes that are neither
+ * root's nor this user's refuse nothing: every user who could once open the file can hold some.
  */
-Claim claimHost(const char* path) noexcept;
+HostClaim claimHost(const char* path) noexcept;
 
 /**
  * While it lives, the commands that this process starts keep the host claimed beyond its end: an installer goes on

@@ -1,4 +1,4 @@
-/** @file OxaAutoUpdateLinuxOutput.cpp  Opens files for writing where somebody else may have been first. */
+/** @file OxaAutoUpdateLinuxOutput.cpp  Opens files for writing in places that others can write, too. */
 #include "OxaAutoUpdateLinuxOutput.h"
 
 #include <fcntl.h>
@@ -83,7 +83,7 @@ Descriptor followed(int directory, const char* name, int links) noexcept
     return opened(directory, target.data(), links - 1);
 }
 
-/** Waits, as for any pipe, until somebody reads our own. */
+/** Opens a pipe of our own, which waits for a reader as any pipe does. */
 Descriptor awaited(int directory, const char* name) noexcept
 {
     struct stat status {};

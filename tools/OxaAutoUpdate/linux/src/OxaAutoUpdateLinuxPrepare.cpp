@@ -5,10 +5,12 @@
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxDecide.h"
+#include "OxaAutoUpdateLinuxDownload.h"
 #include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateLinuxTree.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvstatus.h"
 #include "trace.h"
@@ -16,7 +18,6 @@
 namespace qvrf {
 namespace {
 
-constexpr mode_t      kDirectoryMode        = 0755;
 constexpr std::size_t kInstalledVersionSize = 10;
 
 /* ---- Which update -------------------------------------------------------------------------------------------- */
@@ -43,7 +44,7 @@ Offer AutoUpdateOXAVersionCheck() noexcept
         __SysDbgPrint3("[AUFPI]%s: no installation path.\n", op);
         return Offer::unknown;
     }
-    const SmOwned<astring> registration = smFormat("%s/%s", pOXAInstallPath, "etc/qvoxareg.cfg");
+    const SmOwned<astring> registration = smFormat("%s/%s", pOXAInstallPath, kRegistration);
     const SmOwned<astring> key          = smCopy("OXA.qdilcore.version");
     if (!registration || !key) {
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the registration file's path.\n", op);
@@ -206,7 +207,7 @@ s32 prepareUpdate(bool force, astring* staging) noexcept
     const SmOwned<astring> directory = knowInstallPath() ? smCopy(installDirectory()) : nullptr;
     if (!directory) return outOfMemory();
     if (IsDirExist(directory.get()) != 0) CreateDirectory(directory.get(), kDirectoryMode);
-    const SmOwned<astring> lockFile = smFormat("%s/%s", directory.get(), ".autoupdate");
+    const SmOwned<astring> lockFile = smFormat("%s/%s", directory.get(), kLockFile);
     if (!lockFile) return outOfMemory();
     if (!AutoUpdateCheckForAnotherInstance(lockFile.get())) return OXA_UPDATE_ANOTHER_INSTANCE;
     if (const s32 status = decide(force); status != 0) return status;

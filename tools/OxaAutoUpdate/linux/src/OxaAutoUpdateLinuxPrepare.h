@@ -6,12 +6,6 @@
 
 namespace qvrf {
 
-/** Fills pOXAInstallPath from the platform where nobody has done so. @return false when memory is out */
-bool knowInstallPath() noexcept;
-
-/** The agent's installation path; the fixed one where pOXAInstallPath holds none. */
-const astring* installDirectory() noexcept;
-
 /**
  * Claims the host for this process until it ends, by a lock on @p lockFile. Where there can be no lock file, the run
  * goes on without a lock.
@@ -19,14 +13,10 @@ const astring* installDirectory() noexcept;
  */
 bool AutoUpdateCheckForAnotherInstance(astring* lockFile) noexcept;
 
-/** DownloadOxaAutoUpdateFile for this system's files alone, which nobody else may read or change. */
-s32 downloadOwnPackage(astring* directory) noexcept;
-
 /** The name of an unpacked package's installer. */
 inline constexpr char kInstaller[] = "setup.sh";
 
-/** Checks a package against its signature and the key in @p downloadDirectory. @return 0 good; 1 not; 9 out of memory
- */
+/** Checks a package against its signature and the key beside it. @return 0 good; 1 not; 9 out of memory */
 s32 Signaturevalidate(const astring* downloadDirectory, const astring* package) noexcept;
 
 }  // namespace qvrf

@@ -1,5 +1,4 @@
-/** @file OxaAutoUpdateLinuxSignature.cpp  Has the platform check a package's signature, in a directory for the purpose.
- */
+/** @file OxaAutoUpdateLinuxSignature.cpp  Has the platform check a package's signature. */
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,7 +16,7 @@ namespace {
 
 constexpr mode_t kVerifierMode = 0600;
 
-/** A file of this user's own, not one that somebody gave a second name here. */
+/** A regular file of this user's with one name: a second one may be another user's work. */
 bool isOwnFile(const astring* path) noexcept
 {
     struct stat status {};
@@ -31,7 +30,7 @@ bool CreateSigndB(astring* path) noexcept
     IsDirExist(path);  // for the log alone: whatever it says, the directory is made anew
     if (isOwnFile(path) ? CreateDirectory(path, kVerifierMode) == 0 : freshDirectory(path, kVerifierMode)) return true;
     setReason("the verifier's directory %s cannot be made", path);
-    __SysDbgPrint3("[AUFPI]CreateSigndB: Directory %s creation failed with status %d. \n", path, -1);
+    __SysDbgPrint3("[AUFPI]CreateSigndB: Directory %s creation failed with status %d. \n", path, QVRFUTIL_FAILURE);
     return false;
 }
 

@@ -1,5 +1,4 @@
-/** @file OxaAutoUpdateLinuxTree.cpp  Removes directory trees, and makes room where somebody else may have been first.
- */
+/** @file OxaAutoUpdateLinuxTree.cpp  Removes directory trees; makes fresh directories in public places. */
 #include "OxaAutoUpdateLinuxTree.h"
 
 #include <fcntl.h>
@@ -10,15 +9,15 @@
 #include <string_view>
 
 #include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "owners.h"
-#include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32         kFailure  = -1;
-constexpr std::size_t kPathSize = 4096;
+constexpr s32 kFailure = QVRFUTIL_FAILURE;
 
 bool isDirectoryEntry(int parent, const dirent& entry) noexcept
 {
@@ -56,13 +55,13 @@ public:
         }
         while (const dirent* entry = ::readdir(directory.get())) {
             const std::string_view child(entry->d_name);
-            if (child != "." && child != "..") remove(::dirfd(directory.get()), *entry);
+            if (child != "." && child != "..") removeEntry(::dirfd(directory.get()), *entry);
         }
         return true;
     }
 
 private:
-    void remove(int parent, const dirent& entry) noexcept
+    void removeEntry(int parent, const dirent& entry) noexcept
     {
         if (!isDirectoryEntry(parent, entry)) {
             ::unlinkat(parent, entry.d_name, 0);
@@ -124,7 +123,7 @@ s32 removeTree(const astring* path, Logging logging) noexcept
 
 bool freshDirectory(astring* path, mode_t mode) noexcept
 {
-    constexpr int kTries = 5;  // whoever puts something there in between
+    constexpr int kTries = 5;  // another user may put something there between the two steps
     for (int tries = 0; tries < kTries; ++tries) {
         makeRoom(path);
         if (CreateDirectory(path, mode) == 0 && isOwnDirectory(path)) return true;

@@ -10,12 +10,12 @@ namespace qvrf {
 
 enum class Logging { on, off };
 
-/** RemoveDirectory, and the same for somebody who makes room on the quiet. */
+/** RemoveDirectory with or without its log lines. */
 s32 removeTree(const astring* path, Logging logging) noexcept;
 
 /**
- * An empty directory of our own at a path where anybody may have put something: a run that was killed, or somebody who
- * wants to be root. Whatever is there goes.
+ * Makes an empty directory of this user's own at a path where anything may be: the remains of a run that was killed, or
+ * what another user put there on purpose. Whatever is there is removed.
  */
 bool freshDirectory(astring* path, mode_t mode) noexcept;
 

@@ -4,16 +4,18 @@
 #include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateLinuxUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32         kFailure     = -1;
-constexpr std::size_t kCommandSize = 4096;
+constexpr s32         kFailure     = QVRFUTIL_FAILURE;
+constexpr std::size_t kCommandSize = kPathSize;
 constexpr std::size_t kValueSize   = 9;
 constexpr int         kLineSize    = 256;
 constexpr std::size_t kKeyBound    = 20;

@@ -1,4 +1,4 @@
-/** @file OxaAutoUpdateLinuxUtils.cpp  Directories: made, tested, removed, and their paths escaped. */
+/** @file OxaAutoUpdateLinuxUtilsDirectories.cpp  Directories: made, tested, removed, and their paths escaped. */
 #include "OxaAutoUpdateLinuxUtils.h"
 
 #include <sys/stat.h>
@@ -8,14 +8,15 @@
 #include <string_view>
 
 #include "OxaAutoUpdateLinuxTree.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "qvisocppsecurecompat.h"
+#include "qvstatus.h"
 #include "trace.h"
 
 namespace qvrf {
 namespace {
 
-constexpr s32         kFailure  = -1;
-constexpr std::size_t kPathSize = 4096;
+constexpr s32 kFailure = QVRFUTIL_FAILURE;
 
 bool isDirectory(const astring* path, bool& exists) noexcept
 {
@@ -33,7 +34,7 @@ bool provide(const astring* path, mode_t mode) noexcept
         __SysDbgPrint3("[AUFPI]CreateDirectory:  specified is not a directory path. \n");
         return false;
     }
-    // Somebody else may have created it since.
+    // Another process may have created it in the meantime.
     if (::mkdir(path, mode) == 0 || (errno == EEXIST && isDirectory(path, exists))) return true;
     __SysDbgPrint3("[AUFPI]CreateDirectory:  Directory creation failed. \n");
     return false;

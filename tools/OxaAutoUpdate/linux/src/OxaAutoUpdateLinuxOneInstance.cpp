@@ -1,4 +1,4 @@
-/** @file OxaAutoUpdateLinuxInstance.cpp  One update at a time on a host: the installation path and the lock in it. */
+/** @file OxaAutoUpdateLinuxOneInstance.cpp  One update at a time on a host. */
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,9 +16,6 @@
 namespace qvrf {
 namespace {
 
-constexpr char kDefaultInstallPath[] = "/opt/zelmar/kappel/Oxa";
-constexpr u32  kPathSize             = 4096;
-
 constexpr const char* op = "AutoUpdateCheckForAnotherInstance";
 
 void touch(const astring* file) noexcept
@@ -29,7 +26,7 @@ void touch(const astring* file) noexcept
         __SysDbgPrint3("[AUFPI]AutoUpdateCheckForAnotherInstance: File creation %s failed.\n", file);
 }
 
-/** Takes away what stands in the lock file's place and is no file of ours. A file of ours may be somebody's lock. */
+/** Removes a lock file that is not a regular file of this user's. One that is may be locked by another update. */
 void dropForeign(const astring* lockFile) noexcept
 {
     struct stat status {};
@@ -39,30 +36,17 @@ void dropForeign(const astring* lockFile) noexcept
 
 }  // namespace
 
-bool knowInstallPath() noexcept
-{
-    if (pOXAInstallPath == nullptr) pOXAInstallPath = smText(kPathSize).release();
-    if (pOXAInstallPath == nullptr) return false;
-    if (pOXAInstallPath[0] == '\0' && AutoUpdateGetOxaInstallPath(pOXAInstallPath) != 0) pOXAInstallPath[0] = '\0';
-    return true;
-}
-
-const astring* installDirectory() noexcept
-{
-    return *orEmpty(pOXAInstallPath) != '\0' ? pOXAInstallPath : kDefaultInstallPath;
-}
-
 bool AutoUpdateCheckForAnotherInstance(astring* lockFile) noexcept
 {
     const TraceScope trace(op, kUpdateTrace);
     dropForeign(lockFile);
     if (FileCheck(lockFile) != 0) touch(lockFile);
-    if (claimHost(lockFile) == Claim::refused) {
+    if (claimHost(lockFile) == HostClaim::refused) {
         __SysDbgPrint3("[AUFPI]%s: %s is locked by an update or an installer.\n", op, lockFile);
         std::puts("Another instance of Oxa qvoxa-sync is already running.");
         return false;
     }
-    // Said with the lock as well as without; the log's readers know it as the line behind which a run begins.
+    // Logged with the lock as well as without: readers of the log know it as the line that begins a run.
     __SysDbgPrint3("[AUFPI]%s: Another instance of AutoUpdate running.\n", op);
     return true;
 }

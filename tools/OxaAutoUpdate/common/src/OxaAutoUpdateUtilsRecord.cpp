@@ -1,10 +1,11 @@
-/** @file OxaAutoUpdateUtilsLog.cpp  The installation path, and the record of a finished update in the logs. */
+/** @file OxaAutoUpdateUtilsRecord.cpp  The record of a finished update in the logs. */
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
 #include "OxaAutoUpdateLinuxShell.h"
 #include "OxaAutoUpdateUtils.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "OxaAutoUpdateUtilsText.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"
@@ -13,46 +14,16 @@
 namespace qvrf {
 namespace {
 
-constexpr u32 kPathSize     = 4096;
 constexpr u32 kMessageSize  = 4096;
-constexpr u32 kProductId    = 34;
-constexpr u32 kInstallPath  = 2;
 constexpr u32 kOsLogType    = 4;
 constexpr u32 kOsLogLevel   = 4;
 constexpr u32 kOsLogEventId = 8196;
 
-constexpr char kDefaultInstallPath[] = "/opt/zelmar/kappel/Oxa";
-constexpr char kLogFile[]            = "qvoxaSync.log";
-constexpr char kMessageId[]          = "OXA0034";
-constexpr char kUser[]               = "root";  // whoever started the tool: only root can update
+constexpr char kMessageId[] = "OXA0034";
+constexpr char kUser[]      = "root";  // only root can update
 
 constexpr u8   kExportFailures  = 3;  // a process's budget, not a call's: a BMC that refuses is left alone
 constexpr auto kPauseAfterFault = std::chrono::seconds(5);
-
-s32 findInstallPath(const char* op) noexcept
-{
-    const SmOwned<astring> logFile = smText(kPathSize);
-    if (!logFile) {
-        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the log file path.\n", op);
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
-    pOXAInstallPath = smText(kPathSize).release();
-    if (pOXAInstallPath == nullptr) {
-        __SysDbgPrint3("[AUFPI]%s: failed to alloc memory pOXAInstallPath = null.\n", op);
-        return OXA_UPDATE_OUT_OF_MEMORY;
-    }
-    u32       size   = kPathSize;
-    const s32 status = SMGetPathByProductIDandType(kProductId, kInstallPath, pOXAInstallPath, &size);
-    if (status != 0) {
-        __SysDbgPrint3("[AUFPI]%s: SMGetPathByProductIDandType failed with status:%d.\n", op, status);
-        sprintf_s(logFile.get(), kPathSize, "%s/%s", orEmpty(pExecutionDirectory), kLogFile);
-        sprintf_s(pOXAInstallPath, sizeof kDefaultInstallPath + 1, "%s", kDefaultInstallPath);
-    } else {
-        sprintf_s(logFile.get(), kPathSize, "%s/%s/%s", pOXAInstallPath, "var/log", kLogFile);
-    }
-    __SysDbgPrint4("[AUFPI]%s: log file %s.\n", op, logFile.get());
-    return status;
-}
 
 const char* verbOf(s32 installation) noexcept
 {
@@ -112,7 +83,7 @@ s32 recordUpdate(const char* op) noexcept
         __SysDbgPrint3("[AUFPI]%s: failed to alloc memory for the usage logger.\n", op);
         return OXA_UPDATE_OUT_OF_MEMORY;
     }
-    sprintf_s(command.get(), kPathSize, "%s/%s %s %s", kDefaultInstallPath, "lib64/qvoxa/oxamutlogger", "AutoUpdate",
+    sprintf_s(command.get(), kPathSize, "%s/%s %s %s", kUsualInstallPath, "lib64/qvoxa/oxamutlogger", "AutoUpdate",
               "os=Linux");
     const s32 status = runShell(op, command.get());
     if (status != 0)
@@ -139,13 +110,6 @@ s32 recordUpdate(const char* op) noexcept
 
 }  // namespace
 }  // namespace qvrf
-
-extern "C" s32 InitOxaAutoUpdateLog(void)
-{
-    static constexpr char  op[] = "InitOxaAutoUpdateLog";
-    const qvrf::TraceScope trace(op, qvrf::kUpdateTrace);
-    return qvrf::findInstallPath(op);
-}
 
 extern "C" s32 OxaAutoUpdateLogtoOSKS(void)
 {

@@ -1,9 +1,10 @@
-/** @file OxaAutoUpdateUtilsPort.cpp  Discovery of the HTTPS port of the BMC's web server. */
+/** @file OxaAutoUpdateUtilsHttpsPort.cpp  Discovery of the HTTPS port of the BMC's web server. */
 #include <cstring>
 
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsDecode.h"
-#include "OxaAutoUpdateUtilsRows.h"
+#include "OxaAutoUpdateUtilsIpmiRows.h"
+#include "OxaAutoUpdateUtilsPaths.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"
@@ -12,7 +13,7 @@
 namespace qvrf {
 namespace {
 
-constexpr u32         kUrlSize        = 4096;
+constexpr u32         kUrlSize        = kPathSize;
 constexpr std::size_t kUrlText        = 6;
 constexpr std::size_t kUrlLength      = 7;
 constexpr std::size_t kUrlRestStart   = 3;
@@ -83,12 +84,12 @@ s32 httpsPortNewGen(const char* op, astring* port) noexcept
 {
     if (!port) {
         __SysDbgPrint3("%s : pHTTPSPortNum is NULL.\n", op);
-        return -1;
+        return QVRFUTIL_FAILURE;
     }
     OXAmemset_s(port, APM_PORT_SIZE_NEWER_GEN, 0, APM_PORT_SIZE_NEWER_GEN);
     IpmiExchange     bmc({op, "", " : "});
     const IpmiResult sent = bmc.send(rows::kHttpsPort);
-    if (!sent.tookPlace) return -1;
+    if (!sent.tookPlace) return QVRFUTIL_FAILURE;
     sprintf_s(port, APM_PORT_SIZE_NEWER_GEN, "%u", unsigned{bmc.le16(kNewGenPort)});
     return sent.completion;  // a refusal leaves a number too: callers test the result
 }

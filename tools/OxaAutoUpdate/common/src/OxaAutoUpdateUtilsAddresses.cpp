@@ -1,9 +1,9 @@
-/** @file OxaAutoUpdateUtilsDiscovery.cpp  Discovery of the BMC's addresses on the USB NIC link. */
+/** @file OxaAutoUpdateUtilsAddresses.cpp  Discovery of the BMC's addresses on the USB NIC link. */
 #include <algorithm>
 
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsDecode.h"
-#include "OxaAutoUpdateUtilsRows.h"
+#include "OxaAutoUpdateUtilsIpmiRows.h"
 #include "owners.h"
 #include "qvisocppsecurecompat.h"
 #include "qvserver.h"
@@ -25,9 +25,10 @@ struct Ipv4Form {
     s32            noMemory;
     void (*copy)(const astring*, astring*);
 };
-constexpr Ipv4Form kIpv4{"APMDiscoveryUSBNICIPAddress", rows::kIpv4Length, 1, 9, ConverHexToAscii};
-constexpr Ipv4Form kIpv4NewGen{"APMDiscoveryFetchIPv4IpAddressNewGenandAbove", rows::kIpv4LengthNewGen, -1, -1,
-                               APMSuptConverHexToAscii};
+constexpr Ipv4Form kIpv4{"APMDiscoveryUSBNICIPAddress", rows::kIpv4Length, OXA_UPDATE_FAILED, OXA_UPDATE_OUT_OF_MEMORY,
+                         ConverHexToAscii};
+constexpr Ipv4Form kIpv4NewGen{"APMDiscoveryFetchIPv4IpAddressNewGenandAbove", rows::kIpv4LengthNewGen,
+                               QVRFUTIL_FAILURE, QVRFUTIL_FAILURE, APMSuptConverHexToAscii};
 
 s32 ipv4Address(const Ipv4Form& form, astring* address) noexcept
 {
