@@ -60,7 +60,8 @@ Argument Arguments::count(const std::string& names, unsigned& into, const std::s
 
 Argument Arguments::texts(const std::string& names, std::vector<std::string>& into, const std::string& about)
 {
-    return Argument(command_->add_option(names, into, about));
+    // An option takes one each time: the word behind that is another argument's.
+    return Argument(command_->add_option(names, into, about)->allow_extra_args(names.front() != '-'));
 }
 
 Arguments Arguments::mayBe(const std::string& name, const std::string& about)

@@ -35,11 +35,22 @@ Action declareSession(Arguments arguments)
 {
     auto rounds = std::make_shared<Rounds>();
     declareRounds(arguments, *rounds, false);
-    const Arguments list = arguments.mayBe("list", "list the sessions of the BMC");
-    return [rounds, list](const Context& context) {
+    struct Words {
+        std::vector<std::string> ids;
+        bool                     others = false;
+        bool                     yes    = false;
+    };
+    auto            words = std::make_shared<Words>();
+    const Arguments list  = arguments.mayBe("list", "list the sessions of the BMC");
+    Arguments       close = arguments.mayBe("close", "end sessions");
+    close.texts("ID", words->ids, "Ids of the sessions to end");
+    close.flag("--others", words->others, "end all but the command's own");
+    close.flag("--yes", words->yes, "do not ask whether to go on");
+    return [rounds, words, list, close](const Context& context) {
         if (list.isNamed()) return inRounds(context, *rounds, sessionRows, showSessions);
         checkOnce(*rounds);
         limit(context, rounds->timeout);
+        if (close.isNamed()) return closeSessions(context, words->ids, words->others, words->yes);
         showSession(context);
     };
 }

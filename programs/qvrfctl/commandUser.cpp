@@ -6,6 +6,7 @@
 
 #include "accounts.h"
 #include "commands.h"
+#include "day/users.h"
 #include "oxarfutilHelper.h"
 #include "password.h"
 #include "qvhipm.h"
@@ -25,27 +26,6 @@ struct Words {
 bool isManaged(u32 slot) noexcept
 {
     return slot >= 3 && slot <= 16;
-}
-
-void list(const Context& context)
-{
-    std::vector<Account> accounts;
-    {
-        Session session(context);
-        accounts = readAccounts(session);
-    }
-    Json        document = Json::array();
-    std::string lines;
-    for (const Account& account : accounts) {
-        document.push_back(
-            {{"id", account.id}, {"name", account.name}, {"role", account.role}, {"enabled", account.enabled}});
-        lines +=
-            labelled(account.name, account.role + (account.enabled ? "" : ", disabled") + " (slot " + account.id + ")");
-    }
-    if (context.output.json())
-        context.output.document({{"users", document}});
-    else
-        context.output.write(lines);
 }
 
 /** The slots below are the BMC's own: the library neither finds nor clears the users there. */
@@ -150,24 +130,24 @@ void declareUnchecked(Arguments arguments, Words& words)
 
 Action declareUser(Arguments arguments)
 {
-    auto words = std::make_shared<Words>();
-    arguments.command("list", "list the users, over Redfish");
+    auto       words    = std::make_shared<Words>();
+    const auto accounts = declareUserAccounts(arguments);
 
-    Arguments adding = arguments.command("add", "add a user, or give one a new password; prints the password");
+    Arguments adding = arguments.mayBe("add", "add a user, or give one a new password; prints the password");
     adding.text("NAME", words->name, "user name").required();
     adding.text("--privilege", words->privilege, "privilege of the user: ro, op or root")
         .oneOf(privileges())
         .required();
     declareUnchecked(adding, *words);
 
-    Arguments deleting = arguments.command("delete", "delete a user; one that is not there is no error");
+    Arguments deleting = arguments.mayBe("delete", "delete a user; one that is not there is no error");
     deleting.text("NAME", words->name, "user name").required();
     declareUnchecked(deleting, *words);
 
-    return [words, adding, deleting](const Context& context) {
+    return [words, adding, deleting, accounts](const Context& context) {
+        if (accounts(context, adding.isNamed() || deleting.isNamed())) return;
         if (adding.isNamed()) return add(context, *words);
-        if (deleting.isNamed()) return remove(context, *words);
-        list(context);
+        remove(context, *words);
     };
 }
 

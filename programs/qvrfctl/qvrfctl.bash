@@ -12,7 +12,7 @@ _qvrfctl()
         case ${COMP_WORDS[i]} in
             --address | --port | --generation | --user | --privilege | -d | --data | -o | --output | \
                 --file | --metadata | --count | --timeout | --watch | --system | --select | --chassis | --log | \
-                --severity | --since | --until | -n | --lines | --depth) ((i++)) ;;
+                --severity | --since | --until | -n | --lines | --depth | --mode | --password-file) ((i++)) ;;
             -*) ;;
             *)
                 if [[ -z $command ]]; then
@@ -27,7 +27,8 @@ _qvrfctl()
     case $before in
         --generation) COMPREPLY=($(compgen -W "auto new old" -- "$word")) && return ;;
         --privilege) COMPREPLY=($(compgen -W "ro op root" -- "$word")) && return ;;
-        -o | --output | --file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
+        --mode) COMPREPLY=($(compgen -W "UEFI Legacy" -- "$word")) && return ;;
+        -o | --output | --file | --password-file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
         --severity) COMPREPLY=($(compgen -W "OK Warning Critical" -- "$word")) && return ;;
         --address | --port | --user | --count | --timeout | --watch | --system | --select | --chassis | --log | \
             --since | --until | -n | --lines | --depth) return ;;
@@ -38,10 +39,15 @@ _qvrfctl()
     esac
 
     case $command in
-        status | power | boot) options+=" --watch --timeout --system" ;;
+        status) options+=" --watch --timeout --system" ;;
+        power) options+=" --watch --timeout --system --force --yes --no-wait" ;;
+        boot) options+=" --watch --timeout --system --mode" ;;
         sensors) options+=" --watch --timeout --system --chassis --all --bad" ;;
-        log) options+=" --watch --timeout --system --log --severity --since --until --lines --all" ;;
-        firmware | task | session) options+=" --watch --timeout" ;;
+        log) options+=" --watch --timeout --system --log --severity --since --until --lines --all --yes" ;;
+        firmware | task | session)
+            options+=" --watch --timeout"
+            [[ $command$verb == sessionclose ]] && options+=" --others --yes"
+            ;;
         tree) options+=" --depth --timeout" ;;
         get) options+=" --include --output --no-auth --select --expand --timeout" ;;
         post | patch) options+=" --include --data" ;;
@@ -50,22 +56,34 @@ _qvrfctl()
         events) options+=" --count --timeout --reconnect" ;;
         doctor) options+=" --probe" ;;
         report) options+=" --output" ;;
-        user) [[ $verb == add || $verb == delete ]] && options+=" --no-check" ;;
+        user)
+            options+=" --watch --timeout"
+            [[ $verb == add || $verb == delete ]] && options+=" --no-check"
+            [[ $verb == passwd ]] && options+=" --password-file --generate"
+            ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
     elif [[ -z $command ]]; then
         COMPREPLY=($(compgen -W "$commands" -- "$word"))
     elif [[ $command == power && -z $verb ]]; then
-        COMPREPLY=($(compgen -W "status" -- "$word"))
-    elif [[ $command =~ ^(log|firmware|session)$ && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "status on off restart cycle nmi" -- "$word"))
+    elif [[ $command == firmware && -z $verb ]]; then
         COMPREPLY=($(compgen -W "list" -- "$word"))
+    elif [[ $command == log && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "list clear follow" -- "$word"))
+    elif [[ $command == session && -z $verb ]]; then
+        COMPREPLY=($(compgen -W "list close" -- "$word"))
+    elif [[ $command == boot && $verb == once ]]; then
+        COMPREPLY=($(compgen -W "pxe cd disk bios none" -- "$word"))
+    elif [[ $command == user && $verb == role ]]; then
+        COMPREPLY=($(compgen -W "ro op root" -- "$word"))
     elif [[ $command == boot && -z $verb ]]; then
-        COMPREPLY=($(compgen -W "show" -- "$word"))
+        COMPREPLY=($(compgen -W "show once" -- "$word"))
     elif [[ $command == task && -z $verb ]]; then
         COMPREPLY=($(compgen -W "list wait" -- "$word"))
     elif [[ $command == user && -z $verb ]]; then
-        COMPREPLY=($(compgen -W "list add delete" -- "$word"))
+        COMPREPLY=($(compgen -W "list add delete passwd enable disable role" -- "$word"))
     elif [[ $command == link && -z $verb ]]; then
         COMPREPLY=($(compgen -W "status setup" -- "$word"))
     elif [[ $command == help && -z $verb ]]; then

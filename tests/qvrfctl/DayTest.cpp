@@ -38,7 +38,7 @@ protected:
     }
 };
 INSTANTIATE_TEST_SUITE_P(Commands, Day,
-                         testing::Values("status", "sensors", "log", "power", "boot", "sessions", "pieces"),
+                         testing::Values("status", "sensors", "log", "power", "boot", "sessions", "pieces", "changes"),
                          [](const auto& row) { return std::string(row.param); });
 
 TEST_P(Day, GoesAsItsRowsSay)

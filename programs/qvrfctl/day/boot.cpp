@@ -1,6 +1,7 @@
 /** @file boot.cpp  qvrfctl boot: what the server starts from next. */
 #include "boot.h"
 
+#include "bootchange.h"
 #include "day.h"
 #include "rounds.h"
 
@@ -17,8 +18,12 @@ void show(Screen& screen, const Value& boot)
 
 Value readBoot(Service& service)
 {
-    const Value system = service.system();
-    const Value boot   = system["Boot"];
+    return bootOf(service.system());
+}
+
+Value bootOf(const Value& system)
+{
+    const Value boot = system["Boot"];
     if (!boot.isObject()) throw Failure(kExitLibrary, "this BMC does not tell what the server boots from");
     const Value next    = boot["BootNext"];
     const Value allowed = boot["BootSourceOverrideTarget@Redfish.AllowableValues"];
@@ -46,9 +51,20 @@ void showBoot(Screen& screen, const Value& boot)
 Action declareBoot(Arguments arguments)
 {
     auto rounds = std::make_shared<Rounds>();
+    auto words  = std::make_shared<BootWords>();
     declareRounds(arguments, *rounds);
+    arguments.text("--mode", words->mode, "UEFI or Legacy, where the BMC is to change that too");
     arguments.mayBe("show", "tell what the server boots from next, and what it may boot from");
-    return [rounds](const Context& context) { inRounds(context, *rounds, readBoot, show); };
+    Arguments once = arguments.mayBe("once", "boot from it once, with the next start");
+    once.text("SOURCE", words->source, "pxe, cd, disk, bios, a value that the BMC allows, or none to boot as ever")
+        .required();
+    return [rounds, words, once](const Context& context) {
+        if (!once.isNamed()) return inRounds(context, *rounds, readBoot, show);
+        checkOnce(*rounds);
+        limit(context, rounds->timeout);
+        words->system = rounds->system;
+        bootOnce(context, *words);
+    };
 }
 
 }  // namespace qvrfctl

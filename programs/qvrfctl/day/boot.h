@@ -9,6 +9,7 @@ namespace qvrfctl {
 
 /** system, target, enabled, mode, allowed, order, next, pending. */
 Value readBoot(Service& service);
+Value bootOf(const Value& system);
 void  showBoot(Screen& screen, const Value& boot);
 
 }  // namespace qvrfctl

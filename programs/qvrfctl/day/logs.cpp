@@ -3,6 +3,7 @@
 
 #include "day.h"
 #include "log.h"
+#include "logclear.h"
 #include "logwords.h"
 #include "times.h"
 
@@ -82,8 +83,17 @@ Action declareLog(Arguments arguments)
     arguments.text("--until", words->until, "none after, in the same way");
     arguments.count("-n,--lines", words->most, "at most this many entries").showsDefault();
     arguments.flag("--all", words->all, "all entries").notWith("--lines");
+    arguments.flag("--yes", words->yes, "clear: do not ask whether to go on");
     arguments.mayBe("list", "list the newest entries, the newest last");
-    return [words](const Context& context) { list(context, *words); };
+    const Arguments clear  = arguments.mayBe("clear", "delete all entries of a log");
+    const Arguments follow = arguments.mayBe("follow", "show entries as they come; --watch says how often to look");
+    return [words, clear, follow](const Context& context) {
+        if (follow.isNamed()) return followLog(context, *words);
+        if (!clear.isNamed()) return list(context, *words);
+        checkOnce(words->rounds);
+        limit(context, words->rounds.timeout);
+        clearLog(context, *words);
+    };
 }
 
 }  // namespace qvrfctl

@@ -54,6 +54,18 @@ void watch(Service& service, Screen& screen, unsigned every, const Reading& read
     }
 }
 
+unsigned wholeTime(const Context& context, unsigned seconds, unsigned otherwise)
+{
+    if (seconds != 0) return seconds;
+    return context.options.timeout != 0 ? context.options.timeout : otherwise;
+}
+
+Failure late(unsigned seconds)
+{
+    return Failure(kExitStreamOver, "not done within " + std::to_string(seconds) + " s",
+                   "what was sent may have been done all the same");
+}
+
 }  // namespace
 
 void declareSystem(Arguments arguments, std::string& system)
@@ -78,23 +90,30 @@ void checkOnce(const Rounds& rounds)
     if (rounds.every != 0) throw wrongUsage("--watch goes with what only reads");
 }
 
-void limit(const Context& context, unsigned seconds, bool isEnough, unsigned otherwise)
+void limit(const Context& context, unsigned seconds, unsigned otherwise, const Late& says)
 {
-    const unsigned whole = seconds != 0 ? seconds : context.options.timeout != 0 ? context.options.timeout : otherwise;
+    const unsigned whole = wholeTime(context, seconds, otherwise);
     if (whole == 0) return;
     const bool isJson = context.output.json();
     context.interrupts.endAfter(std::chrono::seconds(whole), [=] {
-        if (isEnough) return static_cast<int>(kExitOk);
-        report(Failure(kExitStreamOver, "not done within " + std::to_string(whole) + " s",
-                       "what was sent may have been done all the same"),
-               isJson);
-        return static_cast<int>(kExitStreamOver);
+        const Failure failure = says ? says(whole) : late(whole);
+        report(failure, isJson);
+        return static_cast<int>(failure.exit());
     });
+}
+
+void limitShowing(const Context& context, unsigned seconds)
+{
+    const unsigned whole = wholeTime(context, seconds, 0);
+    if (whole != 0) context.interrupts.endAfter(std::chrono::seconds(whole), [] { return static_cast<int>(kExitOk); });
 }
 
 void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show)
 {
-    limit(context, rounds.timeout, rounds.every != 0);
+    if (rounds.every != 0)
+        limitShowing(context, rounds.timeout);
+    else
+        limit(context, rounds.timeout);
     Service service(context, rounds.system);
     Screen  screen(context);
     if (rounds.every != 0) return watch(service, screen, rounds.every, read, show);

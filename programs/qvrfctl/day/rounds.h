@@ -28,10 +28,13 @@ void declareSystem(Arguments arguments, std::string& system);
 void checkOnce(const Rounds& rounds);
 
 /**
- * Ends the process when the time is over, with the session closed: with status 8, or 0 where what was shown is all that
- * was asked for (@p isEnough). 0 seconds: what the options say, else @p otherwise.
+ * Ends the process when the time is over, with the session closed, and with status 8. 0 seconds: what the options say,
+ * else @p otherwise; 0 again: no limit. @p says: what is told then
  */
-void limit(const Context& context, unsigned seconds, bool isEnough = false, unsigned otherwise = 0);
+using Late = std::function<Failure(unsigned seconds)>;
+void limit(const Context& context, unsigned seconds, unsigned otherwise = 0, const Late& says = {});
+/** The same with status 0: what was shown by then is all that was asked for. */
+void limitShowing(const Context& context, unsigned seconds);
 
 using Reading = std::function<Value(Service&)>;
 using Showing = std::function<void(Screen&, const Value&)>;

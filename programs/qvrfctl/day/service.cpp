@@ -139,6 +139,12 @@ Reply Service::sendOnce(const Order& order)
     return replyOf(qvrfctl::send(*session_, requestOf(order)));
 }
 
+bool Service::isThere()
+{
+    const auto answer = session_->client().getOpen(kRoot);
+    return answer && answer->ok();
+}
+
 Reply Service::send(const Order& order)
 {
     Reply reply = sendOnce(order);

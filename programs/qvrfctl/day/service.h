@@ -18,10 +18,10 @@ class Session;
 
 /** What is asked of the BMC beyond a GET. */
 struct Order {
-    const char*                                      method = "GET";
-    std::string                                      path;
-    std::string                                      body    = {};
-    std::vector<std::pair<std::string, std::string>> headers = {};
+    const char*              method = "GET";
+    std::string              path;
+    std::string              body    = {};
+    std::vector<std::string> headers = {};
 };
 
 struct Reply {
@@ -69,6 +69,8 @@ public:
 
     /** Sends; a GET that meets a busy BMC is sent again when it says so. Any HTTP status is an answer. */
     Reply send(const Order& order);
+    /** Whether the service answers, to nobody in particular. */
+    bool isThere();
     /** GET, kept. @throws Refusal */
     Value read(const std::string& path);
     /** The resource that @p link leads to. One that cannot be read is null, a warning and an entry of missing(). */

@@ -14,6 +14,8 @@ Value readSessions(Service& service);
 /** "sessions": id, user, from, type, since, own, path of each. */
 Value sessionRows(Service& service);
 void  showSessions(Screen& screen, const Value& document);
+/** Closes those of @p ids, or all but the command's own with @p others, which is asked for unless @p yes. */
+void closeSessions(const Context& context, const std::vector<std::string>& ids, bool others, bool yes);
 
 }  // namespace qvrfctl
 

@@ -20,6 +20,7 @@ using Milliseconds = std::chrono::milliseconds;
 // A task of a second is not waited for longer, and one of an hour is not asked after all the time.
 constexpr Milliseconds kFirstWait{250};
 constexpr Milliseconds kLongestWait{10000};
+constexpr Milliseconds kBmcLook{2500};
 constexpr unsigned     kLimit = 30 * 60;
 
 bool isOver(const std::string& state)
@@ -73,15 +74,19 @@ private:
 
 class Waiting {
 public:
-    Waiting(Service& service, Accepted accepted, const std::string& what)
-        : service_(service), accepted_(std::move(accepted)), line_(what), screen_(service.context())
+    Waiting(Service& service, Accepted accepted, const std::string& what, bool mayRestart)
+        : service_(service),
+          accepted_(std::move(accepted)),
+          line_(what),
+          screen_(service.context()),
+          mayRestart_(mayRestart)
     {
     }
 
     Value run()
     {
         for (Value row;;) {
-            row = look();
+            row = mayRestart_ ? readThroughRestart(service_, [this] { return look(); }) : look();
             if (isEnd_) return row;
             line_.draw(row);
             tellHeld(row["state"].text());
@@ -160,6 +165,7 @@ private:
     std::string  told_;
     int          wait_  = 0;  // seconds, as the BMC says
     Milliseconds pause_ = kFirstWait;
+    bool         mayRestart_;
     bool         isEnd_ = false;
 };
 
@@ -186,12 +192,29 @@ Value taskRow(const Value& task)
 
 void limitTask(const Context& context, unsigned seconds)
 {
-    limit(context, seconds, false, kLimit);
+    limit(context, seconds, kLimit);
 }
 
-Value waitForTask(Service& service, const Accepted& accepted, const std::string& what)
+Value waitForTask(Service& service, const Accepted& accepted, const std::string& what, bool mayRestart)
 {
-    return Waiting(service, accepted, what).run();
+    return Waiting(service, accepted, what, mayRestart).run();
+}
+
+Value readThroughRestart(Service& service, const std::function<Value()>& read)
+{
+    for (;;) {
+        try {
+            return read();
+        } catch (const Refusal&) {
+            throw;
+        } catch (const Failure& failure) {
+            if (failure.exit() == kExitOutput) throw;
+            Screen(service.context()).note(std::string("waiting for the BMC: ") + failure.what());
+        }
+        // One answer may be the last of the old service, or the first of one that is not yet whole.
+        for (int answers = 0; answers < 2; std::this_thread::sleep_for(kBmcLook))
+            answers = service.isThere() ? answers + 1 : 0;
+    }
 }
 
 bool isDone(const Value& end)

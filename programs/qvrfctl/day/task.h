@@ -2,6 +2,7 @@
 #ifndef QVRFCTL_DAY_TASK_H
 #define QVRFCTL_DAY_TASK_H
 
+#include <functional>
 #include <string>
 
 #include "screen.h"
@@ -28,9 +29,15 @@ void limitTask(const Context& context, unsigned seconds);
 
 /**
  * Waits until the task is over, and says on a terminal how far it is. The row of its end: "state" is null where the BMC
- * has forgotten it, which is never success, and "http" is the status that the operation ended with, from its monitor.
+ * has forgotten it, which is never success. @p mayRestart: a BMC that is gone is waited for.
  */
-Value waitForTask(Service& service, const Accepted& accepted, const std::string& what);
+Value waitForTask(Service& service, const Accepted& accepted, const std::string& what, bool mayRestart = false);
+
+/**
+ * Calls @p read, again when the BMC has come back where it is gone: an update may restart it. The time limit of the
+ * command ends that.
+ */
+Value readThroughRestart(Service& service, const std::function<Value()>& read);
 
 /** How it ended, and each message that is not OK with what to do. */
 void showTask(Screen& screen, const Value& end);
