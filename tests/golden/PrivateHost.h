@@ -12,6 +12,9 @@ namespace golden {
  */
 const std::string& privateHost();
 
+/** The link as it was at first. */
+void renewLink();
+
 }  // namespace golden
 
 #endif

@@ -15,7 +15,7 @@ bool startsWith(const std::string& text, const std::string& start)
 
 /** Entry and exit lines, with what stands before the name: "[AUFPI]". */
 const std::regex kEntry(R"(4 (\[\w+\] ?)?(\w+) ?: ?[Ee]ntry\.?( |\\x20)*)");
-const std::regex kExit(R"(4 (\[\w+\] ?)?(\w+) ?: ?[Ee]xit( with status: (-?\d+|=))?\.?( |\\x20)*)");
+const std::regex kExit(R"(4 (\[\w+\] ?)?(\w+) ?: ?[Ee]xit(, ?retcode=-?\d+| with status: (-?\d+|=))?\.?( |\\x20)*)");
 
 class Builder {
 public:

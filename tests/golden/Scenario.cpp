@@ -110,11 +110,11 @@ private:
     using Doing = void (Run::*)(const Words&);
     static const std::map<std::string, Doing>& doings()
     {
-        static const std::map<std::string, Doing> all = {{"call", &Run::call},           {"walk", &Run::walk},
-                                                         {"statuses", &Run::statuses},   {"silent", &Run::silent},
-                                                         {"fail", &Run::fail},           {"fail-worker", &Run::fail},
-                                                         {"await", &Run::await},         {"logged", &Run::logged},
-                                                         {"requested", &Run::requested}, {"show", &Run::show}};
+        static const std::map<std::string, Doing> all = {
+            {"call", &Run::call},     {"walk", &Run::walk},     {"statuses", &Run::statuses},
+            {"silent", &Run::silent}, {"fail", &Run::fail},     {"fail-worker", &Run::fail},
+            {"await", &Run::await},   {"logged", &Run::logged}, {"requested", &Run::requested},
+            {"show", &Run::show},     {"output", &Run::output}};
         return all;
     }
 
@@ -245,6 +245,15 @@ private:
         wait("not logged: " + line, [&] { return stage_->bmc().logged(line) >= count; });
     }
 
+    /** What a command of the host prints. */
+    void output(const Words& words)
+    {
+        FILE* const pipe = ::popen(wordAt(words, 1).value().c_str(), "r");
+        std::string all;
+        for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) all += static_cast<char>(c);
+        if (pipe != nullptr) ::pclose(pipe);
+        outcome_.said.push_back({"", plain(inQuotes(all)), {}, {}});
+    }
     void show(const Words& words)
     {
         const std::string& path = wordAt(words, 1).value();

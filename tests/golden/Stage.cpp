@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <utility>
 
 #include "Arguments.h"
 #include "LibraryState.h"
@@ -27,6 +28,8 @@ constexpr char kStreamHead[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
 
 using Settings = bench::Settings;
+
+bool g_linkTouched = false;  // by a case of this process
 
 /** Words whose numbers are the platform's. */
 const std::map<std::string, std::vector<s32 Settings::*>> kSettings = {
@@ -196,6 +199,8 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"file", by<&Stage::file>},
         {"private", by<&Stage::privately>},
         {"link", by<&Stage::link>},
+        {"host", [](Stage&, const Words& w) { g_linkTouched = std::system(wordAt(w, 1).value().c_str()) == 0; }},
+        {"deaf-network", [](Stage&, const Words&) { world().deaf = true; }},
     };
     return all;
 }
@@ -372,6 +377,7 @@ void Stage::privately(const Words&)
     if (const std::string& why = privateHost(); !why.empty()) throw Skip(why);
     for (const char* path : {"/tmp/.AutoUpdate", "/tmp/.signature", "/opt/zelmar", "/sys/class"}) fs::remove_all(path);
     directories_ = {"/tmp", "/opt"};
+    if (std::exchange(g_linkTouched, false)) renewLink();
 }
 
 }  // namespace golden

@@ -209,7 +209,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
 {
     if (refused("select")) return -1;
     if (counting() && timeOut != nullptr) note("select ", timeOut->tv_sec, " s");
-    timeval soon{1, 0};
+    timeval soon{g_world.deaf ? 0 : 1, 0};
     return __real_select(count, read, write, except, counting() && timeOut != nullptr ? &soon : timeOut);
 }
 

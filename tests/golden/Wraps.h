@@ -11,9 +11,10 @@
 namespace golden {
 
 struct World {
-    std::map<std::string, int> commands;         ///< statuses of shell commands; 0 for any other
-    int                        childStatus = 0;  ///< of a forked child, as waitpid reports it
-    int                        signals     = 0;  ///< each ends a pause after its first second
+    std::map<std::string, int> commands;             ///< statuses of shell commands; 0 for any other
+    int                        childStatus = 0;      ///< of a forked child, as waitpid reports it
+    bool                       deaf        = false;  ///< nobody answers what is waited for
+    int                        signals     = 0;      ///< each ends a pause after its first second
     std::time_t                now         = 1700000000;
     std::string                ipv6Address;  ///< the BMC's, for the session; empty: what the BMC says
     unsigned                   curlVersion = 0x080000;

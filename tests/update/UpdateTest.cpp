@@ -1,6 +1,7 @@
 /** @file UpdateTest.cpp  qvoxa-sync through its command line, as scenarios.txt tells it. */
 #include <cstdlib>
 #include <fstream>
+#include <map>
 
 #include "UpdateBench.h"
 #include "progresstext.h"
@@ -21,17 +22,47 @@ protected:
     void take(const std::string& word, const std::string& rest)
     {
         if (word == "exit")
-            expected_.exit = std::stoi(rest);
+            ended(split(rest));
+        else if (word == "says")
+            says(split(rest));
         else if (word == ">")
             expected_.out += rest + '\n';
         else if (word == "err")
             expected_.err = rest;
-        else if (word == "agent")
-            agent_ = rest;
-        else if (word == "logged")
-            logged_ = rest;
         else
             prepare(word, rest);
+    }
+
+    /** "0 agent 2.1.0 logged updated 2.1.0" */
+    void ended(const Words& words)
+    {
+        expected_.exit = std::stoi(words.at(0));
+        for (std::size_t i = 1; i + 1 < words.size(); ++i) {
+            if (words[i] == "agent") agent_ = words[i + 1];
+            if (words[i] == "logged") logged_ = words.at(i + 1) + ' ' + words.at(i + 2);
+        }
+    }
+
+    /** What the library prints, step by step. */
+    void says(const Words& steps)
+    {
+        static const std::string downloading                  = "Downloading of Torvo Service Module ",
+                                 verification                 = "Signature verification ";
+        static const std::map<std::string, std::string> texts = {
+            {"downloaded", downloading + "packages is in progress.\n" + downloading + "packages is completed.\n"},
+            {"not-downloaded", downloading + "packages is in progress.\n" + downloading + "update packages failed.\n"},
+            {"verified", verification + "is in progress.\n" + verification + "was successful.\n"},
+            {"refused", verification + "is in progress.\n" + verification + "failed with status 1.\n"},
+            {"updating", "Torvo Service Module update/install is in progress.\n"},
+            {"installed", "Torvo Service Module updated/installed Successfully to version "},
+            {"latest",
+             "Latest version of Torvo Service Module is running on the server.\n"
+             "Please check Torvo Service Module KS package is up-to-date.\n"},
+            {"no-package", "Torvo Service Module KS package is not installed on this server.\n"}};
+        for (const std::string& step : steps) {
+            const auto found = texts.find(step);
+            expected_.out += found == texts.end() ? step + ".\n" : found->second;
+        }
     }
 
     /** What prepares a run: the one before has to be over. */
