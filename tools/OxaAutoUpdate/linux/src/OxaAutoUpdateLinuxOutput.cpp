@@ -58,6 +58,15 @@ Descriptor directoryOf(int from, const char* path, const char*& name) noexcept
     return Descriptor(::openat(from, directory.data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
+/**
+ * An empty file stays untouched: to some file systems a truncation says that a file is replaced, and its close then
+ * waits for the disk.
+ */
+bool emptied(int file, const struct stat& status) noexcept
+{
+    return status.st_size == 0 || ::ftruncate(file, 0) == 0;
+}
+
 /** What was opened in a directory that others can write, made ready to be written. */
 Descriptor judged(Descriptor file) noexcept
 {
@@ -65,7 +74,7 @@ Descriptor judged(Descriptor file) noexcept
     if (::fstat(file.get(), &status) != 0) return Descriptor();
     const bool isFile = S_ISREG(status.st_mode);
     if (isFile ? status.st_nlink > 1 : isForeign(status)) return refused(EACCES);
-    if (isFile && ::ftruncate(file.get(), 0) != 0) return Descriptor();
+    if (isFile && !emptied(file.get(), status)) return Descriptor();
     return ::fcntl(file.get(), F_SETFL, ::fcntl(file.get(), F_GETFL) & ~O_NONBLOCK) == 0 ? std::move(file)
                                                                                          : Descriptor();
 }
@@ -125,7 +134,7 @@ File openPrivate(const char* path) noexcept
     // Some file systems have no modes to set; who may read there is decided elsewhere.
     if ((status.st_mode & 07777) != kPrivateMode && ::fchmod(file.get(), kPrivateMode) != 0 && errno != EPERM)
         return nullptr;
-    return ::ftruncate(file.get(), 0) == 0 ? stream(std::move(file)) : nullptr;
+    return emptied(file.get(), status) ? stream(std::move(file)) : nullptr;
 }
 
 }  // namespace qvrf
