@@ -81,7 +81,7 @@ void compare(const Bmc& bmc, const Bytes& bytes, const Resource& resource, unsig
     addOutside(sides, bmc.port(), bytes, resource, threads);
     const std::string measure =
         "GET 1.4 KB, kept connection, " + std::to_string(threads) + (threads == 1 ? " thread" : " threads");
-    report({measure, "us", 1, takeTurns(sides, rounds, 1).medians("us"), Limit::ratio, 1.15});
+    report({measure, "us", 1, takeTurns(sides, rounds, 1).medians("us"), Limit::ratio, threads == 1 ? 1.05 : 1.10});
 }
 
 }  // namespace

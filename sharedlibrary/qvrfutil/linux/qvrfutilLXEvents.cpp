@@ -156,13 +156,16 @@ void tellBroken(QVRFUTILCurlSSEHandle& handle, CURLcode rc) noexcept
     to->pCallerCallBackFunction(event.release());
 }
 
-/** Lets libcurl read and write what it can. The host has its SIGPIPE back in between: a stream lives for hours. */
+/**
+ * Lets libcurl read and write what it can, on a thread that has SIGPIPE blocked. The process has its handler back in
+ * between: a stream lives for hours.
+ */
 CURLMcode moveOn(QVRFUTILCurlSSEHandle& handle) noexcept
 {
     t_bodyCame = false;
     CURLMcode rc;
     {
-        const PipeSignalHeld held;
+        const PipeSignalAside aside;
         rc = curl_multi_perform(handle.pCurlMultiHandle, &handle.pStillRunning);
     }
     handle.socket.look(handle.pCurlMultiHandle, handle.pCurlHandle, t_bodyCame);
@@ -242,8 +245,9 @@ s32 startTransfer(QVRFUTILCurlSSEHandle& handle) noexcept
         __SysDbgPrint3("[QVRFUTIL] %s: curl_multi_init() failed.\n", kRegister);
         return QVRFUTIL_CURL_FAILED;
     }
-    const bool started = multiSucceeded(kRegister, "Multi Add Handle",
-                                        curl_multi_add_handle(handle.pCurlMultiHandle, handle.pCurlHandle)) &&
+    const PipeSignalBlocked blocked;
+    const bool              started = multiSucceeded(kRegister, "Multi Add Handle",
+                                                     curl_multi_add_handle(handle.pCurlMultiHandle, handle.pCurlHandle)) &&
                          multiSucceeded(kRegister, "Multi Perform", moveOn(handle));
     return started ? s32{OXA_SUCCESS} : s32{QVRFUTIL_CURL_FAILED};
 }
@@ -357,6 +361,7 @@ extern "C" void* QVRFUTILReadCurlMultiEvents(void* pQVRFUTILSSEhandle)
     const TraceScope trace(kWorker, kEventTrace);
     auto* const      handle = static_cast<QVRFUTILCurlSSEHandle*>(pQVRFUTILSSEhandle);
     if (handle == nullptr || handle->pCurlHandle == nullptr || handle->pCurlMultiHandle == nullptr) return nullptr;
+    const PipeSignalBlocked blocked;
     if (readStream(*handle)) judgeEnd(*handle);
     tellOver(handle->pQVRFUTILHttpCallbackContext, handle->pCurlHandle);
     return nullptr;

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "qvisocppsecurecompat.h"
@@ -178,10 +179,9 @@ s32 Token::decrypt(const char* op, const SessionTexts& texts, const QVRFUTILSess
 
 bool appendTokenHeader(const char* op, HeaderList& headers, const Token& token, const char* logFormat) noexcept
 {
-    astring           line[200] = {};
-    const std::size_t length    = token.length();
-    sprintf_s(line, sizeof kTokenHeader - 1 + length + 2, "%s%.*s", kTokenHeader, static_cast<int>(length),
-              token.get());
+    astring line[200] = {};
+    strncpy_s(line, sizeof line, kTokenHeader, sizeof kTokenHeader - 1);
+    strncpy_s(line + sizeof kTokenHeader - 1, sizeof line - sizeof kTokenHeader + 1, token.get(), token.length());
     if (logFormat != nullptr) __SysDbgPrint4(logFormat, line);
     const bool appended = headers.append(op, line);
     wipe(line, sizeof line);
@@ -197,10 +197,20 @@ bool pathFits(const char* op, const astring* path) noexcept
 
 SmOwned<astring> requestUrl(const astring* address, const astring* port, const astring* path) noexcept
 {
-    const std::size_t size = strnlen(address, sizeof QVRFUTILSession::IPAddress) +
-                             strnlen(port, sizeof QVRFUTILSession::Port) + strnlen(path, kMaxPath) + sizeof "https://:";
+    const std::string_view parts[] = {"https://",
+                                      {address, strnlen(address, sizeof QVRFUTILSession::IPAddress)},
+                                      ":",
+                                      {port, strnlen(port, sizeof QVRFUTILSession::Port)},
+                                      {path, strnlen(path, kMaxPath)}};
+    std::size_t            size    = 1;
+    for (const auto& part : parts) size += part.size();
     SmOwned<astring> url = smText(static_cast<u32>(size));
-    if (url) sprintf_s(url.get(), size, "https://%s:%s%s", address, port, path);
+    astring*         end = url.get();
+    for (const auto& part : parts) {
+        if (!url || part.empty()) continue;
+        OXAmemcpy_s(end, part.size(), part.data(), part.size());
+        end += part.size();
+    }
     return url;
 }
 

@@ -111,9 +111,10 @@ void QVRFUTILCleanUp(void);
  * a connection that an earlier one left, where there is one for the same endpoint, session and generation. POST, PATCH,
  * DELETE, uploads, logins and event streams go on having their own: nothing that changes the BMC is ever sent twice. A
  * BMC that closed, restarted or refuses to keep a connection is asked on a new one; results, HTTP statuses and the
- * debug print are the same as before. At most 4 idle connections are kept. One that was idle for 20 s is not used any
- * more, and closed by the next GET; all of them are closed by QVRFUTILSetIPAddress, when a session is opened or
- * forgotten, and by QVRFUTILCleanUp. A forked child makes connections of its own and leaves the parent's alone.
+ * debug print are the same as before. At most 16 idle connections are kept, which is as many as threads of an agent ask
+ * at once; a BMC serves a few dozen. A thread goes on with the one that it used last. One that was idle for 20 s is not
+ * used any more, and closed by one of the next GETs; all of them are closed by QVRFUTILSetIPAddress, when a session is
+ * opened or forgotten, and by QVRFUTILCleanUp. A forked child makes its own connections and leaves the parent's alone.
  * @param keep  TRUE: keep connections; FALSE: close those that are idle and keep none
  * @return always 0
  * The setting is the process's and outlives QVRFUTILCleanUp. Any thread may call it, while requests run too.

@@ -162,10 +162,12 @@ CURLcode performQuietly(const EasyHandle& easy, std::chrono::seconds limit) noex
     using Clock                  = std::chrono::steady_clock;
     const auto              end  = Clock::now() + limit;
     const KeptHandle* const kept = easy.get_deleter().kept;
-    const CURLcode          rc   = performQuietly(easy.get());
-    if (kept == nullptr || !kept->used || !keepingFailed(easy.get(), rc)) return rc;
+    if (kept == nullptr) return performQuietly(easy.get());
+    const PipeSignalBlocked blocked;
+    const CURLcode          rc = curl_easy_perform(easy.get());
+    if (!kept->used || !keepingFailed(easy.get(), rc)) return rc;
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    return left > 0 && setFreshStart(easy.get(), left) ? performQuietly(easy.get()) : rc;
+    return left > 0 && setFreshStart(easy.get(), left) ? curl_easy_perform(easy.get()) : rc;
 }
 
 CURLcode perform(const char* op, const EasyHandle& easy, std::chrono::seconds limit, const char* name) noexcept

@@ -15,11 +15,30 @@
 namespace qvrf {
 namespace {
 
-constexpr std::size_t          kMostIdle = 4;
+/**
+ * Enough for the threads of an agent that ask at once: with fewer, handles would be closed and opened again all the
+ * time. Not more, because each holds one of the few dozen connections that a BMC serves, and some 60 KB of TLS here.
+ */
+constexpr std::size_t          kMostIdle = 16;
 constexpr std::chrono::seconds kIdleAge{20};  // BMCs close idle connections after half a minute and more
+constexpr unsigned             kTakesBetweenLooks = 64;
 
-std::atomic<bool>        g_keeping{false};
-std::atomic<KeptHandle*> g_idle[kMostIdle]{};
+/** In a cache line of its own: threads that use different ones do not slow each other down. */
+struct alignas(64) Slot {
+    std::atomic<KeptHandle*> handle{nullptr};
+};
+
+std::atomic<bool> g_keeping{false};
+Slot              g_idle[kMostIdle];
+
+/** Where this thread begins to look: where it left its last handle, whose memory its core still has at hand. */
+thread_local std::size_t t_first = 0;
+thread_local unsigned    t_takes = 0;
+
+Slot& slotAt(std::size_t distance) noexcept
+{
+    return g_idle[(t_first + distance) % kMostIdle];
+}
 
 bool leadsTo(const KeptFor& one, const KeptFor& other) noexcept
 {
@@ -48,15 +67,44 @@ void end(KeptHandle* handle) noexcept
     curl_easy_cleanup(handle->easy);
 }
 
+bool isStale(const KeptHandle& handle) noexcept
+{
+    return KeptHandle::Clock::now() - handle.since >= kIdleAge;
+}
+
 bool serves(const KeptHandle& handle, const KeptFor& whom) noexcept
 {
-    return handle.owner == getpid() && KeptHandle::Clock::now() - handle.since < kIdleAge && leadsTo(handle.whom, whom);
+    return handle.owner == getpid() && !isStale(handle) && leadsTo(handle.whom, whom);
+}
+
+KeptHandle* takenFrom(Slot& slot) noexcept
+{
+    if (slot.handle.load(std::memory_order_relaxed) == nullptr) return nullptr;  // nobody's line is taken for nothing
+    return slot.handle.exchange(nullptr);
+}
+
+bool putInto(Slot& slot, KeptHandle* handle) noexcept
+{
+    KeptHandle* expected = nullptr;
+    return slot.handle.load(std::memory_order_relaxed) == nullptr &&
+           slot.handle.compare_exchange_strong(expected, handle);
+}
+
+/** Closes what nobody came for in time. */
+void endStale() noexcept
+{
+    for (Slot& slot : g_idle) {
+        KeptHandle* const handle = takenFrom(slot);
+        if (handle == nullptr) continue;
+        if (isStale(*handle) || !putInto(slot, handle)) end(handle);
+    }
 }
 
 KeptHandle* idleHandleFor(const KeptFor& whom) noexcept
 {
-    for (auto& slot : g_idle) {
-        KeptHandle* const handle = slot.exchange(nullptr);
+    if (++t_takes % kTakesBetweenLooks == 0) endStale();
+    for (std::size_t i = 0; i < kMostIdle; ++i) {
+        KeptHandle* const handle = takenFrom(slotAt(i));
         if (handle == nullptr) continue;
         if (serves(*handle, whom)) return handle;
         end(handle);
@@ -64,9 +112,21 @@ KeptHandle* idleHandleFor(const KeptFor& whom) noexcept
     return nullptr;
 }
 
-/** Notes the connection that is kept, and keeps it from the programs that the process starts. */
+KeptHandle* newHandle(const KeptFor& whom) noexcept
+{
+    CURL* const fresh = curl_easy_init();
+    if (fresh == nullptr) return nullptr;
+    auto* const handle = new (std::nothrow) KeptHandle{fresh, whom, getpid(), CURL_SOCKET_BAD, false, {}};
+    if (handle == nullptr) curl_easy_cleanup(fresh);
+    return handle;
+}
+
+/** Notes the connection that is kept, and keeps a new one from the programs that the process starts. */
 void noteSocket(KeptHandle& handle) noexcept
 {
+    long connections = 1;
+    curl_easy_getinfo(handle.easy, CURLINFO_NUM_CONNECTS, &connections);
+    if (connections == 0 && handle.socket != CURL_SOCKET_BAD) return;  // the same as before
     if (curl_easy_getinfo(handle.easy, CURLINFO_ACTIVESOCKET, &handle.socket) != CURLE_OK)
         handle.socket = CURL_SOCKET_BAD;
     if (handle.socket != CURL_SOCKET_BAD) fcntl(handle.socket, F_SETFD, FD_CLOEXEC);
@@ -82,19 +142,18 @@ void keepHandles(bool keep) noexcept
 
 void dropKeptHandles() noexcept
 {
-    for (auto& slot : g_idle)
-        if (KeptHandle* const handle = slot.exchange(nullptr)) end(handle);
+    for (Slot& slot : g_idle)
+        if (KeptHandle* const handle = takenFrom(slot)) end(handle);
 }
 
 KeptHandle* takeKeptHandle(const KeptFor& whom) noexcept
 {
     if (!g_keeping) return nullptr;
-    if (KeptHandle* const idle = idleHandleFor(whom)) return idle;
-    CURL* const fresh = curl_easy_init();
-    if (fresh == nullptr) return nullptr;
-    auto* const handle = new (std::nothrow) KeptHandle{fresh, whom, getpid(), CURL_SOCKET_BAD, false, {}};
-    if (handle == nullptr) curl_easy_cleanup(fresh);
-    return handle;
+    KeptHandle* handle = idleHandleFor(whom);
+    if (handle == nullptr) handle = newHandle(whom);
+    if (handle == nullptr || curl_easy_setopt(handle->easy, CURLOPT_NOSIGNAL, 1L) == CURLE_OK) return handle;
+    end(handle);
+    return nullptr;
 }
 
 void giveKeptHandleBack(KeptHandle* handle) noexcept
@@ -104,9 +163,10 @@ void giveKeptHandleBack(KeptHandle* handle) noexcept
     curl_easy_reset(handle->easy);
     handle->used  = true;
     handle->since = KeptHandle::Clock::now();
-    for (auto& slot : g_idle) {
-        KeptHandle* expected = nullptr;
-        if (slot.compare_exchange_strong(expected, handle)) return;
+    for (std::size_t i = 0; i < kMostIdle; ++i) {
+        if (!putInto(slotAt(i), handle)) continue;
+        t_first = (t_first + i) % kMostIdle;
+        return;
     }
     end(handle);
 }

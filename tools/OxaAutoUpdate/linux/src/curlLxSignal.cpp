@@ -23,8 +23,8 @@ bool isIgnored(const struct sigaction& action) noexcept
 void putBack() noexcept
 {
     struct sigaction now {};
-    sigaction(SIGPIPE, nullptr, &now);
-    if (isIgnored(now)) sigaction(SIGPIPE, &g_hosts, nullptr);
+    sigaction(SIGPIPE, &g_hosts, &now);
+    if (!isIgnored(now)) sigaction(SIGPIPE, &now, nullptr);
 }
 
 void putAside() noexcept
@@ -94,22 +94,34 @@ void letGo() noexcept
 
 }  // namespace
 
-PipeSignalHeld::PipeSignalHeld() noexcept : pendingBefore_(isPending())
+PipeSignalBlocked::PipeSignalBlocked() noexcept
 {
     sigemptyset(&pipe_);
     sigaddset(&pipe_, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    wasPending_ = sigismember(&before_, SIGPIPE) == 1 && isPending();  // only a blocked one can wait
+}
+
+PipeSignalBlocked::~PipeSignalBlocked()
+{
+    if (!wasPending_) takeBack(pipe_);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+PipeSignalAside::PipeSignalAside() noexcept
+{
     hold();
+}
+
+PipeSignalAside::~PipeSignalAside()
+{
+    letGo();
 }
 
 PipeSignalHeld::~PipeSignalHeld()
 {
-    letGo();
-    if (pendingBefore_)
-        raiseAgain();
-    else
-        takeBack(pipe_);
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    aside_.reset();
+    if (blocked_.wasPending()) raiseAgain();
 }
 
 }  // namespace qvrf
