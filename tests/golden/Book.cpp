@@ -131,8 +131,11 @@ class Difference {
 public:
     Difference(const Items& run, const Items& base, const Values& values) : run_(run), base_(base), values_(values)
     {
+        const auto  pairs = Alignment(run, base, values).pairs;
         std::size_t i = 0, j = 0;
-        for (const auto& [nextRun, nextBase] : Alignment(run, base, values).pairs) {
+        for (const auto& [nextRun, nextBase] : pairs)
+            if (nextBase < base.size() && !isTrace(base[nextBase].text)) stops_ = nextBase + 1;
+        for (const auto& [nextRun, nextBase] : pairs) {
             gap(i, nextRun, j, nextBase);
             i = nextRun + 1;
             j = nextBase + 1;
@@ -144,6 +147,7 @@ public:
 private:
     void gap(std::size_t i, std::size_t end, std::size_t j, std::size_t last)
     {
+        const std::size_t        at = j;
         std::vector<std::string> missing;
         std::vector<bool>        paired(end - i);
         const std::size_t        first = told.size();
@@ -162,13 +166,14 @@ private:
         for (std::size_t k = end; k-- > i;)
             if (!paired[k - i] && isExchange(run_[k].text))
                 told.erase(told.begin() + static_cast<std::ptrdiff_t>(first + k - i));
-        if (missing.empty()) return;
+        if (missing.empty() || (failed_ && at >= stops_)) return;  // a failure is where a run stops
         told.push_back("-" + missing.front());
         if (missing.size() > 1) told.back() += last == base_.size() ? " .." : " ...";
     }
 
     const Items & run_, &base_;
     const Values& values_;
+    std::size_t   stops_  = 0;  ///< behind this item the base says no more than this run does
     bool          failed_ = false;
 };
 
