@@ -119,7 +119,7 @@ void measure(const Arguments& arguments)
     report({"events flat out, CPU time of one", "us", 2, fast.medians("cpuUs"), Limit::ratio, 1.1});
     report({"events at 1000 a second, delay, median", "us", 1, slow.medians("delayMedianUs"), Limit::ratio, 1.1});
     report({"events at 1000 a second, delay, p99", "us", 1, slow.medians("delayP99Us"), Limit::ratio, 1.1});
-    report({"events at 1000 a second, CPU time of one", "us", 2, slow.medians("cpuUs"), Limit::ratio, 1.1});
+    report({"events at 1000 a second, CPU time of one", "us", 2, slow.medians("cpuUs"), Limit::ratio, 1.05});
 }
 
 }  // namespace bench
