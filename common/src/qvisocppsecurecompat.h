@@ -214,8 +214,8 @@ errno_t _dupenv_s(char** ppBuffer, size_t* pSizeInBytes, const char* pVarName);
 /**
  * The text of a time in local time, such as "Thu Jan  1 00:00:00 1970\n".
  * @param sizeInBytes  26 or more
- * @return 22 when @p pBuffer is NULL or @p sizeInBytes is 0 (nothing is written), and when @p sizeInBytes is below 26
- * or
+ * @return 22 when @p pBuffer is NULL or @p sizeInBytes is 0 (nothing is written), and when @p sizeInBytes
+ * is below 26 or
  *         @p pTime is NULL or negative; -1 when the time has no such text. Except in the first case the buffer is
  *         emptied on failure.
  */

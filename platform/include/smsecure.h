@@ -31,14 +31,14 @@ s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astri
 
 /**
  * Decrypts what SMqvoxaPBKDF2Encrypt encrypted.
- * @param[in] output  the address of a pointer to a caller's buffer of SMSECURE_PLAIN_SIZE bytes, which receives the
- * text
+ * @param[in] output  the address of a pointer to a caller's buffer of SMSECURE_PLAIN_SIZE bytes,
+ * which receives the text
  * @return 0 on success
  */
 s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Text, astring** output);
 
-/** Makes a login token for @p userName with @p role and makes it known to the BMC; @p reserved is 0. @return 0 on
- * success. */
+/** Makes a login token for @p userName with @p role and makes it known to the BMC; @p reserved is 0.
+ * @return 0 on success. */
 s32 SMSecureGenerateBMCLoginToken(u32 reserved, const astring* userName, u32 role);
 
 /**

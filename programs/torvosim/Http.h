@@ -48,8 +48,8 @@ Response errorResponse(int status, const std::string& message);
 Response methodNotAllowed(const std::string& allowed);
 /** Quotes @p text as a JSON string. */
 std::string jsonQuoted(std::string_view text);
-/** Name and password of an Authorization header's value of the Basic scheme; nothing for other schemes, and broken
- * ones. */
+/** Name and password of an Authorization header's value of the Basic scheme; nothing for other
+ * schemes, and broken ones. */
 std::optional<std::pair<std::string, std::string>> basicCredentials(std::string_view authorization);
 /** Path of a request target: without query, %-decoded, without trailing slashes. */
 std::string targetPath(std::string_view target);

@@ -1,5 +1,5 @@
-/** @file PrivateMounts.h  Mounts that this process and its children alone see. Everything here throws
- * std::runtime_error. */
+/** @file PrivateMounts.h  Mounts that this process and its children alone see.
+ * Everything here throws std::runtime_error. */
 #ifndef PRIVATEMOUNTS_H
 #define PRIVATEMOUNTS_H
 

@@ -20,8 +20,8 @@ struct TextReply {
     Bytes text;
 };
 
-/** The time of a whole transaction: 4096 bytes each way to a BMC that takes its five seconds for every piece are
- * minutes. */
+/** The time of a whole transaction: 4096 bytes each way to a BMC that takes its five seconds for
+ * every piece are minutes. */
 constexpr std::chrono::seconds kTextLimit{30};
 
 /** @param id  tells this transaction from those of other threads and processes */

@@ -1,5 +1,5 @@
-/** @file screen.h  What a command shows: tables and labelled lines for people, JSON for programs, questions on a
- * terminal.
+/** @file screen.h  What a command shows: tables and labelled lines for people, JSON for programs,
+ * questions on a terminal.
  */
 #ifndef QVRFCTL_DAY_SCREEN_H
 #define QVRFCTL_DAY_SCREEN_H

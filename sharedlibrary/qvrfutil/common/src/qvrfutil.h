@@ -225,8 +225,8 @@ s32 QVRFUTILSendRequest(const astring* pWebResourceUrl, astring* pPostData, astr
  * Uploads a file together with a JSON document, as a multipart form of two parts: "metadata" and "LogZip". The file is
  * read while it is sent; memory does not grow with its size. Sends as QVRFUTILSendRequest does, 401 included: the
  * result is then 0 with *pHttpRetCode 401, and the caller sends again.
- * @param filePathWithName  a readable file; a missing or unreadable one, or a directory, gives 103 before anything is
- * sent
+ * @param filePathWithName  a readable file; a missing or unreadable one, or a directory, gives 103
+ * before anything is sent
  * @param pPostData         the JSON document with its NUL
  * @param ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode  as in QVRFUTILSendRequest
  * @return as QVRFUTILSendRequest; 101 without a session on the newer generation; 272 when memory for the URL is out
@@ -267,8 +267,8 @@ typedef struct _QVRFUTILHttpCallbackContext {
  * callback as it came, pieces of 3 bytes and less (keep-alive, and whatever else is as short) left out: the library
  * neither joins the pieces of an event, nor parts the events in a piece, nor parses them. Whatever the HTTP status, the
  * body is the stream: the page of a 401 or 404 arrives as a piece with StatusCode 0. A broken stream is told once, with
- * status 273, also when memory is out; one that ends cleanly is not. Either way it stays registered until it is
- * unregistered.
+ * status 273, also when memory is out; one that ends cleanly is not. Either way it stays registered
+ * until it is unregistered.
  * The session token is taken once, now: a stream that the BMC ends because the session expired is registered again.
  * @param pWebResourceUrl  path on the BMC with its leading slash; a path of more than 400 characters is logged as such
  *                         and gives -1

@@ -1,7 +1,7 @@
 /**
  * @file qvrfutil_events.hpp
- * Server-sent events out of the bytes of a stream, however those were cut. C++17, needs nothing but the standard
- * library.
+ * Server-sent events out of the bytes of a stream, however those were cut. C++17, needs nothing
+ * but the standard library.
  *
  * @code
  *     qvrfutil::EventParser parser;

@@ -3,8 +3,8 @@
  * Accounts on the BMC, and what the Redfish client logs in with.
  *
  * Every operation talks to the BMC through the platform and blocks while it does; none keeps state. Results are the
- * OXA_ codes of qvstatus.h. Operations on one user slot must not run at once; otherwise any thread may call any of
- * them.
+ * OXA_ codes of qvstatus.h. Operations on one user slot must not run at once; otherwise any thread may
+ * call any of them.
  *
  * A privilege is a text: "ro" (read only), "op" (operator), "root" (administrator); any other text means no privilege.
  */
