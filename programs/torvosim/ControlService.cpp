@@ -2,6 +2,7 @@
 #include "ControlService.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 
 #include <array>
@@ -42,6 +43,14 @@ bool receive(int fd, std::string& text)
     return text.size() <= kLongestLine;
 }
 
+/** Neither connecting nor sending nor receiving waits longer. */
+void limitWaits(int fd, unsigned seconds)
+{
+    const timeval limit{static_cast<time_t>(seconds), 0};
+    for (const int direction : {SO_SNDTIMEO, SO_RCVTIMEO})
+        ::setsockopt(fd, SOL_SOCKET, direction, &limit, sizeof limit);
+}
+
 }  // namespace
 
 void ControlService::serve(int fd)
@@ -58,7 +67,8 @@ void ControlService::serve(int fd)
     }
 }
 
-std::string controlOverSocket(const std::string& socketPath, const std::vector<std::string>& words)
+std::string controlOverSocket(const std::string& socketPath, const std::vector<std::string>& words,
+                              unsigned timeoutSeconds)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -66,13 +76,15 @@ std::string controlOverSocket(const std::string& socketPath, const std::vector<s
         throw std::invalid_argument(socketPath + ": too long a socket path");
     std::memcpy(address.sun_path, socketPath.c_str(), socketPath.size() + 1);
     const Descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    limitWaits(fd.get(), timeoutSeconds);
     if (!fd || ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
         throw NoAnswer(socketPath + ": " + std::strerror(errno));
 
     std::string answer;
     if (!sendAll(fd.get(), joinWords(words) + '\n')) throw NoAnswer(socketPath + ": the simulator is gone");
     while (answer.find('\n') == answer.npos)
-        if (!receive(fd.get(), answer)) throw NoAnswer(socketPath + ": the simulator gave no answer");
+        if (!receive(fd.get(), answer))
+            throw NoAnswer(socketPath + ": no answer came within " + std::to_string(timeoutSeconds) + " s");
     answer.resize(answer.find('\n'));
     return answer;
 }

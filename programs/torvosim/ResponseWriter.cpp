@@ -93,7 +93,6 @@ bool ResponseWriter::endStream()
 void ResponseWriter::sendRaw(std::string_view text)
 {
     put(text);
-    cut_ = true;
 }
 
 }  // namespace torvosim

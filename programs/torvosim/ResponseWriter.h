@@ -20,7 +20,7 @@ public:
     bool beginStream(const Response& head);
     bool writeChunk(std::string_view chunk);
     bool endStream();
-    /** The fault "raw": @p text and nothing else. */
+    /** The fault "raw": @p text and nothing else. The connection ends after it, properly: for many it ends the body. */
     void sendRaw(std::string_view text);
     /** Whether the connection was cut on purpose: no farewell then. */
     bool wasCut() const noexcept { return cut_; }

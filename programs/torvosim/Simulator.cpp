@@ -36,6 +36,16 @@ std::string readKey(const std::string& path)
     return key;
 }
 
+/** Keys and sockets go there: nobody else may lead it elsewhere or put something in their places. */
+void checkIsOurs(const std::string& directory)
+{
+    struct stat found {};
+    const bool  known = ::lstat(directory.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+    if (!known || found.st_uid != ::geteuid() || (found.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw std::runtime_error("state directory " + directory +
+                                 ": it is a link, belongs to somebody else, or others can write to it");
+}
+
 bool isV4(const std::string& address)
 {
     return address.find(':') == address.npos;
@@ -82,6 +92,7 @@ void Simulator::Impl::makeStateDir()
     bmc.stateDir = std::filesystem::absolute(bmc.stateDir).string();
     if (::mkdir(bmc.stateDir.c_str(), 0700) != 0 && errno != EEXIST)
         throw std::runtime_error("state directory " + bmc.stateDir + ": " + std::strerror(errno));
+    checkIsOurs(bmc.stateDir);
 }
 
 void Simulator::Impl::loadState()

@@ -32,6 +32,7 @@ public:
     }
     explicit operator bool() const noexcept { return fd_ >= 0; }
     int      get() const noexcept { return fd_; }
+    int      release() noexcept { return std::exchange(fd_, -1); }
 
 private:
     int fd_;

@@ -21,7 +21,8 @@ constexpr int kExitFailed   = 1;
 constexpr int kExitUsage    = 2;
 constexpr int kExitNoAnswer = 3;
 
-constexpr char kLinkName[] = "torvousb0";
+constexpr char kLinkName[]   = "torvousb0";
+constexpr int  kMostSessions = 10000;
 
 struct CommandLine {
     Options                  options;
@@ -30,6 +31,7 @@ struct CommandLine {
     std::string              configFile;
     std::string              ctlSocket;
     std::vector<std::string> ctlWords;
+    unsigned                 ctlTimeout = 10;
     std::vector<std::string> facts;
     CLI::Option*             netns    = nullptr;
     std::string              linkName = kLinkName;
@@ -66,7 +68,7 @@ void addRunOptions(CLI::App& app, CommandLine& line)
                    "Paths that need no session, beside /test and /software; repeatable");
     app.add_option("--generation", line.generation, "BMC generation, new or old [new]")
         ->check(CLI::IsMember({"new", "old"}));
-    app.add_option("--session-limit", o.sessionLimit, "Sessions at a time [8]");
+    app.add_option("--session-limit", o.sessionLimit, "Sessions at a time [8]")->check(CLI::Range(0, kMostSessions));
     app.add_option("--session-timeout", o.sessionTimeoutSeconds, "Idle seconds that end a session; 0: never [1800]");
     app.add_option("--token-logins", o.loginsPerToken, "Logins that one token is good for; 0: any number [1]");
     app.add_flag("!--delete-no-body", o.sessionDeleteBody,
@@ -133,7 +135,7 @@ int serve(CommandLine& line)
 
 int sendControl(const CommandLine& line)
 {
-    const std::string answer = torvosim::controlOverSocket(line.ctlSocket, line.ctlWords);
+    const std::string answer = torvosim::controlOverSocket(line.ctlSocket, line.ctlWords, line.ctlTimeout);
     std::printf("%s\n", answer.c_str());
     return answer.find("\"ok\":true") != std::string::npos ? 0 : 1;
 }
@@ -159,6 +161,7 @@ int run(int argc, char** argv)
     addRunOptions(app, line);
     CLI::App* ctl = app.add_subcommand("ctl", "Sends control words to a running simulator");
     ctl->add_option("--socket", line.ctlSocket, "Its control socket")->envname("TORVOSIM_CONTROL")->required();
+    ctl->add_option("--timeout", line.ctlTimeout, "Seconds to wait for the answer [10]")->check(CLI::Range(1, 3600));
     ctl->add_option("words", line.ctlWords, "Control words; help lists them")->required();
     ctl->positionals_at_end();
     try {

@@ -91,8 +91,12 @@ private:
 struct NoAnswer : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
-/** Sends one control line to a running simulator. @return its answer. @throws NoAnswer, std::invalid_argument */
-std::string controlOverSocket(const std::string& socketPath, const std::vector<std::string>& words);
+/**
+ * Sends one control line to a running simulator and waits for its answer, so many seconds at most.
+ * @return its answer. @throws NoAnswer, std::invalid_argument
+ */
+std::string controlOverSocket(const std::string& socketPath, const std::vector<std::string>& words,
+                              unsigned timeoutSeconds = 10);
 
 }  // namespace torvosim
 

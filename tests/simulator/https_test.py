@@ -166,6 +166,13 @@ class Https(Desk):
                 self.bmc.call("GET", "/test/bytes/100000")
             self.assertEqual(self.bmc.call("GET", "/test/bytes/100000").status, 200)
 
+    def test_a_body_without_length_ends_properly(self):
+        self.bmc.control(r'raw "HTTP/1.0 200 OK\r\n\r\nbody"')
+        with socket.create_connection(("127.0.0.1", self.bmc.ready["httpsPort"])) as plain, \
+                ssl._create_unverified_context().wrap_socket(plain, suppress_ragged_eofs=False) as wire:
+            wire.sendall(b"GET / HTTP/1.0\r\n\r\n")
+            self.assertEqual(b"".join(iter(lambda: wire.recv(100), b"")), b"HTTP/1.0 200 OK\r\n\r\nbody")
+
     def test_it_stops_while_an_answer_is_delayed(self):
         self.bmc.control("delay 600000 GET /redfish 1")
         connection = self.bmc.connect()

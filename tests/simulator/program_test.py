@@ -14,6 +14,8 @@ ENDS = (
     (0, "--version", r"^torvosim \d+\.\d+\.\d+$"),
     (2, "--no-such-option", "^torvosim: .*--help"),
     (2, "--https-port 70000", "^torvosim: .*70000"),
+    (2, "--session-limit -1", "^torvosim: .*session-limit"),
+    (2, "--session-limit 10001", "^torvosim: .*session-limit"),
     (2, "--tls-min 2.0", "^torvosim: .*2.0"),
     (2, "--tls-min 1.3 --tls-max 1.2", "^torvosim: .*empty range"),
     (2, "--set agent", "^torvosim: .*FACT=VALUE"),
@@ -23,10 +25,14 @@ ENDS = (
     (2, "--mockup /nowhere", "^torvosim: .*/nowhere"),
     (2, "ctl get", "^torvosim: .*--socket"),
     (1, "--https-address 192.0.2.1", "^torvosim: "),
+    (1, "--trace /dev/stdin", "^torvosim: trace file /dev/stdin: "),
+    (1, "--state-dir /tmp", "^torvosim: state directory /tmp: .*others can write"),
     (3, "ctl --socket /nowhere help", "^torvosim: /nowhere: "),
 )
 REFUSED = ("nonsense", "set one", "delay soon", "status 100", "status 500 GET redfish", "cut 5 0", "add-header Server",
-           "raw \\q", "raw @/does/not/exist", "ipmi-cc 30 BF xx", "ipmi-cc 30", "ipmi-reply 30 BF 001", "link down")
+           "raw \\q", "raw @/does/not/exist", "ipmi-cc 30 BF xx", "ipmi-cc 30", "ipmi-reply 30 BF 001", "link down",
+           "features nonsense", "health /nowhere OK", "sensor Fan9 1", "sensor Fan1 x", "logs KsLog 1", "task-end Never",
+           "bmc-restart 1 later")
 FACTS = (("firmware", "6.1.42", "6.1"), ("package", "9.9.9", None), ("usbnic.ipv4", "no-address", None),
          ("usbnic.ipv6", "fe80::1", "fe80"), ("usbnic.hash", "off", "0"), ("port", "65535", "65536"),
          ("url.empty", "on", "yes"), ("webserver", "Disabled", "disabled"), ("passthrough.mode", "21", "256"))
@@ -82,6 +88,14 @@ class Control(Desk):
         self.assertEqual(self.bmc.control("faults")["faults"], [])
         self.assertEqual(run("ctl", "stop", **environment)[0], 0)
         self.assertEqual(self.bmc.process.wait(20), 0)
+
+    def test_nobody_who_answers_is_not_waited_for(self):
+        path = self.bmc.path + "/silent"
+        with socket.socket(socket.AF_UNIX) as silent:
+            silent.bind(path)
+            silent.listen()
+            status, said = run("ctl", "--socket", path, "--timeout", "1", "help")
+        self.assertEqual((status, "within 1 s" in said), (3, True), said)
 
     def test_facts_are_kept_when_a_value_is_wrong(self):
         for name, good, bad in FACTS:
