@@ -8,10 +8,12 @@
 #include <memory>
 #include <string>
 
+#include "BmcRestart.h"
 #include "BootOverride.h"
 #include "EventHub.h"
 #include "EventLogs.h"
 #include "Faults.h"
+#include "Firmware.h"
 #include "KsLog.h"
 #include "Link.h"
 #include "LoginTokens.h"
@@ -22,6 +24,7 @@
 #include "Sessions.h"
 #include "Stats.h"
 #include "Support.h"
+#include "Tasks.h"
 #include "Trace.h"
 #include "UserDatabase.h"
 #include "torvosim.h"
@@ -56,27 +59,34 @@ struct Facts {
 
 /** How a change has to name the state that it is for, with If-Match: not at all, somehow, or by a strong tag. */
 enum class Conditions { optional, required, strong };
+/** The ways in of an update: each offers those before it as well. */
+enum class UpdateWays { none, simple, push, multipart };
+/** Whether users stand in sixteen slots, or are made and removed. */
+enum class AccountKind { slots, collection };
 
 struct Bmc {
     explicit Bmc(const Options& settings) : options(settings) {}
 
-    const Options         options;
-    std::unique_ptr<Link> link;  ///< nothing: the BMC is on the host's own network
-    Guarded<Facts>        facts;
-    Trace                 trace;
-    Stats                 stats;
-    Faults                faults;
-    UserDatabase          users;
-    LoginTokens           tokens;
-    KsLog                 ksLog;
-    Sessions              sessions;
-    RedfishTree           tree;
-    EventHub              events;
-    ServerPower           power;
-    Sensors               sensors;
-    EventLogs             logs;
-    QueryManners          queries;
-    Guarded<BootOverride> boot;
+    const Options          options;
+    std::unique_ptr<Link>  link;  ///< nothing: the BMC is on the host's own network
+    Guarded<Facts>         facts;
+    Trace                  trace;
+    Stats                  stats;
+    Faults                 faults;
+    UserDatabase           users;
+    LoginTokens            tokens;
+    KsLog                  ksLog;
+    Sessions               sessions;
+    RedfishTree            tree;
+    EventHub               events;
+    ServerPower            power;
+    Sensors                sensors;
+    Tasks                  tasks;
+    Guarded<FirmwareState> firmware;
+    BmcRestart             restart;
+    EventLogs              logs;
+    QueryManners           queries;
+    Guarded<BootOverride>  boot;
     /** Merged into what is read at a path: what tests say of a resource's health. */
     Guarded<std::map<std::string, Json>> overlays;
     std::string                          stateDir;
@@ -84,8 +94,10 @@ struct Bmc {
     std::atomic<bool> stopRequested{false};
     Descriptor        stopEvent;  ///< eventfd: readable once a stop was asked for
     /** DELETE of a session answers 200 with a body, else 204 without. */
-    std::atomic<bool>       sessionDeleteBody{true};
-    std::atomic<Conditions> conditions{Conditions::optional};
+    std::atomic<bool>        sessionDeleteBody{true};
+    std::atomic<Conditions>  conditions{Conditions::optional};
+    std::atomic<UpdateWays>  updateWays{UpdateWays::multipart};
+    std::atomic<AccountKind> accountKind{AccountKind::slots};
 
     /** Whether the resources are the simulator's own, not those of a mockup. */
     bool isBuiltIn() const { return options.mockupDir.empty(); }

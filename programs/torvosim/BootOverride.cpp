@@ -58,7 +58,9 @@ std::optional<Response> changeSystem(Bmc& bmc, const Json& change)
 std::optional<Response> changeSettings(Bmc& bmc, const Json& change)
 {
     if (auto refusal = bmc.tree.refusalOf(kSystem, change)) return refusal;
-    bmc.boot.with([&](BootOverride& boot) { boot.pending.merge_patch(change.value("Boot", Json::object())); });
+    const Json wanted = change.value("Boot", Json::object());
+    if (!wanted.is_object()) return badProperty("Boot", "The value of Boot is not an object");
+    bmc.boot.with([&](BootOverride& boot) { boot.pending.merge_patch(wanted); });
     return std::nullopt;
 }
 

@@ -13,7 +13,7 @@ using Json = nlohmann::json;
 std::vector<const ControlVerb*> allVerbs()
 {
     std::vector<const ControlVerb*> verbs;
-    for (const auto* table : {&stateVerbs(), &serverVerbs(), &faultVerbs(), &eventVerbs()})
+    for (const auto* table : {&stateVerbs(), &serverVerbs(), &updateVerbs(), &faultVerbs(), &eventVerbs()})
         for (const ControlVerb& verb : *table) verbs.push_back(&verb);
     return verbs;
 }

@@ -1,6 +1,4 @@
 /** @file ControlServer.cpp  Control words for the server that the BMC manages, and for how its service behaves. */
-#include <algorithm>
-#include <array>
 #include <ctime>
 #include <nlohmann/json.hpp>
 
@@ -12,30 +10,17 @@ namespace torvosim {
 
 namespace {
 
-/** What a word stands for, out of a table of words. @throws ControlError naming them */
-template <class Value, std::size_t N>
-Value wantChoice(const std::string& word, const std::array<std::pair<const char*, Value>, N>& choices)
-{
-    std::string names;
-    for (const auto& [name, value] : choices) {
-        if (word == name) return value;
-        names += (names.empty() ? "" : ", ") + std::string(name);
-    }
-    throw ControlError("'" + word + "' is not one of " + names);
-}
-
-constexpr std::array<std::pair<const char*, bool>, 2> kSwitch{{{"on", true}, {"off", false}}};
+constexpr Choices<bool, 2> kSwitch{{{"on", true}, {"off", false}}};
 
 Json features(Bmc& bmc, const Words& words)
 {
     using Mode = QueryManners::Mode;
     // What offers nothing ignores it all; "ignore" and "refuse" promise what they do not do.
-    static const std::array<std::pair<const char*, std::pair<Mode, unsigned>>, 4> modes{
-        {{"all", {Mode::obey, ~0u}},
-         {"none", {Mode::ignore, 0u}},
-         {"ignore", {Mode::ignore, ~0u}},
-         {"refuse", {Mode::refuse, ~0u}}}};
-    const auto bits            = queryFeatureBits(words[0]);
+    static const Choices<std::pair<Mode, unsigned>, 4> modes{{{"all", {Mode::obey, ~0u}},
+                                                              {"none", {Mode::ignore, 0u}},
+                                                              {"ignore", {Mode::ignore, ~0u}},
+                                                              {"refuse", {Mode::refuse, ~0u}}}};
+    const auto                                         bits = queryFeatureBits(words[0]);
     const auto [mode, offered] = bits ? std::pair(Mode::obey, *bits) : wantChoice(words[0], modes);
     bmc.queries.mode           = mode;
     bmc.queries.offered        = offered;
@@ -50,9 +35,17 @@ Json pageSize(Bmc& bmc, const Words& words)
 
 Json requireIfMatch(Bmc& bmc, const Words& words)
 {
-    static const std::array<std::pair<const char*, Conditions>, 3> choices{
+    static const Choices<Conditions, 3> choices{
         {{"on", Conditions::required}, {"off", Conditions::optional}, {"strong", Conditions::strong}}};
     bmc.conditions = wantChoice(words[0], choices);
+    return Json::object();
+}
+
+Json accountKind(Bmc& bmc, const Words& words)
+{
+    static const Choices<AccountKind, 2> choices{
+        {{"slots", AccountKind::slots}, {"collection", AccountKind::collection}}};
+    bmc.accountKind = wantChoice(words[0], choices);
     return Json::object();
 }
 
@@ -71,7 +64,7 @@ Json powerIgnore(Bmc& bmc, const Words& words)
 Json bootHow(Bmc& bmc, const Words& words)
 {
     using How = BootOverride::How;
-    static const std::array<std::pair<const char*, How>, 4> choices{
+    static const Choices<How, 4> choices{
         {{"direct", How::direct}, {"settings", How::settings}, {"ignore", How::ignore}, {"revert", How::revert}}};
     const How how = wantChoice(words[0], choices);
     bmc.boot.with([&](BootOverride& boot) { boot = {how, Json::object()}; });
@@ -95,7 +88,7 @@ Json health(Bmc& bmc, const Words& words)
 Json offerSensors(Bmc& bmc, const Words& words)
 {
     using Offered = Sensors::Offered;
-    static const std::array<std::pair<const char*, Offered>, 4> choices{
+    static const Choices<Offered, 4> choices{
         {{"new", Offered::newer}, {"old", Offered::older}, {"both", Offered::both}, {"none", Offered::none}}};
     bmc.sensors.offer(wantChoice(words[0], choices));
     return Json::object();
@@ -144,6 +137,7 @@ const std::vector<ControlVerb>& serverVerbs()
         {"page-size", "COUNT", "members of a collection at a time; 0: all", 1, 1, pageSize},
         {"require-if-match", "on|off|strong", "PATCH without If-Match is answered 428; strong: W/ tags 412", 1, 1,
          requireIfMatch},
+        {"accounts", "slots|collection", "users stand in slots, or are made and removed", 1, 1, accountKind},
         {"power-time", "MS", "how long PoweringOff and PoweringOn take", 1, 1, powerTime},
         {"power-ignore", "COUNT", "so many requests to shut down are not heard", 1, 1, powerIgnore},
         {"boot-how", "direct|settings|ignore|revert", "what a change of Boot does", 1, 1, bootHow},

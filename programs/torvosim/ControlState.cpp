@@ -51,6 +51,7 @@ Json stats(Bmc& bmc, const Words& words)
             {"uploads", s.uploads.load()},
             {"ipmiMessages", s.ipmiMessages.load()},
             {"ipmiFramesDropped", s.ipmiFramesDropped.load()},
+            {"restarts", bmc.restart.count()},
             {"requests", requests}};
 }
 

@@ -5,7 +5,9 @@
 #include <random>
 #include <system_error>
 
+#include "Firmware.h"
 #include "HttpsConnection.h"
+#include "SignalsBlocked.h"
 
 namespace torvosim {
 
@@ -17,6 +19,8 @@ constexpr std::uint16_t kHighestPort = 9999;
 constexpr int           kPortTries   = 500;
 // At the far end of a link no port is taken.
 constexpr std::uint16_t kLinkPort = 443;
+
+constexpr std::chrono::seconds kNextTry{1};
 
 bool meansNoIpv6(const std::system_error& error)
 {
@@ -53,20 +57,71 @@ bool HttpsService::bindAll(std::uint16_t port)
     std::vector<std::string> wanted    = bmc_.options.httpsAddresses;
     if (byDefault) wanted = bmc_.link ? bmc_.link->addresses() : std::vector<std::string>{"127.0.0.1", "::1"};
 
+    std::vector<std::string> told;
     std::vector<std::string> bound;
     std::vector<Descriptor>  listeners;
     for (const std::string& address : wanted) {
         try {
             listeners.push_back(listenTcp(address, port));
-            bound.push_back(address.substr(0, address.find('%')));  // the zone is this end's alone
+            bound.push_back(address);
+            told.push_back(address.substr(0, address.find('%')));  // the zone is this end's alone
         } catch (const std::system_error& error) {
             if (error.code().value() == EADDRINUSE) return false;
             if (!byDefault || bound.empty() || !meansNoIpv6(error)) throw;
         }
     }
     for (Descriptor& listener : listeners) server_.add(std::move(listener));
-    addresses_ = std::move(bound);
+    addresses_ = std::move(told);
+    bound_     = std::move(bound);
     port_      = port;
+    return true;
+}
+
+void HttpsService::start()
+{
+    const SignalsBlocked blocked;
+    server_.start();
+    restarter_ = std::thread([this] { restartWhenAsked(); });
+}
+
+void HttpsService::stop() noexcept
+{
+    bmc_.restart.end();
+    if (restarter_.joinable()) restarter_.join();
+    server_.stop();
+}
+
+/** Until the end: takes the service away as a BMC that restarts does, with sessions and tasks, and brings it back. */
+void HttpsService::restartWhenAsked()
+{
+    while (const auto pause = bmc_.restart.wait()) {
+        server_.stop();
+        bmc_.tasks.finishAndForget();
+        bmc_.sessions.closeAll();
+        useWaitingFirmware(bmc_, true);
+        bmc_.trace.line("https restart");
+        if (!bmc_.restart.passes(*pause)) return;
+        while (!bindAgain())
+            if (!bmc_.restart.passes(kNextTry)) return;
+        server_.start();
+        bmc_.restart.isBack();
+    }
+}
+
+/** @return false: somebody has taken the port meanwhile */
+bool HttpsService::bindAgain()
+{
+    std::vector<Descriptor> listeners;
+    const auto              bind = [&] {
+        for (const std::string& address : bound_) listeners.push_back(listenTcp(address, port_));
+    };
+    try {
+        bmc_.link ? bmc_.link->atFarEnd(bind) : bind();
+    } catch (const std::exception& error) {
+        bmc_.trace.line(std::string("https restart: ") + error.what());
+        return false;
+    }
+    for (Descriptor& listener : listeners) server_.add(std::move(listener));
     return true;
 }
 

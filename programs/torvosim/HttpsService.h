@@ -3,6 +3,7 @@
 #define TORVOSIM_HTTPSSERVICE_H
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Bmc.h"
@@ -18,8 +19,8 @@ public:
 
     /** Binds every address of the options; connections are not served before start(). @throws std::exception */
     void listen();
-    void start() { server_.start(); }
-    void stop() noexcept { server_.stop(); }
+    void start();
+    void stop() noexcept;
 
     std::uint16_t                   port() const noexcept { return port_; }
     const std::vector<std::string>& addresses() const noexcept { return addresses_; }
@@ -27,14 +28,18 @@ public:
 
 private:
     bool bindAll(std::uint16_t port);
+    void restartWhenAsked();
+    bool bindAgain();
     void serve(int fd);
 
     Bmc&                     bmc_;
     Router&                  router_;
     SocketServer             server_;
     TlsContext               context_;
+    std::thread              restarter_;
     std::uint16_t            port_ = 0;
-    std::vector<std::string> addresses_;
+    std::vector<std::string> addresses_;  // as hosts see them
+    std::vector<std::string> bound_;      // as they were asked for
     std::string              certificatePem_;
 };
 

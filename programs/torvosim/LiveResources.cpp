@@ -5,9 +5,12 @@
 #include <ctime>
 
 #include "AccountResources.h"
+#include "Firmware.h"
 #include "LogResources.h"
 #include "SensorResources.h"
 #include "SessionService.h"
+#include "TaskResources.h"
+#include "UpdateService.h"
 
 namespace torvosim {
 
@@ -35,6 +38,8 @@ constexpr Branch kBranches[] = {
     {kPowerPath, nullptr, nullptr, false, false, olderReadings},
     {kThermalSubsystem, nullptr, nullptr, false, false, subsystems},
     {kPowerSubsystem, nullptr, nullptr, false, false, subsystems},
+    {kInventory, "#SoftwareInventoryCollection.SoftwareInventoryCollection", "Firmware Inventory", false, false, firmwareMembers},
+    {kTasks, "#TaskCollection.TaskCollection", "Tasks", false, false, taskMembers},
     {kSystemSettings, nullptr, nullptr, false, false, bootSettings},
 };
 // clang-format on
@@ -77,13 +82,13 @@ Json rootMembers(Bmc& bmc)
 
 Json managerMembers(Bmc& bmc)
 {
-    const std::string firmware = bmc.facts.with([](Facts& facts) { return findFact("firmware")->read(facts); });
-    return {{"DateTime", isoTime(std::time(nullptr))}, {"FirmwareVersion", firmware}};
+    return {{"DateTime", isoTime(std::time(nullptr))}, {"FirmwareVersion", firmwareVersion(bmc, "BMC")}};
 }
 
 Json systemMembers(Bmc& bmc)
 {
     Json members             = bootMembers(bmc);
+    members["BiosVersion"]   = firmwareVersion(bmc, "BIOS");
     members["PowerState"]    = bmc.power.state();
     members["LastResetTime"] = isoTime(bmc.power.lastReset());
     return members;
@@ -100,6 +105,7 @@ constexpr LiveMembers kLiveMembers[] = {
     {"/redfish/v1/Managers/Torvo.Embedded.1", managerMembers},
     {kSystem, systemMembers},
     {kChassis, chassisMembers},
+    {kUpdateService, updateMembers},
 };
 
 std::optional<Json> readDocument(Bmc& bmc, const std::string& path)
@@ -122,7 +128,10 @@ std::optional<Json> readPlain(Bmc& bmc, const std::string& path)
 
 void settle(Bmc& bmc)
 {
-    if (bmc.power.cameUp()) startFromOverride(bmc);
+    bmc.tasks.settle();
+    if (!bmc.power.cameUp()) return;
+    startFromOverride(bmc);
+    useWaitingFirmware(bmc, false);
 }
 
 std::optional<Json> readResource(Bmc& bmc, const std::string& path)

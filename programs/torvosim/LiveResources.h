@@ -8,7 +8,7 @@
 
 namespace torvosim {
 
-/** Brings about what the time since the last request has brought: a server that came up. */
+/** Brings about what the time since the last request has brought: a task that is over, a server that came up. */
 void settle(Bmc& bmc);
 
 /** The resource at @p path, with all that was said about it meanwhile; nothing when there is none. */

@@ -111,12 +111,12 @@ const char* const kBuiltInResources = R"json([
 
 {"@odata.id":"/redfish/v1/TaskService","@odata.type":"#TaskService.v1_2_0.TaskService","Id":"TaskService",
  "Name":"Task Service","ServiceEnabled":true,"Tasks":{"@odata.id":"/redfish/v1/TaskService/Tasks"}},
-{"@odata.id":"/redfish/v1/TaskService/Tasks","@odata.type":"#TaskCollection.TaskCollection","Name":"Task Collection",
- "Members@odata.count":0,"Members":[]},
 
 {"@odata.id":"/redfish/v1/UpdateService","@odata.type":"#UpdateService.v1_11_0.UpdateService","Id":"UpdateService",
  "Name":"Update Service","ServiceEnabled":true,
- "MultipartHttpPushUri":"/redfish/v1/UpdateService/MultipartUpload"}
+ "FirmwareInventory":{"@odata.id":"/redfish/v1/UpdateService/FirmwareInventory"},"MaxImageSizeBytes":67108864,
+ "HttpPushUriTargets":[],"HttpPushUriTargetsBusy":false,"HttpPushUriOptions":{"HttpPushUriApplyTime":{
+   "ApplyTime":"Immediate","ApplyTime@Redfish.AllowableValues":["Immediate","OnReset"]}}}
 ])json";
 
 }  // namespace torvosim

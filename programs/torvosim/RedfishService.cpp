@@ -1,11 +1,15 @@
 /** @file RedfishService.cpp  The Redfish service. */
 #include "RedfishService.h"
 
+#include <algorithm>
+
 #include "AccountResources.h"
 #include "LiveResources.h"
 #include "LogResources.h"
 #include "SessionService.h"
 #include "SystemReset.h"
+#include "TaskResources.h"
+#include "UpdateService.h"
 
 namespace torvosim {
 
@@ -59,7 +63,19 @@ struct Action {
 constexpr Action kActions[] = {
     {"/Actions/ComputerSystem.Reset", resetSystem},
     {"/Actions/LogService.ClearLog", clearLog},
+    {"/Actions/UpdateService.SimpleUpdate", simpleUpdate},
 };
+
+/** Whether a resource above names @p path as the target of an action. */
+bool offersAction(Bmc& bmc, const std::string& path)
+{
+    const auto actions = path.find("/Actions/");
+    const auto owner   = actions == path.npos ? std::nullopt : readResource(bmc, path.substr(0, actions));
+    if (!owner || !owner->contains("Actions")) return false;
+    const Json& offered = (*owner)["Actions"];
+    return std::any_of(offered.begin(), offered.end(),
+                       [&](const Json& action) { return textOf(action, "target") == path; });
+}
 
 bool endsWith(const std::string& text, std::string_view end)
 {
@@ -78,6 +94,7 @@ std::optional<Response> patch(Bmc& bmc, const std::string& path, const Json& cha
 {
     if (bmc.isBuiltIn() && path == kSystem) return changeSystem(bmc, change);
     if (bmc.isBuiltIn() && path == kSystemSettings) return changeSettings(bmc, change);
+    if (startsWith(path, std::string(kAccounts) + '/')) return changeAccount(bmc, path, change);
     if (isLive(bmc, path)) return methodNotAllowed("GET, HEAD");
     return bmc.tree.patch(path, change);
 }
@@ -92,6 +109,9 @@ Response answerPatch(Bmc& bmc, const std::string& path, const Json& change)
 Response answerChange(Bmc& bmc, const Request& request, const Json& body)
 {
     if (request.method == "PATCH") return answerPatch(bmc, request.path, body);
+    if (request.method == "POST" && request.path == kAccounts) return createAccount(bmc, body);
+    if (request.method == "DELETE" && startsWith(request.path, std::string(kAccounts) + '/'))
+        return removeAccount(bmc, request.path);
     if (isLive(bmc, request.path)) return methodNotAllowed("GET, HEAD");
     if (request.method == "DELETE") return bmc.tree.remove(request.path);
     if (request.method == "POST") return bmc.tree.create(request.path, body);
@@ -104,10 +124,11 @@ Response answerRedfish(Bmc& bmc, const Request& request, const std::string& body
 {
     settle(bmc);
     if (request.path == "/redfish") return jsonResponse(200, R"({"v1":"/redfish/v1/"})");
-    if (request.method == "GET" || request.method == "HEAD") return answerRead(bmc, request);
+    if (request.method == "GET" || request.method == "HEAD")
+        return isAtOrBelow(request.path, kMonitors) ? answerMonitor(bmc, request.path) : answerRead(bmc, request);
     if (isSessionPath(bmc, request.path)) return changeSessions(bmc, request, body);
     const Json json = Json::parse(body, nullptr, false);
-    if (request.method == "POST" && bmc.tree.offersAction(request.path)) return runAction(bmc, request.path, json);
+    if (request.method == "POST" && offersAction(bmc, request.path)) return runAction(bmc, request.path, json);
     const auto resource = readResource(bmc, request.path);
     if (!resource) return notThere(request.path);
     if (auto refusal = unmetCondition(bmc, request, *resource)) return std::move(*refusal);

@@ -184,15 +184,4 @@ std::optional<Response> RedfishTree::refusalOf(const std::string& path, const Js
     return refused(read(path).value_or(Json::object()), change);
 }
 
-bool RedfishTree::offersAction(const std::string& path)
-{
-    const auto actions = path.find("/Actions/");
-    if (actions == path.npos) return false;
-    const auto owner = read(path.substr(0, actions));
-    if (!owner || !owner->contains("Actions")) return false;
-    const Json& offered = (*owner)["Actions"];
-    return std::any_of(offered.begin(), offered.end(),
-                       [&](const Json& action) { return textOf(action, "target") == path; });
-}
-
 }  // namespace torvosim

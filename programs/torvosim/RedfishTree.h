@@ -26,16 +26,14 @@ public:
     /** Merges @p change into the document at @p path, if there is one: the BMC's own doing, held against nothing. */
     void merge(const std::string& path, const Json& change);
 
-    // What a client asks for. The resource at @p path must be there, except for offersAction().
+    // What a client asks for. The resource at @p path must be there.
     Response create(const std::string& path, Json json);
     /** Merges @p change into the document; else the answer that refuses it. */
     std::optional<Response> patch(const std::string& path, const Json& change);
     Response                remove(const std::string& path);
     /** The answer to a change that the document's own lists of allowed values do not allow. */
     std::optional<Response> refusalOf(const std::string& path, const Json& change);
-    /** Whether a resource above names @p path as the target of an action. */
-    bool        offersAction(const std::string& path);
-    std::size_t size();
+    std::size_t             size();
 
 private:
     using Documents = std::map<std::string, Json>;  // by path without trailing slash

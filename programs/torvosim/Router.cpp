@@ -10,6 +10,7 @@
 
 #include "RedfishService.h"
 #include "SessionService.h"
+#include "UpdateService.h"
 #include "Upload.h"
 
 namespace torvosim {
@@ -21,7 +22,6 @@ constexpr std::size_t kMostBody = 16u * 1024 * 1024;
 constexpr const char* kOpenPaths[]    = {"/redfish", "/redfish/v1", "/redfish/v1/odata", "/redfish/v1/$metadata"};
 constexpr const char* kOpenPrefixes[] = {"/test", "/software"};
 constexpr const char  kEventStream[]  = "/redfish/v1/SSE";
-constexpr const char  kUploadTarget[] = "/redfish/v1/UpdateService/MultipartUpload";
 constexpr const char  kBytes[]        = "/test/bytes/";
 constexpr const char  kEcho[]         = "/test/echo";
 constexpr const char  kPackage[]      = "/software/oxa/";
@@ -128,6 +128,10 @@ std::optional<Response> Router::dispatch(Exchange& exchange)
     if (request.path == kUploadTarget) {
         if (request.method != "POST") return methodNotAllowed("POST");
         return receiveUpload(bmc_, exchange);
+    }
+    if (request.path == kPushTarget) {
+        if (request.method != "POST") return methodNotAllowed("POST");
+        return receivePush(bmc_, exchange);
     }
     return redfish(exchange);
 }

@@ -5,7 +5,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,6 +14,8 @@
 #include <memory>
 #include <stdexcept>
 #include <system_error>
+
+#include "SignalsBlocked.h"
 
 namespace torvosim {
 
@@ -42,23 +43,6 @@ void removeAbandoned(const std::string& path, const sockaddr_un& address)
         throw std::runtime_error(path + ": somebody listens there already");
     ::unlink(path.c_str());
 }
-
-/** Signals stay with the host program's threads: SIGTERM must not end in one of ours, SIGPIPE must not kill anybody. */
-class SignalsBlocked {
-public:
-    SignalsBlocked() noexcept
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&)            = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_{};
-};
 
 }  // namespace
 
@@ -122,6 +106,7 @@ std::uint16_t boundPort(int fd)
 void SocketServer::start()
 {
     const SignalsBlocked blocked;  // threads inherit it
+    stopping_ = false;
     for (const Descriptor& listener : listeners_)
         acceptors_.emplace_back([this, fd = listener.get()] { acceptLoop(fd); });
 }

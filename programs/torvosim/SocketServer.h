@@ -33,7 +33,8 @@ public:
     SocketServer(const SocketServer&)            = delete;
     SocketServer& operator=(const SocketServer&) = delete;
 
-    void        add(Descriptor listener) { listeners_.push_back(std::move(listener)); }
+    void add(Descriptor listener) { listeners_.push_back(std::move(listener)); }
+    /** Also after stop(), with listeners that were added since. */
     void        start();
     void        stop() noexcept;
     std::size_t connectionsSoFar() const noexcept { return accepted_; }

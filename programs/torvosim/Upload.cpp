@@ -1,60 +1,53 @@
-/** @file Upload.cpp  The multipart upload. */
+/** @file Upload.cpp  The multipart uploads. */
 #include "Upload.h"
 
-#include <fcntl.h>
-#include <openssl/evp.h>
-#include <sys/stat.h>
-
-#include <array>
-#include <cerrno>
-#include <nlohmann/json.hpp>
-
 #include "MultipartReader.h"
-#include "TlsSocket.h"
+#include "StoredFile.h"
+#include "UpdateService.h"
 
 namespace torvosim {
 
 namespace {
 
-using Json   = nlohmann::json;
-using Digest = std::unique_ptr<EVP_MD_CTX, ReleasedBy<&EVP_MD_CTX_free>>;
+constexpr std::size_t kMostText = 1024 * 1024;
 
-constexpr std::size_t kMostMetadata = 1024 * 1024;
+/** A form of two parts: a JSON document, then a file. The first part's name tells which one it is. */
+struct FormKind {
+    const char* text;
+    const char* file;
+};
+constexpr FormKind kLogs{"metadata", "LogZip"};
+constexpr FormKind kUpdate{"UpdateParameters", "UpdateFile"};
 
 /** Checks the form while it arrives and writes its file part down. */
 class UploadForm final : public MultipartReader::Listener {
 public:
-    explicit UploadForm(std::string path) : path_(std::move(path)), digest_(EVP_MD_CTX_new())
-    {
-        if (!digest_ || EVP_DigestInit_ex(digest_.get(), EVP_sha256(), nullptr) != 1) fail("SHA-256 is not available");
-    }
+    explicit UploadForm(Bmc& bmc) : file_(bmc) {}
 
     void partBegins(const Headers& headers) override
     {
         const std::string_view disposition = headerValue(headers, "Content-Disposition");
         const std::string      name        = dispositionParameter(disposition, "name");
-        const char*            expected    = part_ == 0 ? "metadata" : "LogZip";
-        if (part_ > 1) return fail("the form has more than the two parts metadata and LogZip");
+        if (part_ == 0 && name == kUpdate.text) kind_ = &kUpdate;
+        const char* expected = part_ == 0 ? kind_->text : kind_->file;
+        if (part_ > 1) return fail("the form has more than the two parts " + bothParts());
         if (name != expected) return fail("part " + std::to_string(part_ + 1) + " is '" + name + "', not " + expected);
         if (part_ == 0 && !startsWith(headerValue(headers, "Content-Type"), "application/json"))
-            return fail("the metadata part is not application/json");
-        if (part_ == 1) openFile(dispositionParameter(disposition, "filename"));
+            return fail("the " + name + " part is not application/json");
+        if (part_ == 1) takeFileName(dispositionParameter(disposition, "filename"));
     }
     void partData(std::string_view data) override
     {
         if (!problem_.empty()) return;
-        if (part_ == 0) {
-            if (metadataText_.size() + data.size() > kMostMetadata) return fail("the metadata is too long");
-            metadataText_ += data;
-            return;
-        }
-        store(data);
+        if (part_ == 1) return file_.write(data);
+        if (text_.size() + data.size() > kMostText) return fail("the " + std::string(kind_->text) + " is too long");
+        text_ += data;
     }
     void partEnds() override
     {
         if (problem_.empty() && part_ == 0) {
-            metadata_ = Json::parse(metadataText_, nullptr, false);
-            if (metadata_.is_discarded()) fail("the metadata is not JSON");
+            json_ = Json::parse(text_, nullptr, false);
+            if (json_.is_discarded()) fail("the " + std::string(kind_->text) + " is not JSON");
         }
         ++part_;
     }
@@ -65,50 +58,43 @@ public:
     }
     const std::string& problem()
     {
-        if (part_ < 2) fail("the form lacks one of its parts metadata and LogZip");
+        if (part_ < 2) fail("the form lacks one of its parts " + bothParts());
+        if (!file_.isGood()) fail("the file cannot be stored");
         return problem_;
     }
-    std::string answer()
+    Response accepted(Bmc& bmc)
     {
-        std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-        unsigned                                   size = 0;
-        EVP_DigestFinal_ex(digest_.get(), digest.data(), &size);
-        std::string hex;
-        for (unsigned i = 0; i < size; ++i) hex += hexText({digest[i]});
-        return Json{{"Name", "Upload"},      {"Size", size_},         {"SHA256", hex},
-                    {"FileName", fileName_}, {"Metadata", metadata_}, {"StoredAs", path_}}
-            .dump();
+        if (kind_ == &kUpdate) return update(bmc);
+        file_.keep();
+        return jsonResponse(202, Json{{"Name", "Upload"},
+                                      {"Size", file_.size()},
+                                      {"SHA256", file_.digest()},
+                                      {"FileName", fileName_},
+                                      {"Metadata", json_},
+                                      {"StoredAs", file_.path()}}
+                                     .dump());
     }
 
 private:
-    void openFile(const std::string& name)
+    std::string bothParts() const { return kind_->text + std::string(" and ") + kind_->file; }
+    void        takeFileName(const std::string& name)
     {
-        if (name.empty()) return fail("the LogZip part names no file");
+        if (name.empty()) return fail("the " + std::string(kind_->file) + " part names no file");
         fileName_ = name;
-        file_     = Descriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!file_) fail("the file cannot be stored");
     }
-    void store(std::string_view data)
+    Response update(Bmc& bmc)
     {
-        EVP_DigestUpdate(digest_.get(), data.data(), data.size());
-        size_ += data.size();
-        while (!data.empty()) {
-            const ssize_t written = ::write(file_.get(), data.data(), data.size());
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) return fail("the file cannot be stored");
-            data.remove_prefix(static_cast<std::size_t>(written));
-        }
+        if (bmc.updateWays < UpdateWays::multipart) return errorResponse(404, "The service takes no image here");
+        return beginUpdate(bmc, file_.size(), json_);
     }
 
-    std::string   path_;
-    Digest        digest_;
-    Descriptor    file_;
-    std::string   fileName_;
-    std::string   metadataText_;
-    Json          metadata_;
-    std::uint64_t size_ = 0;
-    unsigned      part_ = 0;
-    std::string   problem_;
+    StoredFile      file_;
+    const FormKind* kind_ = &kLogs;
+    std::string     fileName_;
+    std::string     text_;
+    Json            json_;
+    unsigned        part_ = 0;
+    std::string     problem_;
 };
 
 }  // namespace
@@ -118,21 +104,15 @@ Response receiveUpload(Bmc& bmc, Exchange& exchange)
     const std::string boundary = multipartBoundary(exchange.request().header("Content-Type"));
     if (boundary.empty()) return errorResponse(415, "An upload is multipart/form-data with a boundary");
 
-    const std::string directory = bmc.stateDir + "/uploads";
-    ::mkdir(directory.c_str(), 0700);
-    const std::string path = directory + "/upload-" + std::to_string(++bmc.stats.uploads);
-    UploadForm        form(path);
-    MultipartReader   reader(boundary, form);
-    bool              good = true;
+    UploadForm      form(bmc);
+    MultipartReader reader(boundary, form);
+    bool            good = true;
     // A malformed form is read to its end as well: a host in the middle of sending would not see the answer.
     for (std::string_view piece = exchange.readSome(); !piece.empty(); piece = exchange.readSome())
         good = good && reader.feed(piece);
     if (!good || !reader.complete()) form.fail("the form is malformed or incomplete");
-    if (!form.problem().empty()) {
-        ::unlink(path.c_str());
-        return errorResponse(400, "The upload was refused: " + form.problem());
-    }
-    return jsonResponse(202, form.answer());
+    if (!form.problem().empty()) return errorResponse(400, "The upload was refused: " + form.problem());
+    return form.accepted(bmc);
 }
 
 }  // namespace torvosim

@@ -1,4 +1,4 @@
-/** @file Upload.h  The multipart upload: a JSON document and a log archive that is kept in a file. */
+/** @file Upload.h  The multipart uploads: a JSON document and a file, a log archive or an image. */
 #ifndef TORVOSIM_UPLOAD_H
 #define TORVOSIM_UPLOAD_H
 
@@ -7,7 +7,10 @@
 
 namespace torvosim {
 
-/** Takes the form of @p exchange: "metadata" (application/json), then the file "LogZip". 202 with size and SHA-256. */
+/**
+ * Takes the form of @p exchange: "metadata" (application/json), then the file "LogZip", which is kept; 202 with size
+ * and SHA-256. Or "UpdateParameters", then the file "UpdateFile"; 202 with the update's task.
+ */
 Response receiveUpload(Bmc& bmc, Exchange& exchange);
 
 }  // namespace torvosim

@@ -5,7 +5,6 @@ namespace torvosim {
 
 namespace {
 
-constexpr std::size_t kLongestName     = 32;
 constexpr std::size_t kLongestPassword = 64;
 constexpr unsigned    kAllPrivileges   = 0x1FF;
 constexpr std::size_t kSaltDigits      = 16;
@@ -17,7 +16,7 @@ std::string hashed(const std::string& salt, std::string_view password)
 
 std::string setName(User& user, std::string_view value)
 {
-    if (value.size() > kLongestName) return "name too long";
+    if (value.size() > UserDatabase::kLongestName) return "name too long";
     user.name = value;
     return {};
 }
@@ -127,6 +126,19 @@ unsigned UserDatabase::freeSlot()
         for (unsigned slot = kFirstOfHost; slot <= kSlots; ++slot)
             if (s.users[slot].name.empty()) return slot;
         return 0u;
+    });
+}
+
+unsigned UserDatabase::take(const std::string& name)
+{
+    return state_.with([&](State& s) {
+        unsigned taken = 0;
+        for (unsigned slot = kSlots; slot > 0; --slot) {
+            if (s.users[slot].name == name) return 0u;
+            if (slot >= kFirstOfHost && s.users[slot].name.empty()) taken = slot;
+        }
+        if (taken != 0) setName(s.users[taken], name);
+        return taken;
     });
 }
 

@@ -20,8 +20,9 @@ struct User {
 
 class UserDatabase {
 public:
-    static constexpr unsigned kSlots       = 16;
-    static constexpr unsigned kFirstOfHost = 3;  ///< lower slots are the BMC's own: 1 reserved, 2 "root"
+    static constexpr unsigned    kSlots       = 16;
+    static constexpr std::size_t kLongestName = 32;
+    static constexpr unsigned    kFirstOfHost = 3;  ///< lower slots are the BMC's own: 1 reserved, 2 "root"
 
     void setRoot(const std::string& password);
 
@@ -32,6 +33,8 @@ public:
 
     unsigned slotOf(std::string_view name);  ///< 0: nobody has that name
     unsigned freeSlot();                     ///< 0: none
+    /** Gives @p name the first free slot. @return 0: there is none, or somebody has that name */
+    unsigned take(const std::string& name);
     /** Whether an enabled user of that name has that password. */
     bool mayLogIn(std::string_view name, std::string_view password);
     /** The next @p count writes are refused. */

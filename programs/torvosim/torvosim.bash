@@ -9,7 +9,8 @@ _torvosim()
         --write-config --version --help"
     local words="help get set stats trace generation sessions expire session-limit session-timeout delete-body token-logins
         forget-tokens link users user-check refuse-users kslog kslog-add kslog-clear kslog-refuse stop features page-size
-        require-if-match power-time power-ignore boot-how health sensors sensor sensor-drift log logs clear faults status
+        require-if-match power-time power-ignore boot-how health sensors sensor sensor-drift log logs
+        accounts update-how task-time task-end bmc-restart clear faults status
         cut drop duplicate add-header endless-header raw delay ipmi-cc ipmi-silent ipmi-delay ipmi-short ipmi-long
         ipmi-reply ipmi-garbage event events events-together event-split event-raw event-interval keep-alive stream-end
         stream-break"
@@ -30,12 +31,17 @@ _torvosim()
         require-if-match) COMPREPLY=($(compgen -W "on off strong" -- "$word")) && return ;;
         boot-how) COMPREPLY=($(compgen -W "direct settings ignore revert" -- "$word")) && return ;;
         sensors) COMPREPLY=($(compgen -W "new old both none" -- "$word")) && return ;;
+        accounts) COMPREPLY=($(compgen -W "slots collection" -- "$word")) && return ;;
+        update-how) COMPREPLY=($(compgen -W "multipart push simple none" -- "$word")) && return ;;
+        task-end)
+            COMPREPLY=($(compgen -W "Completed Exception Killed Cancelled Pending Suspended Interrupted vanish" \
+                -- "$word")) && return ;;
         sensor-drift) COMPREPLY=($(compgen -W "on off" -- "$word")) && return ;;
         log | logs) COMPREPLY=($(compgen -W "Sel LcLog" -- "$word")) && return ;;
-        ctl) COMPREPLY=($(compgen -W "--socket --help $words" -- "$word")) && return ;;
+        ctl) COMPREPLY=($(compgen -W "--socket --timeout --help $words" -- "$word")) && return ;;
     esac
     if [[ " ${COMP_WORDS[*]:1:COMP_CWORD-1} " == *" ctl "* ]]; then
-        [[ ${COMP_WORDS[COMP_CWORD - 2]} != --socket ]] || COMPREPLY=($(compgen -W "$words" -- "$word"))
+        [[ ${COMP_WORDS[COMP_CWORD - 2]} != --@(socket|timeout) ]] || COMPREPLY=($(compgen -W "$words" -- "$word"))
     elif [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
     else

@@ -20,6 +20,8 @@ where=127.0.0.1:$(jq .httpsPort "$work/ready")
 unset REQUESTS_CA_BUNDLE CURL_CA_BUNDLE
 export TORVOSIM_CONTROL
 TORVOSIM_CONTROL=$(jq -r .control "$work/ready")
+wants '"ok":true' "$torvosim" ctl power-time 0
+wants '"ok":true' "$torvosim" ctl task-time 0
 
 case $client in
     curl)
@@ -32,7 +34,24 @@ case $client in
             tool=(redfishtool -r "$where" -u root -p simulator -A "$login" -S Always)
             wants '"Name": "System"' "${tool[@]}" Systems -I System.Embedded.1
             wants '' "${tool[@]}" Systems -I System.Embedded.1 setBootOverride Once Pxe
-            wants '' "${tool[@]}" Systems -I System.Embedded.1 reset GracefulRestart
+            system=(Systems -I System.Embedded.1)
+            for type in GracefulRestart ForceOff On; do wants '' "${tool[@]}" "${system[@]}" reset $type; done
+            wants '"BootSourceOverrideEnabled": "Disabled"' "${tool[@]}" "${system[@]}"
+            wants '"Members@odata.count": 2' "${tool[@]}" "${system[@]}" Logs
+            wants '"Fan 3"' "${tool[@]}" Chassis -I System.Embedded.1 Thermal
+            wants '"PowerConsumedWatts": 214' "${tool[@]}" Chassis -I System.Embedded.1 Power
+            for user in "slots setusername 3 monitor" "collection adduser monitor secret12 ReadOnly"; do
+                wants '"ok":true' "$torvosim" ctl accounts "${user%% *}"
+                for words in "${user#* }" "setpassword monitor secret13" "useradmin monitor enable"; do
+                    read -ra words <<<"$words"
+                    wants '' "${tool[@]}" AccountService "${words[@]}"
+                done
+                wants '"accepted":true' "$torvosim" ctl user-check monitor secret13
+                wants '' "${tool[@]}" AccountService useradmin monitor disable
+                wants '"accepted":false' "$torvosim" ctl user-check monitor secret13
+                wants '' "${tool[@]}" AccountService deleteuser monitor
+            done
+            wants '"ok":true' "$torvosim" ctl accounts slots
             wants 'Torvo.Embedded.1' "${tool[@]}" Managers
             wants '"Members@odata.count": 16' "${tool[@]}" AccountService Accounts
         done ;;
