@@ -362,8 +362,8 @@ public:
     Result<Response> remove(const std::string& path) { return request(Method::remove, path); }
 
     /**
-     * A resource. An HTTP status of 400 and above, or an answer that is no JSON object, is an error. Needs
-     * qvrfutil_json.hpp.
+     * A resource. An HTTP status of 400 and above, or an answer that is no JSON object, is
+     * an error. Needs qvrfutil_json.hpp.
      */
     template <class Document = Json>
     Result<Document> json(const std::string& path)
