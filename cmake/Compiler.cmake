@@ -74,8 +74,10 @@ function(fortify)
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${level})
 endfunction()
 
-if(QVRFUTIL_SANITIZE)
+if(QVRFUTIL_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()
+if(QVRFUTIL_SANITIZE)
   # Line tables are enough for a report.
   add_compile_options(-g1 -fsanitize=${QVRFUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QVRFUTIL_SANITIZE})
