@@ -151,7 +151,7 @@ bool reached(const Probe& probe)
     }
     sockaddr_ll me;
     if (!boundStation(packets.get(), own.index, me)) return false;
-    if (own.wasDown) CarrierWait(probe.interfaceName).running();
+    if (own.wasDown) CarrierWait(probe.interfaceName).settled();
     return everyRequestAnswered(packets.get(), probe, arpRequest(me, source, probe.bmc), everybodyOn(me));
 }
 

@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::seconds      kLongest{5};
 constexpr std::chrono::milliseconds kBetweenLooks{10};
 
-// A carrier that came while we waited: the far end sees it come and go as well, and swallows its answers until its own
+// A carrier that has only just come: the far end sees it come and go as well, and swallows its answers until its own
 // kernel has caught up.
 constexpr int kSteadyLooks = 30;
 
@@ -72,13 +72,13 @@ CarrierWait::CarrierWait(const char* interfaceName) noexcept : index_(::if_namet
 {
 }
 
-bool CarrierWait::running() noexcept
+bool CarrierWait::runningFor(bool aMoment) noexcept
 {
     const LinkQuestion link(index_);
     Carrier            carrier = link.ask();
     const auto         begin   = std::chrono::steady_clock::now();
     auto               waited  = begin - begin;
-    for (int steady = carrier == Carrier::there ? kSteadyLooks : 0;
+    for (int steady = carrier == Carrier::there && !aMoment ? kSteadyLooks : 0;
          carrier != Carrier::unknown && steady < kSteadyLooks && waited < left_;
          waited = std::chrono::steady_clock::now() - begin) {
         std::this_thread::sleep_for(kBetweenLooks);

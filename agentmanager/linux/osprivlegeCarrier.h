@@ -16,9 +16,13 @@ public:
     explicit CarrierWait(const char* interfaceName) noexcept;
 
     /** @return false when no carrier came, or the kernel cannot tell */
-    bool running() noexcept;
+    bool running() noexcept { return runningFor(false); }
+    /** The same for an interface that was down a moment ago, whose far end needs a moment, too: 0.3 seconds. */
+    bool settled() noexcept { return runningFor(true); }
 
 private:
+    bool runningFor(bool aMoment) noexcept;
+
     unsigned int                        index_;
     std::chrono::steady_clock::duration left_;
 };
