@@ -251,7 +251,7 @@ void invoke(R (*function)(Parameters...), Call& call)
     if (call.next != call.words.size()) throw std::runtime_error("too many words for the operation");
     const auto values = std::apply([](auto&... each) { return std::make_tuple(each.get()...); }, arguments);
     const auto enter  = [&] {
-        const bench::Inside inside(bench::Place::caller);
+        const rig::Inside inside(rig::Place::caller);
         return std::apply(function, values);
     };
     if constexpr (std::is_void_v<R>) {

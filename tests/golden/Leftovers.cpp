@@ -22,7 +22,7 @@ const std::map<std::string, std::size_t> kKeptForGood = {
 
 std::map<std::string, std::size_t> holdings()
 {
-    std::map<std::string, std::size_t> all         = bench::held();
+    std::map<std::string, std::size_t> all         = rig::held();
     const auto                         descriptors = fs::directory_iterator("/proc/self/fd");
     all["descriptors"] = static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
     return all;

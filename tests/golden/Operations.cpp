@@ -53,10 +53,10 @@ s32 manifest(astring* file, astring** texts)
     astring* const       all[]  = {package.pPackagexml,       package.pSHA256file,           package.pZelmarPubKey,
                                    package.pWindowsUpdatePkg, package.pWindowsNanoUpdatePkg, package.pLinuxUpdatePkg,
                                    package.pLinuxSignFile,    package.pLinuxInstallScript,   package.pWindowsInstallScript};
-    const bench::Paused  paused;
+    const rig::Paused    paused;
     std::string          lines;
     for (astring* text : all) lines += std::string(text == nullptr ? "-" : text) + "\n", SMFreeMem(text);
-    if (texts != nullptr) *texts = bench::Platform::instance().newText(lines);
+    if (texts != nullptr) *texts = rig::Platform::instance().newText(lines);
     return status;
 }
 
@@ -65,12 +65,12 @@ s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
 {
     const QVRFUTILSSEWatch heard = {nullptr,
                                     [](void*, const astring* bytes, u32 size) {
-                                        const bench::Paused paused;
-                                        bench::note("left out " + inQuotes(std::string(bytes, size)));
+                                        const rig::Paused paused;
+                                        rig::note("left out " + inQuotes(std::string(bytes, size)));
                                     },
                                     [](void*, u16 http) {
-                                        const bench::Paused paused;
-                                        bench::note("over, HTTP " + std::to_string(http));
+                                        const rig::Paused paused;
+                                        rig::note("over, HTTP " + std::to_string(http));
                                     }};
     return QVRFUTILWatchSSE(context, begins != 0 ? &heard : nullptr);
 }
@@ -79,11 +79,11 @@ s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
 s32 temporaryName(const astring* directory, astring* name, size_t size, s32* mode)
 {
     namespace fs = std::filesystem;
-    const bench::Paused paused;
-    const fs::path      before = fs::current_path();
+    const rig::Paused paused;
+    const fs::path    before = fs::current_path();
     fs::current_path(directory);
     const s32 status = [&] {
-        const bench::Inside inside(bench::Place::caller);
+        const rig::Inside inside(rig::Place::caller);
         return tmpnam_s(name, size);
     }();
     for (const auto& entry : fs::directory_iterator("."))
@@ -96,11 +96,11 @@ s32 temporaryName(const astring* directory, astring* name, size_t size, s32* mod
 /** What the opened file's mode is; 77 and -1 are a variable left alone and one that says nothing was opened. */
 s32 opened(s32* mode, const astring* file, s32 flags, s32 permissions)
 {
-    int                 fd     = 77;
-    const errno_t       status = _sopen_s(mode == nullptr ? nullptr : &fd, file, flags, 0, permissions);
-    const bench::Paused paused;
-    struct stat         about {};
-    const bool          open = status == 0 && fstat(fd, &about) == 0;
+    int               fd     = 77;
+    const errno_t     status = _sopen_s(mode == nullptr ? nullptr : &fd, file, flags, 0, permissions);
+    const rig::Paused paused;
+    struct stat       about {};
+    const bool        open = status == 0 && fstat(fd, &about) == 0;
     if (mode != nullptr) *mode = open ? static_cast<s32>(about.st_mode & 07777) : fd;
     if (open) close(fd);
     return status;

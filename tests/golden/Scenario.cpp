@@ -44,10 +44,10 @@ public:
 private:
     void take(SSEEventData* event)
     {
-        const bench::Paused paused;
-        bench::note("event " + std::to_string(event->StatusCode) + ", " + std::to_string(event->EventPayloadSize) +
-                    "/" + std::to_string(event->ReceivedEventAvailableSize) + " bytes " +
-                    (event->pEvent == nullptr ? "none" : inQuotes(event->pEvent)));
+        const rig::Paused paused;
+        rig::note("event " + std::to_string(event->StatusCode) + ", " + std::to_string(event->EventPayloadSize) + "/" +
+                  std::to_string(event->ReceivedEventAvailableSize) + " bytes " +
+                  (event->pEvent == nullptr ? "none" : inQuotes(event->pEvent)));
         SMFreeMem(event->pEvent);
         SMFreeMem(event);
         ++events_;
@@ -72,7 +72,7 @@ public:
             const bool free = outcome_.walked && !outcome_.walked->failed.empty();  // after a failure much is not asked
             expected_       = !free && outcome_.skipped.empty();
         }
-        for (const std::string& what : bench::platform().complaints(expected_)) complain(what);
+        for (const std::string& what : rig::platform().complaints(expected_)) complain(what);
         for (const std::string& what : leftovers.found()) complain(what);
         return std::move(outcome_);
     }
@@ -100,7 +100,7 @@ private:
 
     void unregister()
     {
-        bench::noFailures();
+        rig::noFailures();
         for (auto& [name, handle] : handles_)
             if (handle != nullptr) QVRFUTILUnregisterSSE(&handle), complain("a subscription was left: " + name);
     }
@@ -135,8 +135,8 @@ private:
         status_ = call.number;
         outcome_.said.push_back({name, plain(call.status), {}, {}});
         for (const std::string& line : call.shown) outcome_.said.back().result += " " + plain(line);
-        transcribe(bench::takeNotes(bench::Place::caller), "");
-        if (stage_->bmc().liveThreads() == 0) transcribe(bench::takeNotes(bench::Place::worker), "worker ");
+        transcribe(rig::takeNotes(rig::Place::caller), "");
+        if (stage_->bmc().liveThreads() == 0) transcribe(rig::takeNotes(rig::Place::worker), "worker ");
         for (const auto& [variable, value] : visibleState())
             if (value != before.at(variable)) changed(variable + " " + value);
         changedFiles(files, stage_->files());
@@ -159,7 +159,7 @@ private:
     /** What a subscription's thread asked for. */
     void noteStream()
     {
-        const bench::Inside inside(bench::Place::worker);
+        const rig::Inside inside(rig::Place::worker);
         stage_->noteRequests();
     }
     void transcribe(const std::vector<std::string>& notes, const std::string& prefix)
@@ -199,10 +199,10 @@ private:
     /** A call, whose calls into the world fail one by one when the walk asks for it. */
     void walk(const Words& words)
     {
-        if (failing_ != 0) bench::failNth(failing_, bench::Place::caller);
+        if (failing_ != 0) rig::failNth(failing_, rig::Place::caller);
         call(words);
-        outcome_.walked = {wordAt(words, 1).bare(), status_, statuses_, silent_, newFiles_, bench::failed()};
-        bench::noFailures();
+        outcome_.walked = {wordAt(words, 1).bare(), status_, statuses_, silent_, newFiles_, rig::failed()};
+        rig::noFailures();
     }
     void statuses(const Words& words)
     {
@@ -214,9 +214,9 @@ private:
     }
     void fail(const Words& words)
     {
-        const bench::Place place = words[0].bare() == "fail" ? bench::Place::caller : bench::Place::worker;
-        bench::failNamed(wordAt(words, 1).value(), static_cast<unsigned>(numberAt(words, 2, 1)), place,
-                         static_cast<int>(numberAt(words, 3, 5)));
+        const rig::Place place = words[0].bare() == "fail" ? rig::Place::caller : rig::Place::worker;
+        rig::failNamed(wordAt(words, 1).value(), static_cast<unsigned>(numberAt(words, 2, 1)), place,
+                       static_cast<int>(numberAt(words, 3, 5)));
     }
 
     // --- What other threads do has come when this is so; after a failure it may never come.

@@ -35,7 +35,7 @@ struct Walked {
     std::set<long>        statuses;     ///< documented for failures
     std::set<std::string> mayBeSilent;  ///< calls whose failure needs no line in the error log
     std::size_t           newFiles;
-    std::string           failed;  ///< what failed, from bench::failed()
+    std::string           failed;  ///< what failed, from rig::failed()
 };
 
 struct Outcome {

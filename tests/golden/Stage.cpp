@@ -27,7 +27,7 @@ constexpr char kOtherToken[] = "fedcba9876543210FEDCBA9876543210";
 constexpr char kStreamHead[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
 
-using Settings = bench::Settings;
+using Settings = rig::Settings;
 
 bool g_linkTouched = false;  // by a case of this process
 
@@ -51,7 +51,7 @@ std::string chunked(const std::string& text)
 std::string sealed(const std::string& text)
 {
     const std::vector<u8> bytes(text.rbegin(), text.rend());
-    std::string           hex = bench::hexOf(bytes.data(), bytes.size());
+    std::string           hex = rig::hexOf(bytes.data(), bytes.size());
     hex.erase(std::remove(hex.begin(), hex.end(), ' '), hex.end());
     return hex;
 }
@@ -64,7 +64,7 @@ std::string takeHex(const Words& words, std::size_t& at)
     return hex;
 }
 
-void answerIpmi(bench::Exchange& exchange, const Words& words, std::size_t& at)
+void answerIpmi(rig::Exchange& exchange, const Words& words, std::size_t& at)
 {
     const std::string what = words[at].bare();
     if (what == "fails") return void(exchange.status = 1);
@@ -72,7 +72,7 @@ void answerIpmi(bench::Exchange& exchange, const Words& words, std::size_t& at)
     const auto position = static_cast<std::size_t>(n);
     if (what == "completes") return void(exchange.reply[2] = static_cast<u8>(n));
     if (what == "leaves") return void(exchange.leftStatus = static_cast<s32>(n));
-    if (what == "at") return exchange.put(position, bench::bytesOf(takeHex(words, at)));
+    if (what == "at") return exchange.put(position, rig::bytesOf(takeHex(words, at)));
     if (what != "text") throw std::runtime_error("an IPMI answer has no word " + what);
     const std::string& text = wordAt(words, ++at).value();
     exchange.put(position, {text.begin(), text.end()});
@@ -94,10 +94,10 @@ void noteRequest(const std::string& request)
     const std::size_t head = std::min(request.find("\r\n\r\n"), request.size());
     for (std::size_t at = 0, end = 0; at < head; at = end + 2) {
         end = std::min(request.find("\r\n", at), head);
-        bench::note("> " + request.substr(at, end - at) + "\n");
+        rig::note("> " + request.substr(at, end - at) + "\n");
     }
     const std::string body = request.substr(std::min(head + 4, request.size()));
-    if (!body.empty()) bench::note("> " + inQuotes(body) + "\n");
+    if (!body.empty()) rig::note("> " + inQuotes(body) + "\n");
 }
 
 }  // namespace
@@ -110,8 +110,8 @@ long numberAt(const Words& words, std::size_t at, long otherwise)
 Stage::Stage(bool plain)
 {
     bmc_.restart();
-    bench::noFailures();
-    for (const bench::Place place : {bench::Place::caller, bench::Place::worker}) bench::takeNotes(place);
+    rig::noFailures();
+    for (const rig::Place place : {rig::Place::caller, rig::Place::worker}) rig::takeNotes(place);
     world()             = World{};
     world().plain       = plain;
     world().noteTraffic = [this] { noteRequests(); };
@@ -125,7 +125,7 @@ Stage::Stage(bool plain)
 
 Stage::~Stage()
 {
-    bench::noFailures();
+    rig::noFailures();
     QVRFUTILCleanUp();
     resetLibrary();
     for (const auto& [name, before] : environment_)
@@ -208,11 +208,11 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
 void Stage::library(const Words& words)
 {
     server(words.size() > 1 && words[1].bare() == "ipv6");
-    std::string         address = "127.0.0.1", port = variables_.at("PORT");
-    const bench::Inside inside(bench::Place::caller);  // so that its shell command does not run
+    std::string       address = "127.0.0.1", port = variables_.at("PORT");
+    const rig::Inside inside(rig::Place::caller);  // so that its shell command does not run
     QVRFUTILInit(FALSE);
     QVRFUTILSetIPAddress(address.data(), port.data(), FALSE);
-    bench::takeNotes(bench::Place::caller);
+    rig::takeNotes(rig::Place::caller);
 }
 
 void Stage::ipmi(const Words& words)
@@ -220,17 +220,16 @@ void Stage::ipmi(const Words& words)
     std::string request;
     std::size_t at = 1;
     for (; at < words.size() && words[at].bare() != "=>"; ++at) request += (at > 1 ? " " : "") + words[at].bare();
-    bench::Exchange& exchange = bmc_.expect(bench::Channel::ipmi, request);
+    rig::Exchange& exchange = bmc_.expect(rig::Channel::ipmi, request);
     while (++at < words.size()) answerIpmi(exchange, words, at);
 }
 
 /** A text for the BMC and its answer. */
 void Stage::exchange(const Words& words)
 {
-    static const std::map<std::string, bench::Channel> channels = {{"command", bench::Channel::commandLine},
-                                                                   {"value", bench::Channel::value},
-                                                                   {"userset", bench::Channel::userSet}};
-    bench::Exchange& exchange = bmc_.expect(channels.at(words[0].bare()), wordAt(words, 1).value());
+    static const std::map<std::string, rig::Channel> channels = {
+        {"command", rig::Channel::commandLine}, {"value", rig::Channel::value}, {"userset", rig::Channel::userSet}};
+    rig::Exchange& exchange = bmc_.expect(channels.at(words[0].bare()), wordAt(words, 1).value());
     for (std::size_t at = 3; at < words.size(); ++at) {
         if (words[at].quoted)
             exchange.text = words[at].text;
@@ -244,8 +243,8 @@ void Stage::set(const Words& words)
 {
     const Word&       word  = wordAt(words, 2);
     const std::string value = word.quoted && word.text.empty() ? "\"\"" : word.value();
-    bench::Exchange&  exchange =
-        bmc_.expect(bench::Channel::userSet, "vorsk set torvo.users." + slot_ + "." + words[1].bare() + " " + value);
+    rig::Exchange&    exchange =
+        bmc_.expect(rig::Channel::userSet, "vorsk set torvo.users." + slot_ + "." + words[1].bare() + " " + value);
     if (words.size() > 4) exchange.status = static_cast<s32>(numberAt(words, 5, 1));
 }
 
@@ -274,11 +273,11 @@ void Stage::discover(const Words& words)
         for (const std::string& line : exchanges.at(words[i].bare())) take(wordsOf(line, variables_));
 }
 
-bench::TlsResponder& Stage::server(bool onIpv6)
+rig::TlsResponder& Stage::server(bool onIpv6)
 {
     if (server_) return *server_;
     try {
-        server_ = std::make_unique<bench::TlsResponder>(onIpv6);
+        server_ = std::make_unique<rig::TlsResponder>(onIpv6);
     } catch (const std::exception&) {
         if (onIpv6) throw Skip("no IPv6 on loopback here");
         throw;
@@ -291,7 +290,7 @@ void Stage::https(const Words& words)
 {
     const std::string& kind = wordAt(words, 1).bare();
     if (kind == "closes" || kind == "silent") return server().answer({"", kind == "silent"});
-    if (kind == "raw") return server().answer({wordAt(words, 2).value(), false});
+    if (kind == "raw" || kind == "raw-open") return server().answer({wordAt(words, 2).value(), kind == "raw-open"});
     if (kind == "stream" || kind == "broken-stream") {
         std::string bytes = kStreamHead;
         for (std::size_t i = 2; i < words.size(); ++i) bytes += chunked(words[i].value());
@@ -324,11 +323,11 @@ void Stage::login(const Words& words)
 void Stage::noteRequests()
 {
     if (!server_) return;
-    const bench::Paused paused;
-    const auto          all = server_->requests();
+    const rig::Paused paused;
+    const auto        all = server_->requests();
     for (; requests_ < all.size(); ++requests_) noteRequest(withoutBoundary(all[requests_]));
     if (const std::size_t sent = server_->sent(); sent != sent_) {
-        bench::note("< " + std::to_string(sent - sent_));
+        rig::note("< " + std::to_string(sent - sent_));
         sent_ = sent;
     }
 }

@@ -41,9 +41,9 @@ public:
     /** Does what a line's first word says. @return false for a word that is not the stage's */
     bool take(const Words& words);
 
-    const Variables&     variables() const { return variables_; }
-    bench::Platform&     bmc() { return bmc_; }
-    bench::TlsResponder& server(bool onIpv6 = false);
+    const Variables&   variables() const { return variables_; }
+    rig::Platform&     bmc() { return bmc_; }
+    rig::TlsResponder& server(bool onIpv6 = false);
     /** The requests that arrived since the last time, into the transcript. */
     void noteRequests();
     /** The files where the library may leave some, with their modes. */
@@ -73,10 +73,10 @@ private:
     void link(const Words& words);
     void privately(const Words& words);
 
-    bench::Platform&                                  bmc_ = bench::Platform::instance();
+    rig::Platform&                                    bmc_ = rig::Platform::instance();
     Variables                                         variables_;
     std::string                                       slot_ = "5";
-    std::unique_ptr<bench::TlsResponder>              server_;
+    std::unique_ptr<rig::TlsResponder>                server_;
     std::size_t                                       requests_ = 0, sent_ = 0;
     std::vector<std::string>                          directories_;  // of the case and of its private host
     std::map<std::string, std::optional<std::string>> environment_;  // as it was

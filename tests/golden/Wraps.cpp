@@ -31,19 +31,19 @@
 #undef curl_easy_setopt
 #undef curl_easy_getinfo
 
-using bench::counting;
+using rig::counting;
 
 namespace {
 
 bool refused(const char* call)
 {
-    return counting() && bench::fails(call);
+    return counting() && rig::fails(call);
 }
 
 template <class T>
 T* held(T* what, const char* kind)
 {
-    if (counting()) bench::acquired(what, kind);
+    if (counting()) rig::acquired(what, kind);
     return what;
 }
 
@@ -51,11 +51,11 @@ T* held(T* what, const char* kind)
 template <class... Parts>
 void note(const Parts&... parts)
 {
-    if (bench::here() == bench::Place::outside) return;
-    const bench::Paused paused;
-    std::ostringstream  line;
+    if (rig::here() == rig::Place::outside) return;
+    const rig::Paused  paused;
+    std::ostringstream line;
     (line << ... << parts);
-    bench::note(line.str());
+    rig::note(line.str());
 }
 
 golden::World g_world;
@@ -85,7 +85,7 @@ extern "C" {
     result __wrap_##name(type what)              \
     {                                            \
         const bool fails = refused(#name);       \
-        bench::released(what);                   \
+        rig::released(what);                     \
         const result done = __real_##name(what); \
         if (fails) errno = EIO;                  \
         return fails ? failure : done;           \
@@ -100,7 +100,7 @@ extern "C" {
     void __real_##name(type what); \
     void __wrap_##name(type what)  \
     {                              \
-        bench::released(what);     \
+        rig::released(what);       \
         __real_##name(what);       \
     }
 
@@ -115,7 +115,7 @@ void* __wrap_realloc(void* block, size_t size)
 {
     if (!counting()) return __real_realloc(block, size);
     if (refused("realloc")) return nullptr;
-    bench::released(block);
+    rig::released(block);
     return held(__real_realloc(block, size), "malloc");
 }
 
@@ -220,8 +220,8 @@ int __wrap_system(const char* command)
     if (!counting()) return __real_system(command);
     note("system ", command);
     if (refused("system")) return -1;
-    const bench::Paused paused;
-    const auto          found = g_world.commands.find(command);
+    const rig::Paused paused;
+    const auto        found = g_world.commands.find(command);
     return found == g_world.commands.end() ? 0 : found->second;
 }
 
@@ -262,7 +262,7 @@ char* __wrap_getenv(const char* name)
 {
     char* const value = __real_getenv(name);
     if (counting() && g_world.changing.first == name) {
-        const bench::Paused paused;
+        const rig::Paused paused;
         ::setenv(name, g_world.changing.second.c_str(), 1);
     }
     return value;
@@ -382,7 +382,7 @@ CURLcode __wrap_curl_global_init(long flags)
 void __real_curl_global_cleanup();
 void __wrap_curl_global_cleanup()
 {
-    bench::released(&g_inits[--g_initCount % sizeof g_inits]);
+    rig::released(&g_inits[--g_initCount % sizeof g_inits]);
     __real_curl_global_cleanup();
 }
 
@@ -390,7 +390,7 @@ curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
 curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* line)
 {
     if (refused("curl_slist_append")) return nullptr;
-    bench::released(list);
+    rig::released(list);
     return held(__real_curl_slist_append(list, line), "curl_slist_append");
 }
 FREEING(curl_slist_free_all, curl_slist*)
@@ -414,7 +414,7 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
     va_end(arguments);
     if (refused("curl_easy_setopt")) return CURLE_OUT_OF_MEMORY;
     if (counting()) {
-        const bench::Paused    paused;
+        const rig::Paused      paused;
         const curl_easyoption* about = curl_easy_option_by_id(option);
         const std::string      name  = about == nullptr ? std::to_string(option) : about->name;
         if (about != nullptr && (about->type == CURLOT_LONG || about->type == CURLOT_VALUES))
@@ -425,8 +425,8 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
             note("  ", name, word == nullptr ? " NULL" : "");
     }
     if (g_world.plain && option == CURLOPT_URL && word != nullptr) {
-        const bench::Paused paused;
-        std::string         url = static_cast<const char*>(word);
+        const rig::Paused paused;
+        std::string       url = static_cast<const char*>(word);
         if (url.rfind("https:", 0) == 0) return __real_curl_easy_setopt(easy, option, url.erase(4, 1).c_str());
     }
     return __real_curl_easy_setopt(easy, option, word);
@@ -437,18 +437,18 @@ CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
 /** The connection of a stream must not reach a program that the process starts. */
 static void lookAtSocket(CURL* easy)
 {
-    const bench::Paused paused;
-    curl_socket_t       socket = CURL_SOCKET_BAD;
+    const rig::Paused paused;
+    curl_socket_t     socket = CURL_SOCKET_BAD;
     if (__real_curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) return;
-    if ((fcntl(socket, F_GETFD) & FD_CLOEXEC) == 0) bench::platform().complain("a program would inherit a connection");
+    if ((fcntl(socket, F_GETFD) & FD_CLOEXEC) == 0) rig::platform().complain("a program would inherit a connection");
 }
 
 CURLcode __real_curl_easy_perform(CURL* easy);
 CURLcode __wrap_curl_easy_perform(CURL* easy)
 {
     if (refused("curl_easy_perform")) return CURLE_COULDNT_CONNECT;
-    const CURLcode      done = __real_curl_easy_perform(easy);
-    const bench::Paused paused;
+    const CURLcode    done = __real_curl_easy_perform(easy);
+    const rig::Paused paused;
     if (g_world.noteTraffic) g_world.noteTraffic();
     return done;
 }
@@ -506,7 +506,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 }
 void operator delete(void* block) noexcept
 {
-    if (counting()) bench::released(block);
+    if (counting()) rig::released(block);
     __real_free(block);
 }
 void operator delete(void* block, std::size_t) noexcept

@@ -3,7 +3,7 @@
 
 #include "BenchPlatform.h"
 
-using namespace bench;
+using namespace rig;
 
 extern "C" {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace bench {
+namespace rig {
 namespace {
 
 using Guard = std::lock_guard<std::recursive_mutex>;
@@ -264,4 +264,4 @@ s32 Platform::nextKsLogStatus()
     return status;
 }
 
-}  // namespace bench
+}  // namespace rig

@@ -25,7 +25,7 @@
 #include "smsecure.h"
 #include "smsupport.h"
 
-namespace bench {
+namespace rig {
 
 /** Which symbol an exchange comes in by. */
 enum class Channel { ipmi, commandLine, value, userSet };
@@ -122,6 +122,6 @@ bool refused(const char* symbol, const Arguments&... arguments)
     return fails(symbol);
 }
 
-}  // namespace bench
+}  // namespace rig
 
 #endif

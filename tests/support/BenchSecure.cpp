@@ -11,7 +11,7 @@
 
 #include "BenchPlatform.h"
 
-using namespace bench;
+using namespace rig;
 
 extern "C" {
 

@@ -30,7 +30,7 @@ std::string formatted(const char* format, std::va_list arguments)
 
 }  // namespace
 
-using namespace bench;
+using namespace rig;
 
 extern "C" {
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-namespace bench {
+namespace rig {
 namespace {
 
 thread_local Place t_place  = Place::outside;
@@ -162,4 +162,4 @@ std::map<std::string, std::size_t> held()
     return kinds;
 }
 
-}  // namespace bench
+}  // namespace rig

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace bench {
+namespace rig {
 
 enum class Place : char { outside, caller, worker };
 
@@ -60,6 +60,6 @@ void released(const void* what);
 /** How much is held now, by kind. */
 std::map<std::string, std::size_t> held();
 
-}  // namespace bench
+}  // namespace rig
 
 #endif

@@ -15,7 +15,7 @@
 #include <random>
 #include <stdexcept>
 
-namespace bench {
+namespace rig {
 namespace {
 
 SSL_CTX* newContext()
@@ -164,12 +164,10 @@ void TlsResponder::handle(int connection)
         requests_.push_back(std::move(request));
     }
     const TlsAnswer answer = nextAnswer();
-    if (answer.silent) {
-        std::unique_lock<std::mutex> lock(guard_);
-        ended_.wait(lock, [this] { return ending_; });
-        return;
-    }
     if (!answer.bytes.empty()) BIO_write(wire.get(), answer.bytes.data(), static_cast<int>(answer.bytes.size()));
+    if (!answer.silent) return;
+    std::unique_lock<std::mutex> lock(guard_);
+    ended_.wait(lock, [this] { return ending_; });
 }
 
-}  // namespace bench
+}  // namespace rig

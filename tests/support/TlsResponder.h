@@ -9,12 +9,12 @@
 #include <thread>
 #include <vector>
 
-namespace bench {
+namespace rig {
 
 /** What one connection is answered. */
 struct TlsAnswer {
     std::string bytes;           ///< as they go out; empty: the connection closes without an answer
-    bool        silent = false;  ///< keeps the connection open and says nothing, until the server ends
+    bool        silent = false;  ///< keeps the connection open and says nothing more, until the server ends
 };
 
 class TlsResponder {
@@ -52,6 +52,6 @@ private:
     void handle(int connection);
 };
 
-}  // namespace bench
+}  // namespace rig
 
 #endif

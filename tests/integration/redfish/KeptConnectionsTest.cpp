@@ -1,4 +1,4 @@
-/** @file RoadTest.cpp  Connections that are kept between GETs, at a BMC that counts them. */
+/** @file KeptConnectionsTest.cpp  Connections that are kept between GETs, at a BMC that counts them. */
 #include <sys/wait.h>
 
 #include "DeskBmc.h"

@@ -1,4 +1,4 @@
-/** @file InsideTest.cpp  What no exported operation shows: texts without a NUL, a fork amid a renewal, held SIGPIPE. */
+/** @file UnexportedTest.cpp  What no export shows: texts without a NUL, a fork amid a renewal, held SIGPIPE. */
 #include <gtest/gtest.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -18,7 +18,7 @@
 
 namespace {
 
-TEST(Inside, TextsAreCutToTheRoom)
+TEST(Unexported, TextsAreCutToTheRoom)
 {
     const astring full[] = {'a', 'b', 'c', 'd'};
     const u8      sent[] = {'a', 0, 'b', 0x80, 'c'};  // zeros left out
@@ -35,7 +35,7 @@ TEST(Inside, TextsAreCutToTheRoom)
     }
 }
 
-TEST(Inside, AForkedChildDoesNotWaitForTheParentsRenewal)
+TEST(Unexported, AForkedChildDoesNotWaitForTheParentsRenewal)
 {
     QVRFUTILInit(FALSE);
     ASSERT_EQ(qvrf::QVRFUTILAcquireSessionCreationLock(qvrf::kRequestTexts), qvrf::Claim::ours);
@@ -48,7 +48,7 @@ TEST(Inside, AForkedChildDoesNotWaitForTheParentsRenewal)
     QVRFUTILCleanUp();
 }
 
-TEST(Inside, AnEndpointMayBeSetFromTheRecordsOwnTexts)
+TEST(Unexported, AnEndpointMayBeSetFromTheRecordsOwnTexts)
 {
     qvrf::assign(g_RedfishSession.IPAddress, "fe80::1");
     qvrf::assign(g_RedfishSession.Port, "8443");
@@ -57,7 +57,7 @@ TEST(Inside, AnEndpointMayBeSetFromTheRecordsOwnTexts)
     EXPECT_STREQ(g_RedfishSession.Port, "8443");
 }
 
-TEST(Inside, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
+TEST(Unexported, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
 {
     for (const char* address : {"fe80::1", "[fe80::1234]", "[febf:ffff:ffff:ffff:ffff:ffff:ffff:ffff]"})
         EXPECT_TRUE(qvrf::needsScope(address)) << address;
@@ -65,7 +65,7 @@ TEST(Inside, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
         EXPECT_FALSE(qvrf::needsScope(address)) << address;
 }
 
-TEST(Inside, ASignalShortensNoPause)
+TEST(Unexported, ASignalShortensNoPause)
 {
     using Clock = std::chrono::steady_clock;
     signal(SIGALRM, [](int) {});
