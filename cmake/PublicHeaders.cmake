@@ -3,6 +3,7 @@
 
 set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutil.h
+  sharedlibrary/qvrfutil/common/src/qvrfutilRequestEx.h
   sharedlibrary/qvrfutil/common/src/qvrfutilWatch.h
   sharedlibrary/qvrfutil/common/src/qvrfutil.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_core.hpp

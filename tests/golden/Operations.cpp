@@ -17,6 +17,7 @@
 #include "oxarfutilHelper.h"
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilLX.h"
+#include "qvrfutilRequestEx.h"
 #include "qvrfutilWatch.h"
 
 // The formats and their values come from scenarios.
@@ -151,6 +152,22 @@ const std::map<std::string, Operation>& operations()
                return static_cast<s32>(taken);
            }),
         {"QVRFUTILWatchSSE", of(&watch)},
+        AS(QVRFUTILSendRequestEx,
+           [](const astring* method, const astring* path, const astring* body, u16* http) {
+               QVRFUTILRequestEx request{};
+               QVRFUTILReplyEx   reply{};
+               request.recordSize = sizeof request;
+               request.pMethod    = method;
+               request.pPath      = path;
+               request.pBody      = body;
+               request.bodySize   = body == nullptr ? 0 : strlen(body);
+               reply.recordSize   = sizeof reply;
+               const s32 status   = QVRFUTILSendRequestEx(&request, &reply);
+               *http              = reply.httpCode;
+               SMFreeMem(reply.pHeaders);
+               SMFreeMem(reply.pBody);
+               return status;
+           }),
         AS(QVRFUTILReadCurlMultiEvents,
            [](const astring*) { return QVRFUTILReadCurlMultiEvents(nullptr) == nullptr ? 0 : 1; }),
         AS(curlRedfishResponseCallback,

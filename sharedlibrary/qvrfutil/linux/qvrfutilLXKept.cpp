@@ -5,15 +5,19 @@
 
 namespace qvrf {
 
-KeptFor keptForSession() noexcept
+KeptFor keptFor(const QVRFUTILSession& session) noexcept
 {
-    const QVRFUTILSession& session = g_RedfishSession;
-    KeptFor                whom{};
+    KeptFor whom{};
     OXAmemcpy_s(whom.address, sizeof whom.address, session.IPAddress, sizeof session.IPAddress);
     OXAmemcpy_s(whom.port, sizeof whom.port, session.Port, sizeof session.Port);
     OXAmemcpy_s(whom.session, sizeof whom.session, session.SessionID, sizeof session.SessionID);
     whom.newerGeneration = giSServerNewGenAndAbove;
     return whom;
+}
+
+KeptFor keptForSession() noexcept
+{
+    return keptFor(g_RedfishSession);
 }
 
 void dropKeptConnections() noexcept

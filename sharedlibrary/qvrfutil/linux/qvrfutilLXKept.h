@@ -3,11 +3,14 @@
 #define QVRFUTILLXKEPT_H
 
 #include "curlLxKept.h"
+#include "qvrfutil.h"
 
 namespace qvrf {
 
 /** The BMC and the session of now: a connection that is kept serves nobody else. */
 KeptFor keptForSession() noexcept;
+/** The same for a copy of the record. */
+KeptFor keptFor(const QVRFUTILSession& session) noexcept;
 
 }  // namespace qvrf
 
