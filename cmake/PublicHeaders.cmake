@@ -6,13 +6,21 @@ set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutilRequestEx.h
   sharedlibrary/qvrfutil/common/src/qvrfutilWatch.h
   sharedlibrary/qvrfutil/common/src/qvrfutil.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_client.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_core.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_events.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_file.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_inventory.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_json.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_request.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_scan.hpp
-  sharedlibrary/qvrfutil/common/src/qvrfutil_events.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_send.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_status.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_stream.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_streamkeeper.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_streamstate.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_task.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_threads.hpp
   sharedlibrary/qvrfutil/linux/qvrfutilLX.h
   tools/OxaAutoUpdate/common/src/oxarfutilHelper.h
   tools/OxaAutoUpdate/common/src/OxaAutoUpdateUtils.h

@@ -31,7 +31,7 @@ constexpr char kCheckLink[] = "check that the USB NIC is up, and address and por
 constexpr Told kTold[]      = {
          {Road::upload, QVRFUTIL_CURL_FAILED, "the upload was not completed",
           "check the file, that the USB NIC is up, and address and port with 'qvrfctl discover'"},
-         {Road::open, QVRFUTIL_FAILURE, "the BMC gave no complete answer", kCheckLink},
+         {Road::open, QVRFUTIL_CURL_FAILED, "the BMC gave no complete answer", kCheckLink},
 };
 
 Failure judged(const Request& request, const qvrfutil::Error& error)

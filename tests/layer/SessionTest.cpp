@@ -88,12 +88,13 @@ TEST_P(Layer, TellsThatWhatItChangedHadNoRoomForItsAnswer)
 {
     Client                 client;
     Session                session(client);
-    const Result<Response> tooLong = session.post("/test/echo", '"' + std::string(300000, 'x') + '"');
+    const std::string      text    = '"' + std::string(300000, 'x') + '"';
+    const Result<Response> tooLong = session.request(Method::post, "/test/echo", text, {300000, true});
     ASSERT_FALSE(tooLong);
     EXPECT_EQ(tooLong.error().status, QVRFUTIL_BUFFER_TOO_SMALL);
     EXPECT_EQ(tooLong.error().http, 200);
     EXPECT_TRUE(comesTrue([] { return answered("POST /test/echo 200") == 1; }));
-    EXPECT_TRUE(session.request(Method::post, "/test/echo", '"' + std::string(300000, 'x') + '"', {1u << 20, true}));
+    EXPECT_TRUE(session.post("/test/echo", text));
 }
 
 TEST_P(Layer, WalksTheMembersOverAllPages)

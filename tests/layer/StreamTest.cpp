@@ -120,6 +120,82 @@ TEST_P(Streams, AreOverWhereARepetitionWouldNotHelp)
     EXPECT_EQ(once->error()->status, 0);
 }
 
+/** The whole of an answer that is no standing stream, and what becomes of it. */
+struct Opening {
+    const char* head;
+    const char* body;
+    int         http;  ///< 0: it is begun anew
+};
+
+TEST_P(Streams, AreJudgedByTheirTypeAndNotByTheirBytes)
+{
+    constexpr char type[] = "\\\\r\\\\nContent-Type: text/event-stream; charset=utf-8";
+    for (const auto& [head, body, http] : {Opening{"200 OK", "dat", 0}, Opening{"200 OK", "\\\\n\\\\n", 0},
+                                           Opening{"200 OK", "\\\\xEF\\\\xBB\\\\xBF", 0}, Opening{"200 OK", "", 0},
+                                           Opening{"204 No Content", "", 204}, Opening{"302 Found", "", 302}}) {
+        tell(std::string("raw \"HTTP/1.1 ") + head + type + "\\\\r\\\\nConnection: close\\\\r\\\\n\\\\r\\\\n" + body +
+             "\" GET /redfish/v1/SSE 1");
+        StreamOptions options;
+        options.firstPause = Duration(1);
+        EventStream stream(session, options);
+        EXPECT_EQ(next(stream), http == 0 ? "gap after " : "nothing") << head << body;
+        if (http != 0)
+            EXPECT_EQ(stream.error()->http, http);
+        else
+            EXPECT_TRUE(comesTrue([] { return streams() == 1; })) << body;
+        stream.stop();
+        EXPECT_TRUE(comesTrue([] { return streams() == 0; }));
+    }
+}
+
+TEST_P(Streams, ComeBackNeitherInAFloodNorNever)
+{
+    const auto retrying = [](const char* time, const char* count) {
+        tell(
+            std::string(
+                "raw \"HTTP/1.1 200 OK\\\\r\\\\nContent-Type: text/event-stream\\\\r\\\\nConnection: close\\\\r\\\\n") +
+            "\\\\r\\\\nretry: " + time + "\\\\n\" GET /redfish/v1/SSE " + count);
+    };
+    retrying("0", "4");
+    const auto start = Clock::now();
+    begun()->stop();
+    EXPECT_GE(Clock::now() - start, Duration(900)) << "2/3 of 100, 200, 400 and 800 ms at least";
+    EXPECT_TRUE(comesTrue([] { return streams() == 0; }));
+    retrying("999999999", "1");
+    StreamOptions options;
+    options.mostPause = Duration(50);
+    EXPECT_TRUE(begun(options));
+}
+
+TEST_P(Streams, NoticeABmcThatWasBornAgain)
+{
+    StreamOptions options;
+    options.probe     = Duration(200);
+    const auto stream = begun(options);
+    tell("expire");  // and the stream that stands tells nothing
+    EXPECT_EQ(next(*stream), "gap after ");
+    EXPECT_TRUE(comesTrue([] { return openSessions() == 1; }));
+}
+
+TEST_P(Streams, TellTheBmcTheLastEventAndHoldItWhileTheReaderSleeps)
+{
+    StreamOptions options;
+    options.silence   = Duration(1500);
+    const auto stream = begun(options);
+    const auto event  = "data: " + std::string(100000, 'x') + "\n\n";
+    for (int i = 0; i < 80; ++i) write(event);
+    std::this_thread::sleep_for(Duration(2500));  // the reader, and nothing can be waited for
+    int events = 0;
+    for (const StreamItem& item : *stream) {
+        EXPECT_TRUE(item.isEvent()) << "a reader asleep is not a silent BMC";
+        if (++events == 80) break;
+    }
+    write("id: 41\ndata: last\n\n");
+    EXPECT_EQ(next(*stream), "last");
+    tell("stream-break");
+    EXPECT_EQ(next(*stream), "gap after 41");
+}
+
 TEST_P(Streams, StopWhileTheBmcIsSilent)
 {
     tell("delay 20000 GET /redfish/v1/SSE 1");

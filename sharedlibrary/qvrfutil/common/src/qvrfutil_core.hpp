@@ -3,36 +3,28 @@
  * The process's one session behind Client, Session and EventStream: who may touch its record when. Included by
  * qvrfutil.hpp; programs have no use for it alone.
  *
- * The library reads the session record without a lock, and on the older generation each request that meets an ended
- * session renews it itself. With many threads this ends in half-written endpoints and sessions that nobody closes. So
- * the layer opens sessions itself, on both generations, while no request is at its beginning: requests go through a
- * gate that is shut meanwhile, and giSServerNewGenAndAbove is TRUE behind it, which keeps the library from renewing. It
- * has the generation's own value only while a session is opened or closed, and when there is none.
+ * The library keeps one session record, which its operations read without a lock. With many threads this ends in
+ * half-written endpoints and sessions that nobody closes. So the layer hands each request a copy of the record of its
+ * own (QVRFUTILSendRequestEx takes one), and replaces the record in one place, one thread at a time. No lock is held
+ * meanwhile: what is under way goes on with its copy, and nobody waits for a request of somebody else's.
  */
 #ifndef QVRFUTIL_CORE_HPP
 #define QVRFUTIL_CORE_HPP
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
+#include <string.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "qvrfutil.h"
 #include "qvrfutil_status.hpp"
-#include "smsupport.h"
+#include "qvrfutil_threads.hpp"
 
 namespace qvrfutil {
-
-using Clock    = std::chrono::steady_clock;
-using Duration = std::chrono::milliseconds;
 
 /** The BMC's generations differ in how they are found and where their sessions are opened. */
 enum class Generation { automatic, newer, older };
@@ -49,137 +41,54 @@ struct Endpoint {
 struct Login {
     std::string user      = "root";
     std::string privilege = "root";
+    /** What opening takes at most; a session that the BMC opens later than that is closed again. 0: 100 s a try. */
+    Duration limit{0};
 };
 
 namespace detail {
 
-/** Lets many in, or one alone; who waits to be alone goes first. */
-class Gate {
+/** A session as it was when it was opened. Nothing changes it: whoever has it may use it without a lock. */
+class Opened {
 public:
-    void enter()
+    Opened(const QVRFUTILSession& record, std::uint64_t epoch) : record_(record), epoch_(epoch) {}
+    ~Opened() { ::explicit_bzero(&record_, sizeof record_); }  // the encrypted token stands beside its key
+    Opened(Opened&&) = delete;
+
+    const QVRFUTILSession& record() const noexcept { return record_; }
+    std::uint64_t          epoch() const noexcept { return epoch_; }  ///< counts the sessions
+    bool                   isSession() const noexcept
     {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [&] { return !shut_; });
-        ++inside_;
-    }
-    void leave()
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (--inside_ == 0) changed_.notify_all();
-    }
-    /**
-     * Waits until nobody else has it shut, @return whether that came true by @p until; then until all who are inside
-     * left, by @p empty at the latest.
-     */
-    bool shut(std::optional<Clock::time_point> until, std::optional<Clock::time_point> empty)
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        if (!wait(lock, until, [&] { return !shut_; })) return false;
-        shut_    = true;
-        isEmpty_ = wait(lock, empty, [&] { return inside_ == 0; });
-        return true;
-    }
-    /** Of who shut it: whether really nobody is inside. */
-    bool isEmpty() const noexcept { return isEmpty_; }
-    void open()
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        shut_ = false;
-        changed_.notify_all();
+        return record_.SessionID[0] != '\0' && std::string_view(record_.SessionID) != "-1";
     }
 
 private:
-    template <class Condition>
-    bool wait(std::unique_lock<std::mutex>& lock, std::optional<Clock::time_point> until, Condition condition)
-    {
-        if (until) return changed_.wait_until(lock, *until, condition);
-        changed_.wait(lock, condition);
-        return true;
-    }
-
-    std::mutex              mutex_;
-    std::condition_variable changed_;
-    unsigned                inside_  = 0;
-    bool                    shut_    = false;
-    bool                    isEmpty_ = true;
+    QVRFUTILSession record_;
+    std::uint64_t   epoch_;
 };
-
-/** Inside the gate for a scope. */
-class Inside {
-public:
-    explicit Inside(Gate& gate) : gate_(gate) { gate_.enter(); }
-    ~Inside() { gate_.leave(); }
-    Inside(Inside&&) = delete;
-
-private:
-    Gate& gate_;
-};
-
-/** Alone for a scope, if that can be had in time. */
-class Alone {
-public:
-    explicit Alone(Gate& gate) : gate_(gate), held_(gate.shut({}, {})) {}
-    Alone(Gate& gate, Clock::time_point until, Clock::time_point empty) : gate_(gate), held_(gate.shut(until, empty)) {}
-    ~Alone()
-    {
-        if (held_) gate_.open();
-    }
-    Alone(Alone&&) = delete;
-    explicit operator bool() const noexcept { return held_; }
-
-private:
-    Gate& gate_;
-    bool  held_;
-};
-
-/**
- * The generation's own value in giSServerNewGenAndAbove for a scope, while a session is opened or closed. A request
- * that is still under way (a signal closes the session under it) and is answered with 401 just then must not open
- * another: the right to renew is taken as well.
- */
-class OwnGeneration {
-public:
-    explicit OwnGeneration(bool isNewer)
-    {
-        claim(TRUE);
-        giSServerNewGenAndAbove = isNewer ? TRUE : FALSE;
-    }
-    ~OwnGeneration()
-    {
-        giSServerNewGenAndAbove = TRUE;
-        claim(FALSE);
-    }
-    OwnGeneration(OwnGeneration&&) = delete;
-
-private:
-    static void claim(booln value)
-    {
-        constexpr s32 kWaitMs = 500;
-        const bool    held    = g_SessionCreationLock != nullptr && SMMutexLock(g_SessionCreationLock, kWaitMs) == 0;
-        g_isRedfishSessionRequested = value;
-        if (held) SMMutexUnLock(g_SessionCreationLock);
-    }
-};
+using OpenedCopy = std::shared_ptr<const Opened>;
 
 /** The frame of the library and its session. Shared by who works with it, background threads among them. */
 class Core : public std::enable_shared_from_this<Core> {
 public:
-    Gate gate;
-
-    ~Core()
+    /** The last one to let go of a parent's core in a forked child leaves it as it is: it may be locked for good. */
+    static std::shared_ptr<Core> make()
     {
-        if (!hasFrame_) return;
-        QVRFUTILKeepConnections(FALSE);
-        QVRFUTILCleanUp();
+        return std::shared_ptr<Core>(new Core, [](Core* core) {
+            if (!core->isParents()) delete core;
+        });
     }
+    Core(Core&&) = delete;
 
-    // ---- Before a session: alone ----
+    /** Whether this process is a child that was forked from the one whose session it is. */
+    bool isParents() const noexcept { return process_ != processNumber(); }
+
+    // ---- Before a session ----
 
     void begin()
     {
         if (!std::exchange(hasFrame_, true)) QVRFUTILInit(FALSE);
         QVRFUTILKeepConnections(TRUE);
-        giSServerNewGenAndAbove = isNewer() ? TRUE : FALSE;
+        generationIs(generation_);
     }
     void generationIs(Generation generation) noexcept
     {
@@ -188,100 +97,193 @@ public:
     }
     s32 endpointIs(Endpoint endpoint)
     {
-        endpoint_ = std::move(endpoint);
-        return useEndpoint();
+        endpoint_        = std::move(endpoint);
+        const s32 status = useEndpoint();
+        publish(false);
+        return status;
     }
-    bool                           isNewer() const noexcept { return generation_ != Generation::older; }
-    const std::optional<Endpoint>& endpoint() const noexcept { return endpoint_; }
+    bool isNewer() const noexcept { return generation_ != Generation::older; }
 
     // ---- The session ----
 
-    /** Opens it. One at a time. */
+    /** Where the BMC is, whoever is logged in. */
+    OpenedCopy place() const
+    {
+        const Lock lock(mutex_);
+        return session_ ? session_ : place_;
+    }
+    /** The session, or nothing when there is none. */
+    OpenedCopy session() const
+    {
+        if (isParents()) return nullptr;
+        const Lock lock(mutex_);
+        return isClosed_ ? nullptr : session_;
+    }
+    /** Where the BMC keeps its sessions. */
+    std::string sessionPath(const Opened& of) const
+    {
+        return std::string(isNewer() ? "/redfish/v1/SessionService/Sessions/" : "/redfish/v1/Sessions/") +
+               of.record().SessionID;
+    }
+
+    /** Opens it. */
     Done open(Login login)
     {
-        const Alone alone(gate);
-        if (isOver_) return Error("open a session", QVRFUTIL_FAILURE, "this process is ending", "");
-        if (isOpen_) return Error("open a session", QVRFUTIL_FAILURE, "this process has one already", kCaller);
-        begin();
-        login_ = std::move(login);
-        if (s32 status = create(); status != OXA_SUCCESS) {
-            giSServerNewGenAndAbove = isNewer() ? TRUE : FALSE;
-            return Error("open a session", status);
+        if (isParents()) return childsError("open a session");
+        {
+            const Lock lock(mutex_);
+            if (isOver_) return Error("open a session", QVRFUTIL_FAILURE, "this process is ending", "");
+            if (!isClosed_) return Error("open a session", QVRFUTIL_FAILURE, "this process has one already", kCaller);
+            isClosed_ = false;
         }
-        isOpen_ = true;
-        return Nothing{};
+        const Duration limit = login.limit;
+        login_               = std::move(login);
+        const auto told      = std::make_shared<Told<Done>>();
+        inBackground([this, told] {
+            if (!told->set(contained([&] { return openNow(); }, outOfMemory)))
+                static_cast<void>(closeNow());  // who wanted it has gone
+        });
+        std::optional<Done> done = limit.count() == 0 ? told->wait() : told->wait(Clock::now() + limit);
+        if (done) return *std::move(done);
+        return Error("open a session", OXA_BMC_SESSION_CREATION_FAILED,
+                     "the BMC did not open one within " + inWords(limit), kCheckLink);
     }
 
     /** Closes it on the BMC, within @p limit: after that it is left to its idle time, and the result says so. */
     Done close(Duration limit, bool forGood = false)
     {
-        const auto until = Clock::now() + limit;
-        const auto told  = std::make_shared<Told>();
-        try {
-            std::thread([self = shared_from_this(), told, until, forGood] {
-                told->set(self->closeNow(until, forGood));
-            }).detach();
-        } catch (const std::system_error&) {  // no thread to be had: then without a limit
-            return closeNow(until, forGood);
+        if (isParents()) return Nothing{};
+        {
+            const Lock lock(mutex_);
+            isOver_   = isOver_ || forGood;
+            isClosed_ = true;  // nothing begins any more, and nothing is renewed
         }
-        if (std::optional<Done> done = told->wait(until)) return *std::move(done);
-        return leftAlone();
+        const auto told = std::make_shared<Told<Done>>();
+        inBackground([this, told] { told->set(contained([&] { return closeNow(); }, outOfMemory)); });
+        if (std::optional<Done> done = told->wait(Clock::now() + limit)) return *std::move(done);
+        return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
+                     statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
     }
 
-    /** Opens a session in place of the one of @p epoch, unless another thread did so meanwhile. */
-    Done renew(std::uint64_t epoch)
+    /**
+     * Opens a session in place of the one of @p epoch, unless another thread did so meanwhile, by @p until. Who was
+     * under way when a renewal failed, since @p begun, shares that failure: a BMC that refuses is not asked by each.
+     */
+    Done renew(std::uint64_t epoch, Clock::time_point begun, std::optional<Clock::time_point> until)
     {
-        const Alone alone(gate);
-        if (epoch_ != epoch) return Nothing{};
-        if (!isOpen_) return Error("renew the session", QVRFUTIL_NO_SESSION_DETAILS);
-        QVRFUTILDeleteSessionNewGenAndAbove();  // the BMC ended it: there is nothing to close
-        if (s32 status = create(); status != OXA_SUCCESS) return Error("renew the session", status);
+        if (isParents()) return childsError("renew the session");
+        Lock       lock(mutex_);
+        const auto isDecided = [&] { return isClosed_ || !session_ || session_->epoch() != epoch || !isRenewing_; };
+        const auto hasFailed = [&] { return failure_ && failedEpoch_ == epoch && begun <= failedAt_; };
+        if (isClosed_ || !session_) return noSession("renew the session");
+        if (session_->epoch() == epoch && !hasFailed() && !std::exchange(isRenewing_, true)) {
+            lock.unlock();
+            inBackground(
+                [this, epoch] { contained([&] { renewNow(); }, [&] { renewed(outOfMemory().error(), epoch); }); });
+            lock.lock();
+        }
+        if (!wait(lock, until, isDecided))
+            return Error("renew the session", OXA_BMC_SESSION_CREATION_FAILED,
+                         "the BMC did not open one within the time limit", kCheckLink);
+        if (isClosed_ || !session_) return noSession("renew the session");
+        if (session_->epoch() == epoch && hasFailed()) return *failure_;
         return Nothing{};
     }
-
-    /** Counts the sessions. Read inside the gate. */
-    std::uint64_t epoch() const noexcept { return epoch_; }
 
     // ---- Who is told of renewals ----
 
     using Listener = std::function<void(const std::string& what)>;
+
+    /** Returns when nobody is told by the old one any more, unless that one itself asks. */
     void listen(Listener listener)
     {
-        const std::lock_guard<std::mutex> lock(listening_);
-        listener_ = std::move(listener);
+        Lock lock(mutex_);
+        listener_ = listener ? std::make_shared<Listener>(std::move(listener)) : nullptr;
+        if (isTelling()) return;
+        changed_.wait(lock, [&] { return tellers_ == 0; });
     }
+    /** Without a lock: the listener may send requests itself, of whose renewals it is not told. */
     void tellRenewal(const std::string& what)
     {
-        const std::lock_guard<std::mutex> lock(listening_);
-        if (listener_) listener_(what);
+        std::shared_ptr<Listener> listener;
+        {
+            const Lock lock(mutex_);
+            if (!listener_ || isTelling()) return;
+            listener = listener_;
+            ++tellers_;
+        }
+        isTelling() = true;
+        contained([&] { (*listener)(what); }, [] {});
+        isTelling() = false;
+        const Lock lock(mutex_);
+        --tellers_;
+        changed_.notify_all();
+    }
+
+    static Error noSession(const std::string& what)
+    {
+        return Error(what, QVRFUTIL_NO_SESSION_DETAILS, "the session is closed", "open a session");
+    }
+    static Error childsError(const std::string& what)
+    {
+        return Error(what, QVRFUTIL_NO_SESSION_DETAILS,
+                     "the session belongs to the process that this one was forked from",
+                     "open a Client of this process's own");
     }
 
 private:
-    /** What a thread of its own has to tell, to somebody who does not wait for it forever. */
-    class Told {
+    static constexpr s32 kFirstIpVersion = 4;
+    static constexpr s32 kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
+
+    Core() : process_(processNumber()) {}
+    ~Core()
+    {
+        if (!hasFrame_) return;
+        QVRFUTILKeepConnections(FALSE);
+        QVRFUTILCleanUp();
+    }
+
+    static bool& isTelling() noexcept
+    {
+        thread_local bool telling = false;
+        return telling;
+    }
+
+    template <class Condition>
+    bool wait(Lock& lock, std::optional<Clock::time_point> until, Condition condition)
+    {
+        if (until) return changed_.wait_until(lock, *until, condition);
+        changed_.wait(lock, condition);
+        return true;
+    }
+
+    /** On a thread of its own, or here when none is to be had. */
+    template <class Work>
+    void inBackground(Work work)
+    {
+        if (!startThread([self = shared_from_this(), work] { work(); })) work();
+    }
+
+    /** The right to call operations that write the library's record, for a scope. */
+    class Turn {
     public:
-        void set(Done done)
+        explicit Turn(Core& core) : core_(core)
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            done_ = std::move(done);
-            changed_.notify_all();
+            Lock lock(core_.mutex_);
+            core_.changed_.wait(lock, [&] { return !core_.isBusy_; });
+            core_.isBusy_ = true;
         }
-        std::optional<Done> wait(Clock::time_point until)
+        ~Turn()
         {
-            std::unique_lock<std::mutex> lock(mutex_);
-            changed_.wait_until(lock, until, [&] { return done_.has_value(); });
-            return done_;
+            const Lock lock(core_.mutex_);
+            core_.isBusy_ = false;
+            core_.changed_.notify_all();
         }
+        Turn(Turn&&) = delete;
 
     private:
-        std::mutex              mutex_;
-        std::condition_variable changed_;
-        std::optional<Done>     done_;
+        Core& core_;
     };
-
-    static constexpr Duration kBeginning{250};
-    static constexpr s32      kFirstIpVersion = 4;
-    static constexpr s32      kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
 
     s32 useEndpoint()
     {
@@ -290,83 +292,149 @@ private:
         return QVRFUTILSetIPAddress(address.data(), port.data(), endpoint_->isIpv6() ? TRUE : FALSE);
     }
 
+    /** Lets requests that begin from now on have what the record says. */
+    void publish(bool isSession)
+    {
+        auto       copy = std::make_shared<const Opened>(g_RedfishSession, ++epochs_);
+        const Lock lock(mutex_);
+        (isSession ? session_ : place_) = std::move(copy);
+    }
+
+    /** With the turn. */
     s32 create()
     {
         if (isNewer() && endpoint_)  // a renewal lost the port
             if (s32 status = useEndpoint(); status != OXA_SUCCESS) return status;
-        const OwnGeneration own(isNewer());
-        std::string         user      = login_.user;
-        std::string         privilege = login_.privilege;
-        const s32           status    = QVRFUTILCreateSession(user.data(), privilege.data(), kFirstIpVersion);
-        if (status == OXA_SUCCESS) ++epoch_;
-        return status;
+        std::string user      = login_.user;
+        std::string privilege = login_.privilege;
+        return QVRFUTILCreateSession(user.data(), privilege.data(), kFirstIpVersion);
     }
 
-    Done closeNow(Clock::time_point until, bool forGood)
+    Done openNow()
     {
-        // A request that is under way has its copy of the session and needs no waiting for; one at its beginning does.
-        const Alone alone(gate, until, std::min(until, Clock::now() + kBeginning));
-        if (!alone) return leftAlone();
-        isOver_ = isOver_ || forGood;
-        if (!std::exchange(isOpen_, false)) return Nothing{};
-        s32 status = OXA_SUCCESS;
-        {
-            const OwnGeneration own(isNewer());
-            std::string         user = login_.user;
-            if (hasSession()) status = QVRFUTILDeleteSession(user.data(), kAddressAsItIs);
-            hasFrame_ = g_SessionCreationLock != nullptr;  // a successful deletion ends with QVRFUTILCleanUp
+        const Turn turn(*this);
+        begin();
+        if (const s32 status = create(); status != OXA_SUCCESS) {
+            const Lock lock(mutex_);
+            isClosed_ = true;
+            return Error("open a session", status);
         }
-        // Who is still under way must not find a flag that lets it renew what was just closed.
-        if (gate.isEmpty()) giSServerNewGenAndAbove = isNewer() ? TRUE : FALSE;
+        publish(true);
+        return Nothing{};
+    }
+
+    void renewNow()
+    {
+        OpenedCopy old;
+        {
+            const Turn turn(*this);
+            old = session();
+            if (!old) return renewed({}, 0);        // closed meanwhile
+            QVRFUTILDeleteSessionNewGenAndAbove();  // the library opens none where it has one
+            if (const s32 status = create(); status != OXA_SUCCESS)
+                return renewed(Error("renew the session", status), old->epoch());
+            publish(true);
+            renewed({}, 0);
+        }
+        remove(*old);
+    }
+    void renewed(std::optional<Error> failure, std::uint64_t epoch)
+    {
+        const Lock lock(mutex_);
+        isRenewing_  = false;
+        failure_     = std::move(failure);
+        failedEpoch_ = epoch;
+        failedAt_    = Clock::now();
+        changed_.notify_all();
+    }
+
+    /**
+     * A session that one resource refused may be as alive as ever: it goes when another one has taken its place. By its
+     * own token, which is good for nothing once the BMC ended it, and then says nothing about a later session that got
+     * the same number.
+     */
+    void remove(const Opened& old) const;
+
+    Done closeNow()
+    {
+        const Turn turn(*this);
+        OpenedCopy last;
+        {
+            const Lock lock(mutex_);
+            isClosed_ = true;
+            last      = std::exchange(session_, nullptr);
+        }
+        if (!last) return Nothing{};
+        if (!Opened(g_RedfishSession, 0).isSession()) {  // a renewal failed: the library has forgotten the last one
+            remove(*last);
+            return Nothing{};
+        }
+        std::string user   = login_.user;
+        const s32   status = QVRFUTILDeleteSession(user.data(), kAddressAsItIs);
+        hasFrame_          = g_SessionCreationLock != nullptr;  // a deletion ends with QVRFUTILCleanUp
         if (status == OXA_SUCCESS) return Nothing{};
         return Error("close the session", status, statusText(status).meaning,
                      statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
     }
 
-    static bool hasSession() noexcept
+    static Done outOfMemory()
     {
-        const astring first = g_RedfishSession.SessionID[0];
-        return first != '\0' && first != '-';
+        Error error;
+        error.status = QVRFUTIL_OUT_OF_MEMORY;
+        return error;
     }
 
-    static Error leftAlone()
-    {
-        return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
-                     statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
-    }
-
-    std::mutex              listening_;
-    Listener                listener_;
+    const unsigned            process_;
+    mutable Mutex             mutex_;  // held for moments only
+    Condition                 changed_;
+    std::shared_ptr<Listener> listener_;
+    unsigned                  tellers_ = 0;
+    OpenedCopy                place_, session_;
+    bool                      isClosed_   = true;
+    bool                      isOver_     = false;
+    bool                      isBusy_     = false;
+    bool                      isRenewing_ = false;
+    std::optional<Error>      failure_;  // of the last renewal
+    std::uint64_t             failedEpoch_ = 0;
+    Clock::time_point         failedAt_;
+    // Of who has the turn, and of the Client's beginning.
     Generation              generation_ = Generation::newer;
     std::optional<Endpoint> endpoint_;
     Login                   login_;
     bool                    hasFrame_ = false;
-    bool                    isOpen_   = false;
-    bool                    isOver_   = false;
-    std::uint64_t           epoch_    = 0;
+    std::uint64_t           epochs_   = 0;
 };
 
 /** The core that was made last, for as long as somebody works with it. */
-inline std::weak_ptr<Core>& lastCore()
+struct LastCore {
+    Mutex               mutex;
+    std::weak_ptr<Core> core;
+};
+inline LastCore& lastCore()
 {
-    static std::weak_ptr<Core> last;
-    return last;
+    // Never destroyed; a forked child begins with a new one: another thread may have had the lock.
+    static ForkedAnew<LastCore> last;
+    return last.get();
 }
 
 /** The one core of the process; a second Client at a time is refused. */
-inline std::shared_ptr<Core> newCore(Duration wait)
+inline Result<std::shared_ptr<Core>> newCore(Duration wait)
 {
-    std::weak_ptr<Core>&              last = lastCore();
-    static std::mutex                 mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
-    for (const auto until = Clock::now() + wait; !last.expired();) {  // what an earlier one left to the background
+    LastCore&  last  = lastCore();
+    const auto until = Clock::now() + wait;
+    for (;;) {
+        {
+            const Lock lock(last.mutex);
+            if (last.core.expired()) {
+                std::shared_ptr<Core> core = Core::make();
+                last.core                  = core;
+                return core;
+            }
+        }
         if (Clock::now() >= until)
-            throw Failure(Error("begin", QVRFUTIL_FAILURE, "this process has a Client already", kCaller));
-        std::this_thread::sleep_for(Duration(10));
+            return Error("begin", QVRFUTIL_FAILURE, "this process has a Client already", kCaller);
+        pause(Duration(10));  // what an earlier one left to the background
     }
-    const auto core = std::make_shared<Core>();
-    last            = core;
-    return core;
 }
 
 }  // namespace detail

@@ -48,6 +48,8 @@ public:
     {
         if (isArray()) forEachPart([&](std::string_view, JsonView value) { return look(value); });
     }
+    /** The value as it stands in the text. */
+    std::string_view raw() const noexcept { return text_; }
     /** A text's characters; empty for everything else. */
     std::string text() const { return isText() ? unescaped(text_) : std::string(); }
 

@@ -13,6 +13,8 @@
 #ifndef QVRFUTIL_STATUS_HPP
 #define QVRFUTIL_STATUS_HPP
 
+#include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -163,13 +165,25 @@ inline std::string printable(std::string_view text, std::string_view kept = {})
     return clean;
 }
 
+/** What kept a request from being answered, where the status alone does not say it. */
+enum class Reason {
+    other,
+    cancelled,
+    timeLimit,     ///< whether the BMC did what it was asked for is not known
+    notConnected,  ///< nothing reached the BMC
+    tooLong,       ///< the answer is above the cap; the BMC did what it was asked for
+    file,          ///< Error::system says what is wrong with it
+    broken,        ///< the connection broke; whether the BMC did what it was asked for is not known
+};
+
 /** A failure, told for a log line and for a program. */
 struct Error {
     std::string doing;       ///< "GET /redfish/v1/Systems"
     s32         status = 0;  ///< the library's; 0: the library did its part
     u16         http   = 0;  ///< HTTP status of the BMC's answer; 0: none came, or none was asked for
     s32         cause  = 0;  ///< status of the IPMI exchange behind it; 0: there was none
-    int         system = 0;  ///< errno of the file that could not be written; 0: it was not that
+    int         system = 0;  ///< errno of the file that could not be read or written; 0: it was not that
+    Reason      reason = Reason::other;
     std::string meaning;
     std::string remedy;
     std::string page;  ///< the beginning of what came instead of an event stream, as it came
@@ -198,6 +212,7 @@ struct Error {
     }
 };
 
+#ifdef __cpp_exceptions
 /** The exception of what orThrow() finds. */
 class Failure : public std::runtime_error {
 public:
@@ -207,8 +222,9 @@ public:
 private:
     Error error_;
 };
+#endif
 
-/** A value, or why there is none. */
+/** A value, or why there is none. Who asks for the one that is not there gets a Failure; without exceptions, an end. */
 template <class Value>
 class [[nodiscard]] Result {
 public:
@@ -216,21 +232,42 @@ public:
     Result(Error error) : content_(std::move(error)) {}
 
     explicit     operator bool() const noexcept { return content_.index() == 0; }
-    Value&       operator*() noexcept { return *std::get_if<0>(&content_); }
-    const Value& operator*() const noexcept { return *std::get_if<0>(&content_); }
-    Value*       operator->() noexcept { return std::get_if<0>(&content_); }
-    const Value* operator->() const noexcept { return std::get_if<0>(&content_); }
+    Value&       operator*() & { return value(); }
+    Value&&      operator*() && { return std::move(value()); }
+    const Value& operator*() const& { return const_cast<Result*>(this)->value(); }
+    Value*       operator->() { return &value(); }
+    const Value* operator->() const { return &const_cast<Result*>(this)->value(); }
     /** Of a result without a value. */
-    const Error& error() const noexcept { return *std::get_if<1>(&content_); }
+    const Error& error() const
+    {
+        if (*this) wrongSide(Error("look for an error", QVRFUTIL_INVALID_PARAMETER, "there is none", detail::kCaller));
+        return *std::get_if<1>(&content_);
+    }
 
+#ifdef __cpp_exceptions
     /** @throws Failure */
     Value orThrow() &&
     {
-        if (!*this) throw Failure(std::move(*std::get_if<1>(&content_)));
-        return std::move(**this);
+        return std::move(value());
     }
+#endif
 
 private:
+    Value& value()
+    {
+        if (!*this) wrongSide(*std::get_if<1>(&content_));
+        return *std::get_if<0>(&content_);
+    }
+    [[noreturn]] static void wrongSide(Error error)
+    {
+#ifdef __cpp_exceptions
+        throw Failure(std::move(error));
+#else
+        std::fprintf(stderr, "qvrfutil: the wrong side of a Result was taken: %s\n", error.text().c_str());
+        std::abort();
+#endif
+    }
+
     std::variant<Value, Error> content_;
 };
 
