@@ -24,18 +24,17 @@
  *
  * What it does that the C operations leave to their callers:
  * - A request that the BMC refuses because the session has ended (401) is sent once more with a new session. Nothing
- * that the BMC accepted is sent again, and threads that meet the same end open one session together.
- * - The answer's buffer grows. A GET is sent again with more room; a request that changes something gets its room from
- * the start (RequestOptions::room), and one that was carried out although its answer did not fit says so.
- * - A file is replaced when its download is complete, and not otherwise.
+ *   that the BMC accepted is sent again, and threads that meet the same end open one session together.
+ * - The answer's buffer grows up to RequestOptions::room; a request that changed something and whose answer was longer
+ *   says so.
+ * - A file is replaced when its download is complete and on the disk, and not otherwise.
  * - A session is closed once, whatever ends its scope, and within Session::kClosing: a BMC that does not answer is left
  *   with it until its idle time is over, and the result of close() says so.
  * - Connections are kept for reading (QVRFUTILKeepConnections): no TLS handshake for every resource of an inventory.
  *
  * One Client and one Session at a time in a process, for the library has one session. Any number of threads may send
- * through it. While a session is opened or renewed the other requests wait; a request is under way for 100 s at most.
- * Do not mix with the C operations on sessions meanwhile: the layer keeps giSServerNewGenAndAbove for itself
- * (qvrfutil_core.hpp says why). Programs that look into JSON include qvrfutil_json.hpp, which takes longer to compile.
+ * through it, and nobody waits for the request of another one. Do not mix with the C operations that open, renew or
+ * close sessions. Programs that look into JSON include qvrfutil_json.hpp, which takes longer to compile.
  *
  * Event streams are in qvrfutil_stream.hpp, results in qvrfutil_status.hpp.
  */
