@@ -40,9 +40,9 @@ INSTANTIATE_TEST_SUITE_P(Generations, Promise, testing::Values("new", "old"),
 
 TEST_P(Promise, TheTokenGoesToTheBmcAlone)
 {
-    bench::TlsResponder elsewhere;
-    Client              client;
-    Session             session(client);
+    rig::TlsResponder elsewhere;
+    Client            client;
+    Session           session(client);
     for (const std::string& path :
          {std::string("@127.0.0.1:" + elsewhere.port() + "/a"), std::string("relative"), std::string(),
           std::string("/a b"), std::string("/a\r\nX-Evil: 1"), '/' + std::string(400, 'a')}) {
