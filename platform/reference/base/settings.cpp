@@ -71,9 +71,18 @@ constexpr Key kKeys[] = {
     {"secure.tokenkey", setPath<&Settings::tokenKeyFile>, "a file"},
 };
 
+/** Blank, or what other owners of the file write between their keys. */
+bool isRemark(std::string_view line)
+{
+    const auto text = trimmed(line);
+    return text.empty() || std::string_view("#;[").find(text.front()) != text.npos;
+}
+
 void readLine(std::size_t number, std::string_view line, Reading& reading)
 {
     const auto equals = line.find('=');
+    if (equals == line.npos && !isRemark(line))
+        reading.complaints.push_back(std::to_string(number) + ": there is no '=' between a key and its value");
     if (equals == line.npos) return;
     const auto name  = trimmed(line.substr(0, equals));
     const auto value = trimmed(line.substr(equals + 1));

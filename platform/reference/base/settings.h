@@ -30,11 +30,12 @@ struct Settings {
     Endpoint    endpoint;                                ///< hipm.endpoint
     std::string tokenKeyFile;                            ///< secure.tokenkey
 
+    std::string file;  ///< that they were read from; empty: there is none that counts
     /** Why there are none: what is wrong with the file that somebody named, and where. Nothing is reached then. */
     std::string problem;
 };
 
-/** Settings with one sentence for every value that could not be used, its line first; its default stands then. */
+/** Settings with one sentence for every line that could not be used, its number first; its default stands then. */
 struct Reading {
     Settings                 settings;
     std::vector<std::string> complaints;
@@ -61,6 +62,8 @@ Reading readFirst(const std::vector<Candidate>& candidates);
 
 /** This process's settings, read when first asked for; complaints go to the system's log. Any thread. */
 const Settings& settings();
+/** The same, with what was complained of. */
+const Reading& processReading();
 
 }  // namespace qvplatform
 

@@ -82,7 +82,9 @@ Reading readText(const Candidate& candidate, std::string_view text)
 {
     Reading reading = readSettings(text);
     for (std::string& complaint : reading.complaints) complaint.insert(0, candidate.path + ':');
-    return candidate.named && !reading.complaints.empty() ? unusable(reading.complaints.front()) : reading;
+    if (candidate.named && !reading.complaints.empty()) return unusable(reading.complaints.front());
+    reading.settings.file = candidate.path;
+    return reading;
 }
 
 }  // namespace
@@ -104,10 +106,10 @@ Reading readFirst(const std::vector<Candidate>& candidates)
     return {Settings{}, std::move(leftOut)};
 }
 
-const Settings& settings()
+const Reading& processReading()
 {
     // Never destroyed: threads and exit handlers may still ask while the process ends.
-    static const Settings& read = *new Settings([] {
+    static const Reading& read = *new Reading([] {
         std::vector<Candidate> candidates;
         if (const char* named = ::secure_getenv("QVPLATFORM_CONFIG"); named != nullptr && *named != '\0')
             candidates.push_back({named, true});
@@ -116,9 +118,14 @@ const Settings& settings()
         Reading reading = readFirst(candidates);
         for (const std::string& complaint : reading.complaints)
             ::syslog(LOG_DAEMON | LOG_WARNING, "qvplatform: %s", complaint.c_str());
-        return std::move(reading.settings);
+        return reading;
     }());
     return read;
+}
+
+const Settings& settings()
+{
+    return processReading().settings;
 }
 
 }  // namespace qvplatform
