@@ -1,5 +1,6 @@
 /** @file signature_test.cpp  Signatures made by GnuPG with keys of the moment. */
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "scratch.h"
 #include "smsecure.h"
@@ -26,6 +27,24 @@ const Scratch& signer()
         export_key revoked p; made=$?; gpgconf --homedir "$PWD/home" --kill all; exit $made)");
     EXPECT_TRUE(made) << contentOf(scratch / "gpg.log");
     return scratch;
+}
+
+TEST(Signature, IsNotJudgedWithoutDescriptors)
+{
+    const Scratch      scratch;
+    std::string        key = signer() / "good.asc", file = signer() / "package", signature = signer() / "good.sign";
+    std::string        database = scratch / "db";
+    OxaSignatureObject object{nullptr, key.data(), file.data(), signature.data(), database.data(), {}};
+    rlimit             limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    ASSERT_EQ(OSVerifyDigitalSignature(&object), 0) << "and GPGME has found its gpg";
+    for (rlim_t most = 3; most < 24; ++most) {
+        const rlimit few{most, limit.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        const s32 status = OSVerifyDigitalSignature(&object);
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_TRUE(status == OXA_VERIFIER_UNUSABLE || (status == 0 && most > 3)) << most << ": " << status;
+    }
 }
 
 TEST(Signature, IsJudged)

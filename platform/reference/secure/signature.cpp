@@ -39,9 +39,17 @@ bool refused(const char* why, const char* detail = "")
     return false;
 }
 
+/** Descriptors, memory or a program are missing: nothing is known about the signature. */
+struct Unusable {};
+
 bool worked(gpgme_error_t error, const char* step)
 {
-    return error == 0 || refused(step, gpgme_strerror(error));
+    if (error == 0) return true;
+    refused(step, gpgme_strerror(error));
+    // A system's error; and what GPGME says of a gpg that ended without a word, as one does that could not begin.
+    const gpg_err_code_t code = gpgme_err_code(error);
+    if (gpgme_err_code_to_errno(code) != 0 || code == GPG_ERR_GENERAL || code == GPG_ERR_EOF) throw Unusable();
+    return false;
 }
 
 /** A keyring directory of its own below the scratch directory; removed with what GnuPG put into it. */
@@ -122,6 +130,7 @@ public:
     {
         struct stat  status {};
         gpgme_data_t data = nullptr;
+        if (!file_ && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) throw Unusable();
         if (!file_ || ::fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode))
             refused("cannot read", path);
         else if (worked(gpgme_data_new_from_fd(&data, file_.get()), path))
@@ -203,7 +212,10 @@ bool verifies(const OxaSignatureObject& object)
     if (!key || !signedFile || !signatureFile) return false;
 
     const ScratchHome home(object.pSignDB);
-    if (home.path().empty() || !home.configure()) return refused("no keyring below", object.pSignDB);
+    if (home.path().empty() || !home.configure()) {
+        refused("no keyring below", object.pSignDB);
+        throw Unusable();
+    }
     const Context context = newContext(home.path());
     if (!context || !importKey(context.get(), key)) return false;
     if (!worked(gpgme_op_verify(context.get(), signatureFile.get(), signedFile.get(), nullptr), "verify:"))
@@ -227,8 +239,12 @@ extern "C" s32 OSVerifyDigitalSignature(OxaSignatureObject* object)
     if (object == nullptr || !given(object->pKey) || !given(object->pVerifyFile) || !given(object->pSignFile) ||
         !given(object->pSignDB))
         return kInvalid;
-    return qvrf::shielded<s32>(op, kFailed, [&] {
+    return qvrf::shielded<s32>(op, OXA_VERIFIER_UNUSABLE, [&] {
         if (!startGpgme()) return OXA_VERIFIER_UNUSABLE;
-        return verifies(*object) ? 0 : kFailed;
+        try {
+            return verifies(*object) ? 0 : kFailed;
+        } catch (const Unusable&) {
+            return OXA_VERIFIER_UNUSABLE;
+        }
     });
 }
