@@ -119,13 +119,23 @@ private:
     void extendLine(std::string_view text)
     {
         lineLength_ += text.size();
-        if (event_.data.size() + lineLength_ > mostBytes_) isTooLong_ = true;
+        if (!isTooLong_ && event_.data.size() + lineLength_ > mostBytes_) beTooLong(text);
         if (!isTooLong_) {
             line_ += text;
             return;
         }
         line_       = {};  // only its end is looked for from here on
         event_.data = {};
+    }
+
+    /** Its line is never looked at as a whole; how it begins tells whether this is an event stream at all. */
+    void beTooLong(std::string_view rest)
+    {
+        constexpr std::size_t kLongestName = 16;
+        const std::string     beginning    = line_.substr(0, kLongestName) + std::string(rest.substr(0, kLongestName));
+        for (const char* field : {"data:", "event:", "id:", ":"})
+            if (beginning.rfind(field, 0) == 0) isStream_ = true;
+        isTooLong_ = true;
     }
 
     void endLine(StreamItems& items)
