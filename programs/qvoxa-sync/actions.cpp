@@ -4,17 +4,18 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstring>
+#include <cstdio>
 #include <filesystem>
 #include <set>
 #include <string_view>
 
 #include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
+#include "downloaddirectory.h"
 #include "osprivlege.h"
 #include "progress.h"
 #include "qvrfutil_status.hpp"
-#include "safeplaces.h"
 
 namespace qvoxasync {
 namespace {
@@ -22,9 +23,9 @@ namespace {
 namespace fs = std::filesystem;
 using Json   = nlohmann::ordered_json;
 
-constexpr u8          kPassThruUsbNic   = 21;
-constexpr std::size_t kLongestNoVersion = 4;  // shorter texts than a version say that the BMC holds no package
-constexpr std::size_t kNameSize         = 64;
+constexpr u8          kPassThruUsbNic = 21;
+constexpr std::size_t kInstalledSize  = 9;  // what ParseConfigFile wants
+constexpr std::size_t kNameSize       = 64;
 
 static_assert(std::string_view(QVOXASYNC_CHECK_IPMI) == qvrfutil::detail::kCheckIpmi, "one advice, in one wording");
 
@@ -50,24 +51,44 @@ std::string lastReason()
     return reason.data();
 }
 
-/** A timer has to notice that the BMC is gone: for the library that is a host with nothing to update. */
-void askForPackage()
+/** What a BMC calls a version is printed by the library as it is: no terminal's reader is to be led astray by it. */
+void refuseUnprintable(const astring* version)
 {
-    std::array<astring, APM_VERSION_SIZE> package{};
-    if (const s32 status = APMDiscoveryGetOxaPloxVersion(package.data()); status != 0)
-        throw Failure(kExitNotCompared, "nothing was compared: the BMC does not tell its package version over IPMI",
-                      QVOXASYNC_CHECK_IPMI "; --force does not compare", status);
+    if (const std::string text = qvrfutil::printable(version); text != version)
+        throw Failure(kExitFailed, "the BMC tells a version that is none: '" + text + "'",
+                      "nothing was done; put a genuine package on the BMC");
 }
 
-/** There is a package, and yet no comparison was made. */
-bool isUndecided()
+/** A timer has to notice that the BMC is gone: for the library that is a host with nothing to update. */
+void askForPackage(bool compares)
 {
-    return installationType == -1 && std::strlen(OxaUpdatedVersion) > kLongestNoVersion;
+    std::array<astring, APM_VERSION_SIZE> package{};
+    const s32                             status = APMDiscoveryGetOxaPloxVersion(package.data());
+    package.back()                               = '\0';
+    if (status == 0) return refuseUnprintable(package.data());
+    if (compares)
+        throw unreachedFailure(QVOXASYNC_CHECK_IPMI "; --force does not compare", kExitNotCompared,
+                               "nothing was compared: the BMC does not tell its package version over IPMI", status);
+}
+
+/** For the library an installation that does not tell its version is one with the latest, and it says so. */
+void needInstalledVersion()
+{
+    std::string                         registration = std::string(pOXAInstallPath) + "/etc/qvoxareg.cfg";
+    std::string                         key          = "OXA.qdilcore.version";
+    std::array<astring, kInstalledSize> version{};
+    if (FileCheck(registration.c_str()) != 0) return;
+    ParseConfigFile(registration.data(), key.data(), version.data());
+    if (version[0] == '\0')
+        throw Failure(kExitNotCompared,
+                      "nothing was compared: " + registration + " does not tell the installed version",
+                      "--force installs all the same");
 }
 
 Result update(const Options& options)
 {
-    if (!options.force) askForPackage();
+    askForPackage(!options.force);
+    if (!options.force && pOXAInstallPath != nullptr) needInstalledVersion();
     std::string    arguments = options.installArguments.value_or("");
     Result         result;
     const Progress progress;
@@ -76,9 +97,6 @@ Result update(const Options& options)
     result.outcome                 = installed();
     result.reason                  = lastReason();
     result.facts["packageVersion"] = textOrNull(OxaUpdatedVersion);
-    if (result.status == kStatusNothingToDo && isUndecided())
-        throw Failure(kExitNotCompared, "nothing was compared: the installation does not tell its version",
-                      "--force installs all the same", result.status);
     return result;
 }
 
@@ -97,29 +115,38 @@ std::set<fs::path> emptyFiles(const std::string& directory)
 
 Result download(const Options& options)
 {
-    // A user's own link in a directory of his would lead what root writes to a place of his choice.
-    if (const std::string why = whyUnsafeDirectory(options.directory); ::geteuid() == 0 && !why.empty())
-        throw Failure(kExitUnsafe, why, "download to a directory of root's, or as that user");
-    const auto     before    = emptyFiles(options.directory);
-    std::string    directory = options.directory;
-    Result         result;
-    const Progress progress;
-    result.status                  = downloadOxaUpdatePackage(directory.data());
-    result.reason                  = lastReason();
+    DownloadDirectory place(options.directory, ::geteuid() == 0);
+    const auto        before = emptyFiles(place.path());
+    std::string       path   = place.path();
+    Result            result;
+    const Progress    progress;
+    result.status                  = downloadOxaUpdatePackage(path.data());
+    result.reason                  = place.inUsersWords(lastReason());
     result.facts["packageVersion"] = textOrNull(OxaUpdatedVersion);
     result.facts["directory"]      = options.directory;
     if (result.status != 0)
-        for (const fs::path& file : emptyFiles(options.directory))
+        for (const fs::path& file : emptyFiles(place.path()))
             if (before.count(file) == 0) ::unlink(file.c_str());  // what a failed transfer left of its file
     return result;
 }
 
+/** The library's own lines, which scripts read. It would ask the BMC once more for them. */
+void printVersions(const astring* package, const astring* agent)
+{
+    std::printf("Available Torvo Service Module KS package version : %s\n",
+                package != nullptr ? qvrfutil::printable(package).c_str() : "NA.");
+    if (agent != nullptr)
+        std::printf("Currently installed Torvo Service Module version  : %s\n", qvrfutil::printable(agent).c_str());
+    else
+        std::printf("Available Torvo Service Module  package version : NA.\n");
+}
+
 Result reportVersions(const Options& options)
 {
-    std::array<astring, APM_VERSION_SIZE> package{}, agent{};
-    const bool                            knowsPackage = APMDiscoveryGetOxaPloxVersion(package.data()) == 0;
-    const bool                            knowsAgent   = APMDiscoveryGetOxaOSVersion(agent.data()) == 0;
-    if (!options.json) getOxaversion();
+    std::array<astring, APM_VERSION_SIZE + 1> package{}, agent{};
+    const bool                                knowsPackage = APMDiscoveryGetOxaPloxVersion(package.data()) == 0;
+    const bool                                knowsAgent   = APMDiscoveryGetOxaOSVersion(agent.data()) == 0;
+    if (!options.json) printVersions(knowsPackage ? package.data() : nullptr, knowsAgent ? agent.data() : nullptr);
     Result result;
     result.status                  = knowsPackage || knowsAgent ? 0 : 1;
     result.facts["packageVersion"] = knowsPackage ? textOrNull(package.data()) : Json(nullptr);

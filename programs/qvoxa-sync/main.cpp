@@ -49,7 +49,10 @@ int run(int argc, const char* const* argv)
     Options options;
     Result  result;
     try {
-        if (!parse(argc, argv, options)) return kExitOk;
+        if (!parse(argc, argv, options)) {
+            finishOutput();
+            return kExitOk;
+        }
         result = performHere(options, argc > 0 ? argv[0] : "");
         if (result.status != 0 && result.status != kStatusNothingToDo)
             throw libraryFailure(options.action, result.status, result.reason);
@@ -64,8 +67,7 @@ int run(int argc, const char* const* argv)
 
 int main(int argc, char** argv)
 {
-    qvtools::beginProcess();
-    qvtools::settleCommands();
+    qvtools::settleProcess();
     qvoxasync::surviveBrokenPipes();
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log sees each line when it is said, and none twice or never
     try {

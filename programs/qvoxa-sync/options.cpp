@@ -2,21 +2,25 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <sstream>
+
+#include "suggestion.h"
+#include "wrapped.h"
 
 namespace qvoxasync {
 namespace {
 
 constexpr char kFooter[] =
-    "Without --download, --version-report or --setup-link, updates the agent from the package that the BMC holds.\n"
+    "Without --download, --version-report or --setup-link, updates the agent from the package that the BMC holds.\n\n"
     "Examples:\n"
     "  qvoxa-sync --version-report           which versions the BMC holds and this host has\n"
     "  qvoxa-sync --silent --exit-code       what a timer runs\n"
     "  qvoxa-sync --download /var/tmp        the package alone; nothing is installed\n"
     "Exit status: 0 done, or nothing to update; 1 failed; 2 wrong usage; 3 bad signature; 4 not root; 5 not "
-    "downloaded;\n"
-    "6 another instance; 7 unsafe file or directory; 8 started from .update; 9 no link to the BMC; 10 no common TLS\n"
-    "version; 11 result not written; 12 could not compare; 14 out of memory; with --exit-code also 13 nothing to\n"
-    "update. See qvoxa-sync(1).";
+    "downloaded; 6 another instance; 7 unsafe file or directory; 8 started from .update; 9 no link to the BMC; "
+    "10 no common TLS version; 11 result not written; 12 could not compare; 14 out of memory; with --exit-code also "
+    "13 nothing to update. See qvoxa-sync(1).";
 
 struct Given {
     bool         report = false;
@@ -70,6 +74,18 @@ void refuseContradictions(const Options& options, const Given& given)
         throw wrongUsage("--json needs --silent or --force", "otherwise the installer talks on standard output");
 }
 
+Failure parseFailure(const CLI::App& app, const CLI::ParseError& error)
+{
+    const auto unknown = app.remaining();
+    if (unknown.empty()) return wrongUsage(error.what());
+    std::vector<std::string> known;
+    for (const CLI::Option* option : app.get_options())
+        for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+    const std::string meant = qvtools::nearest(unknown.front().substr(0, unknown.front().find('=')), known);
+    const std::string what  = "unknown option '" + unknown.front() + '\'';
+    return meant.empty() ? wrongUsage(what) : wrongUsage(what, "did you mean '" + meant + "'?");
+}
+
 }  // namespace
 
 bool parse(int argc, const char* const* argv, Options& options)
@@ -80,10 +96,12 @@ bool parse(int argc, const char* const* argv, Options& options)
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& done) {
-        app.exit(done);
+        std::ostringstream text;
+        app.exit(done, text, text);
+        std::fputs(qvtools::wrapped(text.str()).c_str(), stdout);
         return false;
     } catch (const CLI::ParseError& e) {
-        throw wrongUsage(e.what());
+        throw parseFailure(app, e);
     }
     if (is(given.download)) options.action = Action::download;
     if (given.report) options.action = Action::versionReport;

@@ -1,6 +1,10 @@
 /** @file outcome.cpp  The tables of statuses. */
 #include "outcome.h"
 
+#include <unistd.h>
+
+#include "platform.h"
+
 namespace qvoxasync {
 namespace {
 
@@ -13,14 +17,14 @@ constexpr StatusRow kOfUpdate[] = {
     {OXA_UPDATE_BAD_SIGNATURE, kExitBadSignature, "the package on the BMC is not signed by the key that came with it", "nothing was installed; put a genuine package on the BMC"},
 };
 constexpr StatusRow kOfDownload[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the BMC does not tell its package version, or the directory cannot be made", "check the directory's path; " QVOXASYNC_CHECK_IPMI},
+    {OXA_UPDATE_FAILED, kExitFailed, "nothing was downloaded", QVOXASYNC_CHECK_IPMI, true},
     {OXA_UPDATE_NOTHING_TO_DO, kExitNothingToDo, "the BMC holds no package", "put a package on the BMC"},
 };
 constexpr StatusRow kOfReport[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the BMC tells neither version", QVOXASYNC_CHECK_IPMI},
+    {OXA_UPDATE_FAILED, kExitFailed, "the BMC tells neither version", QVOXASYNC_CHECK_IPMI, true},
 };
 constexpr StatusRow kOfLink[] = {
-    {OXA_UPDATE_FAILED, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "end a lockdown in the BMC's settings; " QVOXASYNC_CHECK_IPMI},
+    {OXA_UPDATE_FAILED, kExitFailed, "the OS-to-BMC pass-through could not be read or switched on", "end a lockdown in the BMC's settings; " QVOXASYNC_CHECK_IPMI, true},
 };
 constexpr StatusRow kOfEach[] = {
     {OXA_UPDATE_NOT_ROOT, kExitNotRoot, "this needs root", "start it as root, with sudo for instance"},
@@ -66,14 +70,36 @@ Failure wrongUsage(const std::string& what, std::string advice)
     return Failure(kExitUsage, what, std::move(advice));
 }
 
+Failure unreachedFailure(const char* otherwise, ExitStatus exit, const std::string& what, std::optional<s32> status)
+{
+    const auto why = qvtools::whyUnreached(otherwise);
+    return Failure(exit, what + (why.cause.empty() ? "" : " (" + why.cause + ')'), why.advice, status);
+}
+
+namespace {
+
+/** A signature that nobody could look at says nothing about the package. */
+Failure uncheckedSignature(const StatusRow& row, s32 status, const std::string& reason)
+{
+    const bool hasGpg = ::access("/usr/bin/gpg", X_OK) == 0 || ::access("/bin/gpg", X_OK) == 0;
+    return Failure(row.exit, reason,
+                   hasGpg
+                       ? "nothing was installed; mend that and start it again"
+                       : "nothing was installed; install gpg (the package is gnupg, gnupg2 or gpg2) and start it again",
+                   status);
+}
+
+}  // namespace
+
 Failure libraryFailure(Action action, s32 status, const std::string& reason)
 {
     const StatusRow& row = statusRow(action, status);
-    if (reason.empty()) return Failure(row.exit, row.meaning, row.advice, status);
-    // A signature that nobody could look at says nothing about the package.
-    if (status == OXA_UPDATE_BAD_SIGNATURE)
-        return Failure(row.exit, reason, "nothing was installed; mend that and start it again", status);
-    return Failure(row.exit, row.meaning + (": " + reason), row.advice, status);
+    if (status == OXA_UPDATE_BAD_SIGNATURE && !reason.empty()) return uncheckedSignature(row, status, reason);
+    const std::string what = row.meaning + (reason.empty() ? reason : ": " + reason);
+    // Not the disk, and not HTTPS, although the download is what failed.
+    if (reason.find("over IPMI") != reason.npos) return unreachedFailure(QVOXASYNC_CHECK_IPMI, row.exit, what, status);
+    if (row.asksBmc) return unreachedFailure(row.advice, row.exit, what, status);
+    return Failure(row.exit, what, row.advice, status);
 }
 
 }  // namespace qvoxasync

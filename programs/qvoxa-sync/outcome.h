@@ -46,6 +46,7 @@ struct StatusRow {
     ExitStatus  exit;
     const char* meaning;
     const char* advice;
+    bool        asksBmc = false;  ///< the reason may be that the BMC is not reached over IPMI
 };
 
 /** What @p status of the library's means after @p action; a general row for one that is not listed. */
@@ -69,6 +70,8 @@ private:
 };
 
 Failure wrongUsage(const std::string& what, std::string advice = "see 'qvoxa-sync --help'");
+/** Nothing that the BMC was asked over IPMI was answered: names the platform's own reason, where it has one. */
+Failure unreachedFailure(const char* otherwise, ExitStatus exit, const std::string& what, std::optional<s32> status);
 /** The library ended @p action with @p status, and with @p reason where it has more to say. */
 Failure libraryFailure(Action action, s32 status, const std::string& reason = {});
 

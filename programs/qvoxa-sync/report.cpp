@@ -2,6 +2,10 @@
 #include "report.h"
 
 #include <cstdio>
+#include <new>
+
+#include "process.h"
+#include "qvrfutil_status.hpp"
 
 namespace qvoxasync {
 namespace {
@@ -22,13 +26,16 @@ const char* nameOf(Action action) noexcept
 }  // namespace
 
 void report(const Failure& failure) noexcept
-{
-    std::fprintf(stderr, "qvoxa-sync: %s: %s\n", failure.what(), failure.advice().c_str());
+try {
+    std::fprintf(stderr, "qvoxa-sync: %s: %s\n", qvrfutil::printable(failure.what()).c_str(),
+                 qvrfutil::printable(failure.advice()).c_str());
+} catch (const std::bad_alloc&) {
+    std::fputs("qvoxa-sync: memory is out\n", stderr);
 }
 
 void finishOutput()
 {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || qvtools::hasNoOutput())
         throw Failure(kExitOutput, "the result cannot be written", "find room for it, or a reader that stays");
 }
 

@@ -21,16 +21,21 @@ bool othersMayWrite(const struct stat& status)
     return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0);
 }
 
-std::string whyUnsafe(const fs::path& place, bool above)
+std::string whyUnsafePlace(const fs::path& place, bool above)
 {
     struct stat status {};
     if (::stat(place.c_str(), &status) != 0) return place.string() + " cannot be looked at";
-    if (isForeign(status)) return place.string() + " belongs to somebody else";
-    const bool sticky = (status.st_mode & S_ISVTX) != 0;
-    return othersMayWrite(status) && !(above && sticky) ? place.string() + " can be written by others" : "";
+    return whyUnsafe(status, place.string(), above);
 }
 
 }  // namespace
+
+std::string whyUnsafe(const struct stat& status, const std::string& name, bool above)
+{
+    if (isForeign(status)) return name + " belongs to somebody else";
+    const bool sticky = (status.st_mode & S_ISVTX) != 0;
+    return othersMayWrite(status) && !(above && sticky) ? name + " can be written by others" : "";
+}
 
 std::string whyUnsafeFile(const std::string& path)
 {
@@ -51,7 +56,7 @@ std::string whyUnsafeDirectory(const std::string& path)
     if (error) return path + " cannot be looked at";
     for (; !fs::exists(place, error) && place.has_relative_path(); place = place.parent_path()) above = true;
     for (;; place = place.parent_path(), above = true)
-        if (std::string why = whyUnsafe(place, above); !why.empty() || !place.has_relative_path()) return why;
+        if (std::string why = whyUnsafePlace(place, above); !why.empty() || !place.has_relative_path()) return why;
 }
 
 }  // namespace qvoxasync

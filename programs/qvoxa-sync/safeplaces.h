@@ -2,6 +2,8 @@
 #ifndef QVOXASYNC_SAFEPLACES_H
 #define QVOXASYNC_SAFEPLACES_H
 
+#include <sys/stat.h>
+
 #include <string>
 
 namespace qvoxasync {
@@ -15,6 +17,12 @@ std::string whyUnsafeFile(const std::string& path);
  * /tmp does no harm.
  */
 std::string whyUnsafeDirectory(const std::string& path);
+
+/**
+ * The same of a directory that is open: why others could put something else into it. @p above: it is one above the
+ * place in question, not the place itself.
+ */
+std::string whyUnsafe(const struct stat& status, const std::string& name, bool above);
 
 }  // namespace qvoxasync
 

@@ -1,5 +1,4 @@
 /** @file commandEvents.cpp  qvrfctl events: follows an event stream, one event a line. */
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 
 #include "commands.h"
 #include "jsontext.h"
+#include "process.h"
 #include "qvrfutil_stream.hpp"
 #include "request.h"
 
@@ -23,6 +23,7 @@ using Deadline = std::optional<Clock::time_point>;
 
 constexpr char        kEventService[] = "/redfish/v1/EventService";
 constexpr auto        kLook           = std::chrono::milliseconds(100);
+constexpr auto        kTidying        = std::chrono::milliseconds(2500);
 constexpr std::size_t kMostQuoted     = 200;
 
 struct Words {
@@ -39,7 +40,7 @@ std::string announcedStream(Session& session)
     request.path        = kEventService;
     const Answer answer = send(session, request);
     if (answer.http >= 400) throw httpFailure(request, answer);
-    const Json service = Json::parse(answer.body, nullptr, false);
+    const auto service = fromBmc(answer.body);
     if (!service.is_object() || !service.contains("ServerSentEventUri") || !service["ServerSentEventUri"].is_string())
         throw Failure(kExitLibrary, std::string(kEventService) + " announces no event stream",
                       "give the PATH of the stream");
@@ -72,13 +73,6 @@ const char* nameOf(Loss loss) noexcept
     return "";
 }
 
-/** Who reads has gone, and nothing more will be read: not only the next event's write finds that out. */
-bool isReaderGone() noexcept
-{
-    pollfd out{STDOUT_FILENO, 0, 0};
-    return ::poll(&out, 1, 0) == 1 && (out.revents & (POLLERR | POLLNVAL)) != 0;
-}
-
 class Follower {
 public:
     Follower(Output& output, const Words& words, Deadline deadline)
@@ -91,14 +85,15 @@ public:
     {
         while (words_.count == 0 || shown_ < words_.count) {
             const auto item = stream.next(nextLook());
-            if (isReaderGone()) throw Failure(kExitOutput, "nobody reads the result any more");
+            // Who reads has gone: not only the next event's write finds that out.
+            if (!qvtools::whyUnwritable().empty()) throw Failure(kExitOutput, "nobody reads the result any more");
             if (item)
                 show(*item);
             else if (const auto error = stream.error())
                 throw streamOver(stream.path(), *error);
             else if (stream.isStopped())
                 return;  // the interrupt ends the process
-            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough();
+            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough(stream);
         }
     }
 
@@ -114,9 +109,9 @@ private:
         if (!item.isEvent()) return showGap(item);
         ++shown_;
         if (output_.json()) {
-            output_.record({{"event", item.name ? Json(*item.name) : Json()},
-                            {"id", item.id ? Json(*item.id) : Json()},
-                            {"data", isJson(item.data) ? Json::parse(item.data) : Json(item.data)}});
+            output_.record(
+                {{"event", item.name ? Json(*item.name) : Json()}, {"id", item.id ? Json(*item.id) : Json()}}, "data",
+                asJsonText(item.data));
             return;
         }
         std::string line = item.data;
@@ -138,11 +133,21 @@ private:
                             "; the BMC's log has them");
     }
 
-    void checkEnough() const
+    void checkEnough(const EventStream& stream) const
     {
+        if (const auto refusal = stream.refusal(); refusal && shown_ == 0) throw notOpened(stream.path(), *refusal);
         if (words_.count != 0)
             throw Failure(kExitStreamOver, "only " + counted(shown_) + " of " + std::to_string(words_.count) +
                                                " came within " + std::to_string(words_.seconds) + " s");
+    }
+
+    /** Each try was refused, or reached nobody. */
+    Failure notOpened(const std::string& path, u16 http) const
+    {
+        const std::string within = path + " was not opened within " + std::to_string(words_.seconds) + " s";
+        if (http == 0) return Failure(kExitStreamOver, within, statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice);
+        const HttpRow& row = httpRow(http);
+        return Failure(kExitHttpError, within + ": HTTP " + std::to_string(http) + ' ' + row.reason, row.advice);
     }
 
     Failure streamOver(const std::string& path, const qvrfutil::Error& error) const
@@ -189,8 +194,9 @@ Opened openInTime(const Context& context, const Words& words, Deadline deadline)
         return opened.get();
     }
     report(Failure(kExitStreamOver, "the BMC did not answer within " + std::to_string(words.seconds) + " s",
-                   "a session that it still opens ends when its idle time is over"),
+                   "wait, or restart it; 'qvrfctl doctor' finds the step that hangs"),
            context.output.json());
+    context.interrupts.tidyUp(kTidying);
     std::fflush(nullptr);
     ::_exit(kExitStreamOver);  // the thread is in the library, and cannot be asked to leave it
 }

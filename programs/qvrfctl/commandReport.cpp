@@ -34,8 +34,8 @@ constexpr char           kReadMe[] =
     "platform.log             the end of the platform's debug log, where one is kept\n"
     "trace.txt                what the library wrote during one login and one GET\n"
     "\n"
-    "Passwords, tokens and keys were replaced by [removed]. Addresses, user names and serial numbers were not: look\n"
-    "through the files before you hand them on.\n";
+    "Known kinds of secrets (passwords, tokens, keys, community strings) were replaced by [removed]. Addresses, user\n"
+    "names and serial numbers were not: look through the files before you hand them on.\n";
 
 /** Secrets that are known by their value. Overwritten when they go. */
 struct Known {
@@ -79,17 +79,20 @@ std::string versions()
            system.release + ' ' + system.version + ' ' + system.machine + "\n" + contentOf("/etc/os-release", 4096);
 }
 
-std::string settings(const PlatformFile& file)
+/** Only what the platform uses: the file may have keys of other owners, passwords among them. */
+std::string settings(const qvtools::Configuration& platform)
 {
-    if (file.path.empty()) return "no configuration file\n";
-    return file.path + (file.problem.empty() ? "\n\n" + file.text : ": " + file.problem + "\n");
+    if (!platform.isTold) return "this platform does not tell its configuration\n";
+    const std::string fault = platform.fault();
+    return (platform.file.empty() ? "no file counts" : platform.file) + (fault.empty() ? "" : "\n" + fault) +
+           "\n\nhipm.endpoint=" + platform.endpoint + "\nsuptlib.logfile=" + platform.logFile +
+           "\nsecure.tokenkey=" + platform.tokenKey + '\n';
 }
 
-std::string platformLog(const PlatformFile& file)
+std::string platformLog(const qvtools::Configuration& platform)
 {
-    const std::string place = file.value("suptlib.vardatapath", "");
-    const std::string path  = file.value("suptlib.logfile", place.empty() ? "" : place + "/qvplatform.log");
-    const std::string text  = path.empty() || path == "stderr" ? "" : contentOf(path, kMostLog);
+    const bool        isFile = !platform.logFile.empty() && platform.logFile != "stderr";
+    const std::string text   = isFile ? contentOf(platform.logFile, kMostLog) : "";
     return text.empty() ? "no debug log: suptlib.loglevel and suptlib.logfile switch it on\n" : text;
 }
 
@@ -119,9 +122,9 @@ std::string timely(const char* format)
 
 void fill(Archive& archive, const Context& context, const Diagnosis& diagnosis)
 {
-    Known              known;
-    const PlatformFile platform = readPlatformFile();
-    known.add(contentOf(platform.value("secure.tokenkey", ""), 4096));
+    Known                        known;
+    const qvtools::Configuration platform = qvtools::configuration();
+    known.add(contentOf(platform.tokenKey, 4096));
     const std::string traced =
         diagnosis.overdue ? "no request was traced: a step of doctor still hangs\n" : trace(context, known);
     const auto add = [&](const char* name, const std::string& text) {
@@ -150,7 +153,8 @@ void makeReport(const Context& context, const std::string& file)
     else
         context.output.write(file + '\n');
     context.output.flush();
-    context.output.warning("secrets were removed; look through the archive all the same before you hand it on");
+    context.output.warning(
+        "known kinds of secrets were removed; look through the archive all the same before you hand it on");
     if (diagnosis.overdue) ::_exit(kExitOk);  // the hanging step still uses what the usual way out would take away
 }
 

@@ -96,11 +96,11 @@ void show(Output& output, const Words& words, const Answer& answer)
                   {"milliseconds", answer.elapsed.count()},
                   {"sessionRenewed", answer.renewed}};
     if (words.headers) document["headers"] = headersOf(answer.headers);
+    if (isDownload(words)) document["file"] = words.file;
     if (isDownload(words))
-        document["file"] = words.file;
+        output.document(document);
     else
-        document["body"] = isJson(answer.body) ? Json::parse(answer.body) : Json(answer.body);
-    output.document(document);
+        output.document(document, "body", asJsonText(answer.body));
 }
 
 Answer exchange(const Context& context, const Request& request)

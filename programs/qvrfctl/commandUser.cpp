@@ -1,17 +1,23 @@
 /** @file commandUser.cpp  qvrfctl user list, add and delete. */
+#include <fcntl.h>
+
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <thread>
 
 #include "accounts.h"
 #include "commands.h"
 #include "day/users.h"
 #include "oxarfutilHelper.h"
 #include "password.h"
+#include "process.h"
 #include "qvhipm.h"
 #include "qvstatus.h"
 #include "reach.h"
+#include "rundirectory.h"
 
 namespace qvrfctl {
 namespace {
@@ -72,27 +78,77 @@ u32 slotFor(const std::string& name)
     return slot;
 }
 
-void add(const Context& context, const Words& words)
-{
-    checkManageable(words.name);
-    const Password password;
+/** One change of users at a time on this host: a slot that is free to one is free to the other. */
+class UsersLock {
+public:
+    UsersLock()
     {
-        const Library library(context.target.generation);
-        needAnswerOverIpmi();
-        const s32 st = OXAConfigureBMCUser(slotFor(words.name), words.name.c_str(), password.text(),
-                                           words.privilege.c_str(), TRUE);
-        if (st != OXA_SUCCESS) throw libraryFailure("add the user " + words.name, st);
+        const std::string place = runDirectory();
+        if (place.empty()) return;
+        file_               = OwnFile(place + "/users", O_RDWR | O_CREAT);
+        const auto deadline = Clock::now() + kLongest;
+        while (file_ && !file_.lock()) {
+            if (Clock::now() >= deadline)
+                throw Failure(kExitLibrary, "another 'qvrfctl user' is at work", "wait for it");
+            std::this_thread::sleep_for(kPause);
+        }
     }
-    const bool checked = checkAdded(context, words);
-    if (context.output.json()) {
+
+private:
+    using Clock                    = std::chrono::steady_clock;
+    static constexpr auto kLongest = std::chrono::seconds(120);
+    static constexpr auto kPause   = std::chrono::milliseconds(50);
+
+    OwnFile file_;
+};
+
+/** @throws Failure; the name has its slot then, or somebody else took it */
+void configure(const Context& context, const Words& words, const Password& password)
+{
+    const Library library(context.target.generation);
+    needAnswerOverIpmi();
+    const u32 slot = slotFor(words.name);
+    const s32 st   = OXAConfigureBMCUser(slot, words.name.c_str(), password.text(), words.privilege.c_str(), TRUE);
+    if (st != OXA_SUCCESS) throw libraryFailure("add the user " + words.name, st);
+    if (BMCUserGetUserPresence(words.name.c_str()) == slot) return;
+    throw Failure(
+        kExitLibrary,
+        "cannot add the user " + words.name + ": slot " + std::to_string(slot) + " of the BMC does not have it",
+        "somebody else may change users: try again");
+}
+
+/** A user whose password nobody saw is of no use, and nobody knows of it. */
+void needReader()
+{
+    if (const std::string why = qvtools::whyUnwritable(); !why.empty())
+        throw Failure(kExitOutput, "cannot write the password: " + why + "; no user was made",
+                      "have standard output read");
+}
+
+void showPassword(const Context& context, const Words& words, const Password& password, bool checked)
+try {
+    if (context.output.json())
         context.output.document({{"name", words.name},
                                  {"privilege", words.privilege},
                                  {"password", password.text()},
                                  {"checked", checked}});
-    } else {
-        context.output.write(password.text());
-        context.output.write("\n");
-    }
+    else
+        context.output.write(password.text()), context.output.write("\n");
+    context.output.flush();
+} catch (const Failure& failure) {
+    throw Failure(kExitOutput,
+                  failure.what() + ("; the user " + words.name + " exists now, and nobody knows its password"),
+                  "'qvrfctl user add' again gives it a new one, 'qvrfctl user delete' removes it");
+}
+
+void add(const Context& context, const Words& words)
+{
+    checkManageable(words.name);
+    needReader();
+    const Password  password;
+    const UsersLock alone;
+    configure(context, words, password);
+    showPassword(context, words, password, checkAdded(context, words));
 }
 
 /** @return whether there was such a user. @throws Failure */
@@ -110,8 +166,9 @@ bool erase(const Context& context, const std::string& name)
 void remove(const Context& context, const Words& words)
 {
     checkManageable(words.name);
-    const bool deleted  = erase(context, words.name);
-    const auto accounts = words.unchecked ? std::nullopt : listed(context, words.name);
+    const UsersLock alone;
+    const bool      deleted  = erase(context, words.name);
+    const auto      accounts = words.unchecked ? std::nullopt : listed(context, words.name);
     if (accounts && !accounts->empty())
         throw Failure(kExitLibrary, "the BMC still has the user " + words.name + " (slot " + accounts->front().id + ")",
                       "only users in slots 3 to 16 can be deleted from the host");

@@ -1,6 +1,7 @@
 /** @file doctor.cpp  The table of steps, and the walk through it that ends in time. */
 #include "doctor.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <iterator>
@@ -79,6 +80,16 @@ void fillUp(std::vector<Finding>& findings)
                                    "the BMC is reached but hangs: wait, or restart it")});
     while (findings.size() < std::size(kSteps))
         findings.push_back({&kSteps[findings.size()], skipped("no time was left")});
+}
+
+/** What follows the first failure, warnings among it, may be its consequence: one next step, the right one. */
+void keepFirstRemedy(std::vector<Finding>& findings)
+{
+    const auto isFailed = [](const Finding& finding) { return finding.verdict.result == Result::failed; };
+    const auto first    = std::find_if(findings.begin(), findings.end(), isFailed);
+    if (first == findings.end()) return;
+    for (auto finding = findings.begin(); finding != findings.end(); ++finding)
+        if (finding != first) finding->verdict.todo.clear();
 }
 
 }  // namespace
@@ -164,12 +175,13 @@ Diagnosis examine(const Context& context, bool probes)
         shared->over                      = true;
         diagnosis.findings                = shared->findings;
     }
-    if (!diagnosis.overdue) {
+    if (diagnosis.overdue) {
+        walker.detach();
+        fillUp(diagnosis.findings);
+    } else {
         walker.join();
-        return diagnosis;
     }
-    walker.detach();
-    fillUp(diagnosis.findings);
+    keepFirstRemedy(diagnosis.findings);
     return diagnosis;
 }
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "linkstate.h"
-#include "platformfile.h"
+#include "platform.h"
 #include "session.h"
 #include "webprobe.h"
 
@@ -36,9 +36,9 @@ struct Patient {
     const Context& context;
     bool           probes;  ///< may do what changes something on the host
 
-    PlatformFile file;
-    std::string  bmcDevice;        ///< as the configuration has it, "device:/dev/ipmi0"
-    bool         answers = false;  ///< over IPMI
+    qvtools::Configuration configuration;
+    std::string            bmcDevice;        ///< as the configuration has it, "device:/dev/ipmi0"
+    bool                   answers = false;  ///< over IPMI
 
     std::optional<Endpoint>   endpoint;  ///< of the web server
     std::optional<u8>         mode;
@@ -75,7 +75,8 @@ struct Finding {
     Verdict     verdict;
 };
 
-/** One verdict for each step, in their order. */
+/** One verdict for each step, in their order. Of the steps that failed the first alone says what to do: the others'
+ * trouble may be no more than its consequence. */
 struct Diagnosis {
     std::vector<Finding> findings;
     bool                 overdue = false;  ///< a step still hangs on a thread of its own: end the process with _exit()

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
 #include "doctor.h"
 #include "reach.h"
@@ -18,6 +17,11 @@ namespace {
 
 constexpr char kDevice[] = "device:";
 constexpr char kUnix[]   = "unix:";
+
+/** Shorter texts than a version say that there is no package, here as for the update tool. */
+constexpr std::size_t kLongestNoVersion = 4;
+
+constexpr char kNoDevice[] = "the configuration cannot be used";
 
 bool begins(const std::string& text, const char* opening)
 {
@@ -65,19 +69,22 @@ void learnEndpoint(Patient& patient)
     if (!port.empty()) patient.endpoint = Endpoint{address, port, address.find(':') != address.npos};
 }
 
+/** The configuration, the device and the right to it are in order: the steps before have looked at them. */
+Verdict silent()
+{
+    const auto why = qvtools::whyUnreached("the BMC may be restarting: wait a minute, then restart it");
+    return failed("the BMC does not answer over IPMI" + inBrackets(why.cause), why.advice);
+}
+
 }  // namespace
 
 Verdict checkConfiguration(Patient& patient)
 {
-    patient.file      = readPlatformFile();
-    patient.bmcDevice = patient.file.value("hipm.endpoint", "device:/dev/ipmi0");
-    if (patient.file.path.empty()) return ok("no file: the platform's defaults count");
-    if (!patient.file.problem.empty())
-        return failed(patient.file.path + ": " + patient.file.problem,
-                      "mend this file, or name another with QVPLATFORM_CONFIG");
-    if (begins(patient.bmcDevice, "tcp:") || begins(pathOf(patient.bmcDevice), "/")) return ok(patient.file.path);
-    return failed(patient.file.path + ": hipm.endpoint is '" + patient.bmcDevice + "'",
-                  "it is device:/PATH, unix:/PATH or tcp:HOST:PORT, with an absolute path");
+    const qvtools::Configuration& told = patient.configuration = qvtools::configuration();
+    patient.bmcDevice                                          = told.isTold ? told.endpoint : "device:/dev/ipmi0";
+    if (!told.isTold) return skipped("this platform does not tell its configuration");
+    if (!told.fault().empty()) return failed(told.fault(), qvtools::kMendConfiguration);
+    return ok(told.file.empty() ? "no file: the platform's defaults count" : told.file);
 }
 
 Verdict checkLibraries(Patient&)
@@ -94,16 +101,18 @@ Verdict checkLibraries(Patient&)
 
 Verdict checkModule(Patient& patient)
 {
+    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
     if (!begins(patient.bmcDevice, kDevice)) return skipped("not needed: the BMC is at " + patient.bmcDevice);
     if (::access("/sys/class/ipmi", F_OK) == 0 || ::access("/sys/module/ipmi_devintf", F_OK) == 0)
         return ok("ipmi_devintf is loaded");
-    return failed("the kernel's IPMI device interface is not loaded", "sudo modprobe ipmi_devintf ipmi_si");
+    return failed("the kernel's IPMI device interface is not loaded", "sudo modprobe -a ipmi_devintf ipmi_si");
 }
 
 Verdict checkDevice(Patient& patient)
 {
     const std::string path = pathOf(patient.bmcDevice);
     struct stat       about {};
+    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
     if (path.empty()) return skipped("not needed: the BMC is at " + patient.bmcDevice);
     if (::stat(path.c_str(), &about) != 0)
         return failed(path + ": " + std::strerror(errno),
@@ -116,6 +125,7 @@ Verdict checkDevice(Patient& patient)
 Verdict checkPermission(Patient& patient)
 {
     const std::string path = pathOf(patient.bmcDevice);
+    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
     if (path.empty()) return skipped("not needed: the BMC is at " + patient.bmcDevice);
     if (::access(path.c_str(), F_OK) != 0) return skipped("there is no " + path);
     if (::eaccess(path.c_str(), R_OK | W_OK) == 0) return ok("this user may read and write it");
@@ -129,8 +139,8 @@ Verdict checkFirmware(Patient& patient)
     const s32 st    = APMDiscoveryGetTorvoFwVersion(&major, &minor);
     patient.answers = !isSilence(st);
     learnEndpoint(patient);
-    if (!patient.answers)
-        return failed(noAnswerOverIpmi().what(), "see the steps before; restart the BMC when they are ok");
+    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
+    if (!patient.answers) return silent();
     if (st != 0) return failed(discoveryReason(st), "look into the BMC's log");
     const std::string version = std::to_string(major) + '.' + std::to_string(minor);
     if (major > 6 || (major == 6 && minor >= 10)) return ok(version);
@@ -143,7 +153,8 @@ Verdict checkPackage(Patient& patient)
     if (!patient.answers) return skipped("the BMC does not answer over IPMI");
     if (const s32 st = APMDiscoveryGetOxaPloxVersion(version.data()); st != 0)
         return warning("not told: " + discoveryReason(st), "a BMC without an update package has none to tell");
-    return ok(version.data());
+    if (std::strlen(version.data()) > kLongestNoVersion) return ok(version.data());
+    return warning("the BMC holds no update package", "put one on the BMC where it is to update this host's agent");
 }
 
 Verdict checkAgent(Patient& patient)

@@ -25,13 +25,14 @@ constexpr int  kMany       = 4;
 const char kNoSession[] = "there is no session";
 
 /** The resource at @p path. @throws Failure */
-Json read(Patient& patient, const std::string& path)
+nlohmann::json read(Patient& patient, const std::string& path)
 {
     const Request request{QVRFUTIL_REQUEST_GET, path, {}, false, {}};
     const Answer  answer = send(*patient.session, request);
     if (answer.http >= 400) throw httpFailure(request, answer);
-    if (!isJson(answer.body)) throw Failure(kExitLibrary, path + " is not JSON");
-    return Json::parse(answer.body);
+    auto json = fromBmc(answer.body);
+    if (json.is_null()) throw Failure(kExitLibrary, path + " is not JSON");
+    return json;
 }
 
 /** Seconds since 1970 after "2026-01-31T12:00:00+00:00"; -1 when it is none. */
@@ -49,7 +50,7 @@ std::time_t clockOf(Patient& patient)
     if (!patient.root.date.empty()) return ::curl_getdate(patient.root.date.c_str(), nullptr);
     if (!patient.session) return -1;
     try {
-        const Json manager = read(patient, read(patient, kManagers).at("Members").at(0).at("@odata.id"));
+        const auto manager = read(patient, read(patient, kManagers).at("Members").at(0).at("@odata.id"));
         return timeOf(manager.at("DateTime").get<std::string>());
     } catch (const std::exception&) {
         return -1;
@@ -87,7 +88,7 @@ Verdict checkSession(Patient& patient)
 Verdict checkEvents(Patient& patient)
 {
     if (!patient.session) return skipped(kNoSession);
-    const Json service = read(patient, kEvents);
+    const auto service = read(patient, kEvents);
     const auto stream  = service.find("ServerSentEventUri");
     if (stream == service.end() || !stream->is_string())
         return warning("the event service announces no stream", "'qvrfctl events' needs the PATH of one");
@@ -111,7 +112,7 @@ Verdict checkSessionsLeft(Patient& patient)
 {
     if (!patient.session) return skipped(kNoSession);
     const bool newer   = *patient.generation == Generation::newer;
-    const Json all     = read(patient, newer ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions");
+    const auto all     = read(patient, newer ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions");
     const auto members = all.find("Members");
     const int  others  = members != all.end() && members->is_array() ? static_cast<int>(members->size()) - 1 : 0;
     patient.session.reset();  // the last that needs it

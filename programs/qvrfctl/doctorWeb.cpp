@@ -25,7 +25,7 @@ WebProbe probeOf(const Patient& patient)
 /** Where the service root says that sessions are; empty when it does not. */
 std::string sessionsOf(const WebAnswer& root)
 {
-    const Json json = isJson(root.body) ? Json::parse(root.body) : Json();
+    const auto json = fromBmc(root.body);
     try {
         return json.at("Links").at("Sessions").at("@odata.id").get<std::string>();
     } catch (const Json::exception&) {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "librarylog.h"
-
+#include "platform.h"
 #include "qvrfutil_status.hpp"
 
 namespace qvrfctl {
@@ -143,23 +143,35 @@ Failure failureOf(std::string_view what, s32 status, const std::string& meaning,
                    advice, name, status);
 }
 
-/** What was written about a cause that the status does not tell: the BMC's device, the token's key, the transfer. */
-std::string causeOf(s32 status, ExitStatus exit)
+/** What is known of a failure beyond its status. */
+struct Explained {
+    std::string cause;
+    std::string advice;
+};
+
+/** A cause that the status does not tell: the way to the BMC, the token's key, the transfer. */
+Explained explained(const StatusRow& row)
 {
-    if (status == QVRFUTIL_CURL_FAILED) return transferError();
-    const char*       opening = exit == kExitUnreachable                        ? "[HIPM] "
-                                : status == OXA_REDFISH_TOKEN_GENERATION_FAILED ? "readTokenKey : "
-                                                                                : nullptr;
-    const std::string word    = opening != nullptr ? newestLibraryError(opening) : std::string();
-    return word.empty() ? word : " (" + word + ')';
+    if (row.status == QVRFUTIL_CURL_FAILED) return {transferError(), row.advice};
+    const bool needsToken = row.status == OXA_REDFISH_TOKEN_GENERATION_FAILED;
+    if (row.exit != kExitUnreachable && !needsToken) return {"", row.advice};
+    const auto way = qvtools::whyUnreached(row.advice);
+    if (way.cause.empty() && needsToken) return {inBrackets(newestLibraryError("readTokenKey : ")), row.advice};
+    return {inBrackets(way.cause), way.advice};
 }
 
 }  // namespace
 
+std::string inBrackets(const std::string& text)
+{
+    return text.empty() ? text : " (" + text + ')';
+}
+
 Failure libraryFailure(std::string_view what, s32 status)
 {
     const StatusRow row = statusRow(status);
-    return failureOf(what, status, row.meaning + causeOf(status, row.exit), row.advice, row.exit);
+    const Explained why = explained(row);
+    return failureOf(what, status, row.meaning + why.cause, why.advice, row.exit);
 }
 
 Failure libraryFailure(std::string_view what, s32 status, const std::string& meaning, const char* advice)
@@ -183,12 +195,12 @@ long numberBehind(const std::string& line, const std::string& opening)
     return line.compare(0, opening.size(), opening) == 0 ? std::strtol(line.c_str() + opening.size(), nullptr, 10) : 0;
 }
 
-struct Told {
+struct Meaning {
     std::string meaning;
     std::string advice;
 };
 
-Told toldBy(const LoginCause& cause, const StatusRow& row)
+Meaning meaningOf(const LoginCause& cause, const StatusRow& row)
 {
     if (cause.kind == LoginCause::Kind::http)
         return {"the BMC answered the login with HTTP " + std::to_string(cause.number) + ' ' +
@@ -214,17 +226,21 @@ LoginCause loginCause(const std::vector<std::string>& errors)
     return cause;
 }
 
-std::string transferError()
+long transferCode()
 {
     constexpr char opening[] = " failed with ";
     const auto     errors    = libraryErrors();
     for (auto line = errors.rbegin(); line != errors.rend(); ++line) {
         const auto at = line->find("The curl API set ") != line->npos ? line->find(opening) : line->npos;
-        if (at == line->npos) continue;
-        const long code = numberBehind(line->substr(at), opening);
-        return std::string(" (") + ::curl_easy_strerror(static_cast<CURLcode>(code)) + ')';
+        if (at != line->npos) return numberBehind(line->substr(at), opening);
     }
-    return {};
+    return CURLE_OK;
+}
+
+std::string transferError()
+{
+    const long code = transferCode();
+    return code == CURLE_OK ? std::string() : inBrackets(::curl_easy_strerror(static_cast<CURLcode>(code)));
 }
 
 Failure sessionFailure(s32 status)
@@ -233,15 +249,16 @@ Failure sessionFailure(s32 status)
     const bool       isRefusal = status == QVRFUTIL_FAILURE || status == OXA_BMC_SESSION_CREATION_FAILED;
     const StatusRow  row       = statusRow(isRefusal ? OXA_BMC_SESSION_CREATION_FAILED : status);
     const ExitStatus exit      = row.exit == kExitLibrary ? kExitNoSession : row.exit;
-    const Told       told      = isRefusal ? toldBy(loginCause(libraryErrors()), row) : Told{row.meaning, row.advice};
-    return failureOf("open a Redfish session", status, told.meaning + causeOf(status, exit), told.advice, exit);
+    const Explained  why       = explained(row);
+    const Meaning    told = isRefusal ? meaningOf(loginCause(libraryErrors()), row) : Meaning{row.meaning, why.advice};
+    return failureOf("open a Redfish session", status, told.meaning + why.cause, told.advice, exit);
 }
 
 Failure noAnswerOverIpmi()
 {
     const StatusRow row = statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED);
-    return Failure(kExitUnreachable, "the BMC does not answer over IPMI" + causeOf(row.status, row.exit), row.advice,
-                   row.name, row.status);
+    const Explained why = explained(row);
+    return Failure(kExitUnreachable, "the BMC does not answer over IPMI" + why.cause, why.advice, row.name, row.status);
 }
 
 std::string discoveryReason(s32 status)

@@ -85,8 +85,13 @@ struct LoginCause {
 /** Of several attempts the one that got an answer counts: it came further than one that reached nobody. */
 LoginCause loginCause(const std::vector<std::string>& errors);
 
+/** libcurl's result of the newest transfer that failed; 0 when the library wrote none. */
+long transferCode();
 /** libcurl's error of the newest transfer that failed, " (Timeout was reached)"; empty when the library wrote none. */
 std::string transferError();
+
+/** " (TEXT)", or nothing for nothing. */
+std::string inBrackets(const std::string& text);
 
 /** What the result of a discovery operation means, in a few words: "the BMC refused (completion code 0xc1: ...)". */
 std::string discoveryReason(s32 status);

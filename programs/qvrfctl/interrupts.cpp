@@ -12,6 +12,11 @@
 namespace qvrfctl {
 namespace {
 
+/** For a login that is under way: its session cannot be closed before the BMC has answered. */
+constexpr Interrupts::Patience kPatience{20000};
+/** Who gave a time does not wait for the BMC on top of it. */
+constexpr Interrupts::Patience kTimeIsOver{2500};
+
 /** Tells the waiting thread that the work is done. Not one of the signals that end() lets through. */
 constexpr int kOver = SIGUSR1;
 /** Tells it that there is a limit now. */
@@ -88,12 +93,12 @@ void Interrupts::wait() noexcept
     }
 }
 
-void Interrupts::tidyUp() noexcept
+void Interrupts::tidyUp(Patience patience) noexcept
 {
     turn_.lock();  // for good: the work does not go on
     try {
         if (stop_) stop_();
-        if (close_) close_();
+        if (close_) close_(patience);
     } catch (...) {
         std::fputs("qvrfctl: the session could not be closed\n", stderr);
     }
@@ -104,7 +109,7 @@ void Interrupts::end(int signal) noexcept
 {
     ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);  // the next one has its usual effect
     sayBesideProgress("qvrfctl: interrupted, closing what is open", true);
-    tidyUp();
+    tidyUp(kPatience);
     ::_exit(128 + signal);
 }
 
@@ -113,7 +118,7 @@ void Interrupts::endInTime() noexcept
     ::pthread_sigmask(SIG_UNBLOCK, &kEnding, nullptr);
     const int status = tell_();
     std::fflush(stdout);
-    tidyUp();
+    tidyUp(kTimeIsOver);
     ::_exit(status);
 }
 

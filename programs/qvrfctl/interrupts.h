@@ -18,6 +18,8 @@ namespace qvrfctl {
  */
 class Interrupts {
 public:
+    using Patience = std::chrono::milliseconds;
+
     Interrupts();
     ~Interrupts();
     Interrupts(Interrupts&&) = delete;
@@ -33,11 +35,13 @@ public:
     {
         stop_ = std::move(stop);
     }  ///< what runs in the background; first
-    void onInterruptClose(std::function<void()> close) { close_ = std::move(close); }
+    void onInterruptClose(std::function<void(Patience)> close) { close_ = std::move(close); }  ///< what the BMC holds
     void onInterruptRemove(std::string path) { file_ = std::move(path); }
 
     /** Once: ends the process after @p time in the same way, with the status that @p tell returns. Not under hold(). */
     void endAfter(std::chrono::seconds time, std::function<int()> tell);
+    /** Tidies up within @p patience as after a signal, for one who then ends the process: hold() does not return. */
+    void tidyUp(Patience patience) noexcept;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -46,18 +50,17 @@ private:
     int               next() noexcept;
     [[noreturn]] void end(int signal) noexcept;
     [[noreturn]] void endInTime() noexcept;
-    void              tidyUp() noexcept;
     Clock::duration   left() noexcept;
 
-    std::mutex            turn_;
-    std::function<void()> stop_;
-    std::function<void()> close_;
-    std::string           file_;
-    std::mutex            limit_;
-    Clock::time_point     until_ = Clock::time_point::max();
-    std::function<int()>  tell_;
-    std::atomic<bool>     over_{false};
-    std::thread           thread_;
+    std::mutex                    turn_;
+    std::function<void()>         stop_;
+    std::function<void(Patience)> close_;
+    std::string                   file_;
+    std::mutex                    limit_;
+    Clock::time_point             until_ = Clock::time_point::max();
+    std::function<int()>          tell_;
+    std::atomic<bool>             over_{false};
+    std::thread                   thread_;
 };
 
 }  // namespace qvrfctl

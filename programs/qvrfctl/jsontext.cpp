@@ -1,4 +1,5 @@
-/** @file jsontext.cpp  Indents JSON without reading its values, and finds the message in an error body. */
+/** @file jsontext.cpp  Indents JSON, or puts it on a line, without reading its values, and finds the message in an
+ * error body. */
 #include "jsontext.h"
 
 #include <algorithm>
@@ -10,7 +11,8 @@ namespace {
 constexpr std::size_t kIndent        = 2;
 constexpr std::size_t kDeepestIndent = 32;  // deeper ones stand below each other
 constexpr std::size_t kDeepest       = 256;
-constexpr std::size_t kLongest       = 500;
+constexpr std::size_t kLongest       = 64u * 1024 * 1024;
+constexpr std::size_t kLongestSaid   = 500;
 
 /** Whether more than @p deepest brackets outside strings are open at any place. */
 bool isDeeper(std::string_view json, std::size_t deepest) noexcept
@@ -31,9 +33,32 @@ bool isDeeper(std::string_view json, std::size_t deepest) noexcept
     return depth > deepest;
 }
 
-class Indenter {
+}  // namespace
+
+std::size_t balanced(std::string_view text) noexcept
+{
+    std::size_t depth    = 0;
+    bool        inString = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char c = text[at];
+        if (inString && c == '\\')
+            ++at;
+        else if (c == '"')
+            inString = !inString;
+        else if (!inString && (c == '{' || c == '['))
+            ++depth;
+        else if (!inString && (c == '}' || c == ']') && --depth == 0)
+            return at + 1;
+    }
+    return 0;
+}
+
+namespace {
+
+/** The same values on one line, or a line each. */
+class Rewriter {
 public:
-    explicit Indenter(std::string_view json) : json_(json) {}
+    Rewriter(std::string_view json, bool indents) : json_(json), indents_(indents) {}
 
     std::string run()
     {
@@ -46,6 +71,7 @@ private:
 
     void newLine()
     {
+        if (!indents_) return;
         text_ += '\n';
         text_.append(std::min(depth_, kDeepestIndent) * kIndent, ' ');
     }
@@ -91,7 +117,7 @@ private:
                 text_ += ',';
                 newLine();
                 break;
-            case ':': text_ += ": "; break;
+            case ':': text_ += indents_ ? ": " : ":"; break;
             default:
                 if (!isBlank(c)) text_ += c;
         }
@@ -99,6 +125,7 @@ private:
     }
 
     std::string_view json_;
+    bool             indents_;
     std::string      text_;
     std::size_t      at_    = 0;
     std::size_t      depth_ = 0;
@@ -108,26 +135,42 @@ private:
 
 bool isJson(std::string_view text)
 {
-    return text.find('\0') == text.npos && !isDeeper(text, kDeepest) && nlohmann::json::accept(text);
+    return text.size() <= kLongest && text.find('\0') == text.npos && !isDeeper(text, kDeepest) &&
+           nlohmann::json::accept(text);
+}
+
+nlohmann::json fromBmc(std::string_view text)
+{
+    return isJson(text) ? nlohmann::json::parse(text) : nlohmann::json();
+}
+
+std::string jsonTextOf(const nlohmann::ordered_json& value)
+{
+    return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::string asJsonText(std::string_view sent)
+{
+    return isJson(sent) ? Rewriter(sent, false).run() : jsonTextOf(nlohmann::ordered_json(std::string(sent)));
 }
 
 std::string indented(std::string_view json)
 {
-    return Indenter(json).run();
+    return Rewriter(json, true).run();
 }
 
 std::string redfishMessage(std::string_view body)
 {
-    const auto json = nlohmann::json::parse(body, nullptr, false);
+    const auto json = fromBmc(body);
     if (!json.is_object() || !json.contains("error") || !json["error"].is_object()) return {};
     const auto& error    = json["error"];
     const auto  extended = error.find("@Message.ExtendedInfo");
     if (extended != error.end() && extended->is_array())
         for (const auto& info : *extended)
             if (info.is_object() && info.contains("Message") && info["Message"].is_string())
-                return info["Message"].get<std::string>().substr(0, kLongest);
+                return info["Message"].get<std::string>().substr(0, kLongestSaid);
     if (error.contains("message") && error["message"].is_string())
-        return error["message"].get<std::string>().substr(0, kLongest);
+        return error["message"].get<std::string>().substr(0, kLongestSaid);
     return {};
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 #include "commands.h"
@@ -12,6 +13,7 @@
 #include "librarylog.h"
 #include "process.h"
 #include "suggestion.h"
+#include "wrapped.h"
 
 namespace qvrfctl {
 namespace {
@@ -23,9 +25,9 @@ constexpr char kFooter[] =
     "  qvrfctl doctor                        what is wrong when nothing works\n"
     "  qvrfctl help user                     how to manage users\n"
     "\n"
-    "Exit status: 0 done; 1 the library or the BMC failed; 2 wrong usage, nothing was sent; 3 no answer over IPMI;\n"
-    "4 no Redfish session; 5 HTTP status of 400 or above; 6 the result could not be written;\n"
-    "7 carried out, but the answer did not fit; 8 the event stream was over early;\n"
+    "Exit status: 0 done; 1 the library or the BMC failed; 2 wrong usage, nothing was sent; 3 no answer over IPMI; "
+    "4 no Redfish session; 5 HTTP status of 400 or above; 6 the result could not be written; "
+    "7 carried out, but the answer did not fit; 8 the event stream was over early; "
     "9 no USB NIC, or the BMC does not answer on it; from 11 on the step of doctor that failed. See qvrfctl(1).";
 
 struct Parsed {
@@ -34,6 +36,7 @@ struct Parsed {
     Action                   action;
     std::vector<std::string> helpOn;
     std::string              note;  ///< about the file of settings
+    std::string              told;  ///< the help, or the version, that was all there was to do
 };
 
 // ---- wrong command lines ----------------------------------------------------------------------------------------
@@ -72,7 +75,7 @@ Failure unknownWord(const CLI::App& app, const std::string& word)
     const CLI::App&   at       = namedIn(app);
     const bool        isOption = word.front() == '-';
     const auto        known    = isOption ? optionNames(at) : commandNames(at);
-    const std::string meant    = nearest(word.substr(0, word.find('=')), known);
+    const std::string meant    = qvtools::nearest(word.substr(0, word.find('=')), known);
     const char*       kind     = isOption ? "option" : known.empty() ? "word" : "command";
     return wrongUsage(std::string("unknown ") + kind + " '" + word + "'",
                       meant.empty() ? "see 'qvrfctl help" + callOf(at) + "'" : "did you mean '" + meant + "'?");
@@ -87,18 +90,18 @@ Failure parseFailure(const CLI::App& app, const CLI::ParseError& error)
 
 // ---- the command line -------------------------------------------------------------------------------------------
 
-void showHelp(CLI::App& app, const std::vector<std::string>& words)
+std::string helpOn(CLI::App& app, const std::vector<std::string>& words)
 {
     CLI::App* about = &app;
     for (const std::string& word : words) {
         const auto names = commandNames(*about);
         if (std::find(names.begin(), names.end(), word) == names.end())
             throw wrongUsage("no help: there is no command '" + word + "'",
-                             "did you mean '" + nearest(word, names) + "'?");
+                             "did you mean '" + qvtools::nearest(word, names) + "'?");
         about = about->get_subcommand(word);
     }
     std::string call = about->get_parent() != nullptr ? "qvrfctl" + callOf(*about->get_parent()) : "";
-    std::fputs(about->help(call).c_str(), stdout);
+    return qvtools::wrapped(about->help(call));
 }
 
 /** @return false when all there was to do is done (help, --version); throws Failure for a wrong command line */
@@ -122,12 +125,14 @@ bool parse(Parsed& parsed, int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& done) {
-        app.exit(done);
+        std::ostringstream text;
+        app.exit(done, text, text);
+        parsed.told = qvtools::wrapped(text.str());
         return false;
     } catch (const CLI::ParseError& error) {
         throw parseFailure(app, error);
     }
-    if (help->parsed()) showHelp(app, parsed.helpOn);
+    if (help->parsed()) parsed.told = helpOn(app, parsed.helpOn);
     if (help->parsed()) return false;
     for (auto& [sub, action] : actions)
         if (sub->parsed()) parsed.action = std::move(action);
@@ -149,9 +154,12 @@ int run(int argc, char** argv)
     Parsed                  parsed;
     std::unique_ptr<Output> output;
     try {
-        if (!parse(parsed, argc, argv)) return kExitOk;
-        output = std::make_unique<Output>(parsed.options.style);
+        const bool hasCommand = parse(parsed, argc, argv);
+        output                = std::make_unique<Output>(parsed.options.style);
         if (!parsed.note.empty()) output->note(parsed.note);
+        output->write(parsed.told);
+        output->flush();
+        if (!hasCommand) return kExitOk;
         const Target target = targetOf(parsed.options);
         Interrupts   interrupts;
         parsed.action({parsed.options, target, *output, interrupts});
@@ -169,7 +177,7 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    qvtools::beginProcess();
+    qvtools::settleProcess();
     // "| head" must not end the program before its session is closed: the write fails instead.
     ::signal(SIGPIPE, SIG_IGN);
     try {

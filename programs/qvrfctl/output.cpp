@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "jsontext.h"
+#include "process.h"
 #include "progress.h"
 #include "qvrfutil_status.hpp"
 
@@ -19,10 +20,17 @@ namespace {
 
 constexpr std::size_t kLabelWidth = 22;
 
-std::string dumped(const Json& json, bool indent)
+std::string withMember(std::string object, std::string_view key, std::string_view value)
 {
-    // A BMC's text need not be UTF-8; a document must be.
-    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    object.pop_back();
+    if (object.size() > 1) object += ',';
+    return object.append("\"").append(key).append("\":").append(value) += '}';
+}
+
+std::string dumped(const Json& json, std::string_view lastKey, std::string_view lastValue, bool indent)
+{
+    std::string text = jsonTextOf(json);
+    if (!lastKey.empty()) text = withMember(std::move(text), lastKey, lastValue);
     return (indent ? indented(text) : text) + '\n';
 }
 
@@ -67,18 +75,19 @@ void Output::write(std::string_view text, Colour colour)
 
 void Output::put(std::string_view text)
 {
+    hasWritten_ = hasWritten_ || !text.empty();
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) fail(errno);
 }
 
-void Output::document(const Json& json)
+void Output::document(const Json& json, std::string_view lastKey, std::string_view lastValue)
 {
-    write(dumped(json, indents_));
+    write(dumped(json, lastKey, lastValue, indents_));
     hasDocument_ = true;
 }
 
-void Output::record(const Json& json)
+void Output::record(const Json& json, std::string_view lastKey, std::string_view lastValue)
 {
-    write(dumped(json, false));
+    write(dumped(json, lastKey, lastValue, false));
     flush();
 }
 
@@ -94,6 +103,7 @@ void Output::body(std::string_view body)
 void Output::flush()
 {
     if (std::fflush(stdout) != 0) fail(errno);
+    if (hasWritten_ && qvtools::hasNoOutput()) fail(EBADF);
 }
 
 void Output::clear()
@@ -143,7 +153,7 @@ try {
         error["status"] = failure.status();
         error["name"]   = failure.name();
     }
-    const std::string text  = dumped(Json{{"error", error}}, false);
+    const std::string text  = dumped(Json{{"error", error}}, {}, {}, false);
     const std::string shown = ::isatty(STDOUT_FILENO) == 1 ? harmless(text) : text;
     std::fwrite(shown.data(), 1, shown.size(), stdout);
     std::fflush(stdout);

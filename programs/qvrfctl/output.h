@@ -32,9 +32,12 @@ public:
     void write(std::string_view text);
     /** The text in a colour, where standard output shows colours and NO_COLOR is not set. */
     void write(std::string_view text, Colour colour);
-    void document(const Json& json);
+    void document(const Json& json) { document(json, {}, {}); }
+    /** The same with one member more, whose value is JSON text already: a body stays as the BMC wrote it. */
+    void document(const Json& json, std::string_view lastKey, std::string_view lastValue);
     /** One JSON document of many: on one line whatever the style, and flushed. */
-    void record(const Json& json);
+    void record(const Json& json) { record(json, {}, {}); }
+    void record(const Json& json, std::string_view lastKey, std::string_view lastValue);
     /** A body as it came; indented for a reader when it is JSON. */
     void body(std::string_view body);
     /** Whatever still stands in buffers. */
@@ -53,6 +56,7 @@ private:
     bool        indents_;
     bool        colours_;
     bool        hasDocument_ = false;
+    bool        hasWritten_  = false;
 };
 
 /**

@@ -1,9 +1,12 @@
 /** @file request.cpp  Puts a request to the layer and words what comes back. */
 #include "request.h"
 
+#include <curl/curl.h>
+
 #include <optional>
 
 #include "jsontext.h"
+#include "librarylog.h"
 #include "progress.h"
 
 namespace qvrfctl {
@@ -34,6 +37,15 @@ constexpr Told kTold[]      = {
          {Road::open, QVRFUTIL_CURL_FAILED, "the BMC gave no complete answer", kCheckLink},
 };
 
+/** The file did not take what came: while it came, or its last bytes. */
+bool isUnwritten(s32 status)
+{
+    if (status == QVRFUTIL_CURL_FAILED) return transferCode() == CURLE_WRITE_ERROR;
+    const auto errors = libraryErrors();
+    return status == QVRFUTIL_FAILURE && !errors.empty() &&
+           errors.back().find("Error in writing the file") != std::string::npos;
+}
+
 Failure judged(const Request& request, const qvrfutil::Error& error)
 {
     const std::string what = whatItIs(request);
@@ -41,7 +53,11 @@ Failure judged(const Request& request, const qvrfutil::Error& error)
         return Failure(kExitAnswerTooLong,
                        what + " was answered with HTTP " + std::to_string(error.http) + ": " + error.meaning,
                        error.remedy + " with 'qvrfctl get'", error.name(), error.status);
-    if (request.road == Road::session && !request.file.empty() && error.status == QVRFUTIL_CURL_FAILED)
+    const bool isDownload = request.road == Road::session && !request.file.empty();
+    if (isDownload && isUnwritten(error.status))
+        return Failure(kExitOutput, "cannot write " + request.file + ": no space left there, or a limit was reached",
+                       "free some space; the file was left as it is");
+    if (isDownload && error.status == QVRFUTIL_CURL_FAILED)
         return libraryFailure("download " + request.path + " to " + request.file, error.status,
                               "the transfer was not completed" + transferError() + "; the file was left as it is",
                               kCheckLink);
@@ -103,7 +119,9 @@ const char* methodName(QVRFUTILRequestType type) noexcept
 
 Answer send(Session& session, const Request& request)
 {
-    return answerOf(session.context(), request, sendBy(session, request));
+    Answer answer = answerOf(session.context(), request, sendBy(session, request));
+    if (answer.renewed) session.renewNote();
+    return answer;
 }
 
 Answer send(const Context& context, const OpenAccess& access, const Request& request)

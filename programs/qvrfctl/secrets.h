@@ -9,9 +9,10 @@
 namespace qvrfctl {
 
 /**
- * @p text with "[removed]" for each of @p known, for what follows a word such as "password" or "token" on its line, for
- * private keys in their armour, and for every word that looks like a token: long, of letters and digits. Rather too
- * much goes than too little.
+ * @p text with "[removed]" for each of @p known; in JSON for the values of keys such as "Password" or
+ * "CommunityString"; elsewhere for what follows such a word on its line, or on the next one when nothing does; for
+ * private keys in their armour, for user and password in a URL, and for every word that looks like a token: long, of
+ * letters and digits. Rather too much goes than too little; a secret of none of these kinds stays.
  */
 std::string withoutSecrets(std::string_view text, const std::vector<std::string>& known = {});
 

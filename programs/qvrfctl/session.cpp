@@ -4,11 +4,20 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
+#include "librarylog.h"
+#include "platform.h"
+#include "reach.h"
+
 namespace qvrfctl {
 namespace {
+
+// Together they keep what comes behind a signal, or behind the time of "events", below 3 s.
+constexpr qvrfutil::Duration kClosing{2000};
+constexpr qvrfutil::Duration kSettling{500};
 
 Generation wanted(const Target& target)
 {
@@ -19,6 +28,7 @@ qvrfutil::ClientOptions clientOptions(const Context& context)
 {
     qvrfutil::ClientOptions options;
     options.generation = wanted(context.target);
+    options.settle     = kSettling;
     if (context.target.endpoint)
         options.endpoint = qvrfutil::Endpoint{context.target.endpoint->address, context.target.endpoint->port};
     options.onRenewal = [&output = context.output](const std::string& what) {
@@ -54,12 +64,22 @@ Failure notFound(const qvrfutil::Error& error)
     if (error.cause == 0 || (error.status != OXA_BMC_CMD_NO_IPADDRESS && !noPort))
         return Failure(kExitLibrary, "the BMC told an endpoint that cannot be used: " + error.meaning,
                        error.remedy + ", or use --generation old, which finds it by itself");
-    const char* const what = noPort ? "HTTPS port: " : "address: ";
-    const std::string advice =
-        noPort ? "give --address and --port, or use --generation old"
-               : statusRow(OXA_BMC_CMD_IPMI_ACCESS_FAILED).advice + std::string(", or give --address");
-    return Failure(kExitUnreachable, std::string("cannot find the BMC's ") + what + discoveryReason(error.cause),
-                   advice, error.name(), error.status);
+    const std::string what = std::string("cannot find the BMC's ") + (noPort ? "HTTPS port: " : "address: ");
+    if (isSilence(error.cause) || qvtools::isUnreached()) {
+        const Failure silence = noAnswerOverIpmi();
+        return Failure(kExitUnreachable, what + silence.what(), silence.advice(), error.name(), error.status);
+    }
+    const char* const advice = noPort ? "give --address and --port, or use --generation old"
+                                      : "switch the BMC's USB NIC on, or give --address";
+    return Failure(kExitUnreachable, what + discoveryReason(error.cause), advice, error.name(), error.status);
+}
+
+/** Whether the BMC refused the login because it has no session left to give. */
+bool isExhausted()
+{
+    constexpr long   kServiceUnavailable = 503;
+    const LoginCause cause               = loginCause(libraryErrors());
+    return cause.kind == LoginCause::Kind::http && cause.number == kServiceUnavailable;
 }
 
 std::string sessionId()
@@ -109,44 +129,82 @@ OpenAccess::OpenAccess(const Context& context) : client_(newClient(context))
 
 Session::Session(const Context& context) : context_(context), client_(newClient(context))
 {
-    if (isNewer() && !client_->endpoint()) throw notFound(client_->endpoint().error());
-    closeOnInterrupt();
-    open();
+    auto failure = logIn();
+    if (failure && isExhausted() && makeRoom()) failure = logIn();
+    if (failure) throw *failure;
+    renewNote();
     const QVRFUTILSession& session = record();
     context_.output.note(std::string("session ") + session.SessionID + " at " + session.IPAddress + ":" + session.Port);
 }
 
 Session::~Session()
 {
-    const auto turn = context_.interrupts.hold();
-    context_.interrupts.onInterruptClose({});
-    const std::string    id     = sessionId();
-    const qvrfutil::Done closed = session_->close();
-    if (!id.empty()) tellClosed(context_.output, id, closed);  // without one a renewal failed, and said so
-    session_.reset();
-    client_.reset();
+    const std::string address = record().IPAddress;
+    const std::string port    = record().Port;
+    close();
+    if (!address.empty() && qvrfutil::Client::isSettled())
+        if (const unsigned closed = closeLeftSessions(address, port); closed != 0)
+            context_.output.note("closed " + std::to_string(closed) + " more, which killed commands had left");
     endAtOnceWhereThreadsAreLeft();
 }
 
-void Session::open()
-try {
-    session_ = std::make_unique<qvrfutil::Session>(*client_,
-                                                   qvrfutil::Login{context_.options.user, context_.options.privilege});
-} catch (const qvrfutil::Failure& failure) {
+void Session::close()
+{
     const auto turn = context_.interrupts.hold();
     context_.interrupts.onInterruptClose({});
-    throw loginFailure(context_, *client_, failure.error().status);
+    const std::string    id     = sessionId();
+    const qvrfutil::Done closed = session_->close(kClosing);
+    if (!id.empty()) tellClosed(context_.output, id, closed);  // without one a renewal failed, and said so
+    if (closed) note_.remove();
+    session_.reset();
+    client_.reset();
 }
 
-/** Also while the login is under way: it is waited for as long as closing may take. */
+std::optional<Failure> Session::logIn()
+try {
+    if (isNewer() && !client_->endpoint()) throw notFound(client_->endpoint().error());
+    closeOnInterrupt();
+    isOpening_ = true;
+    session_   = std::make_unique<qvrfutil::Session>(*client_,
+                                                   qvrfutil::Login{context_.options.user, context_.options.privilege});
+    isOpening_ = false;
+    return std::nullopt;
+} catch (const qvrfutil::Failure& failure) {
+    isOpening_      = false;
+    const auto turn = context_.interrupts.hold();
+    context_.interrupts.onInterruptClose({});
+    return loginFailure(context_, *client_, failure.error().status);
+}
+
+/** Closes what killed commands left, for which this process must have nothing of the library. @return whether it did */
+bool Session::makeRoom()
+{
+    client_.reset();
+    const bool hasRoom = closeLeftSessions() != 0;
+    client_            = newClient(context_);
+    return hasRoom;
+}
+
+/** Also while the login is under way: its answer is waited for, or nobody would know which session to close. */
 void Session::closeOnInterrupt()
 {
     const auto turn = context_.interrupts.hold();
-    context_.interrupts.onInterruptClose([this] {
-        if (const qvrfutil::Done closed = client_->closeSession(qvrfutil::Session::kClosing); !closed)
+    context_.interrupts.onInterruptClose([this](Interrupts::Patience patience) {
+        if (isOpening_)
+            context_.output.warning("waiting for the BMC's answer to the login; a second signal ends it at once");
+        const auto limit = isOpening_ ? patience : std::min(patience, kClosing);
+        if (const qvrfutil::Done closed = client_->closeSession(limit); closed)
+            note_.remove();
+        else
             context_.output.warning("warning: the session could not be closed (" + closed.error().meaning +
                                     "); the BMC ends it when its idle time is over");
     });
+}
+
+void Session::renewNote()
+{
+    const auto turn = context_.interrupts.hold();
+    note_.write(record(), isNewer());
 }
 
 Failure failureOf(const std::string& what, const qvrfutil::Error& error)

@@ -2,9 +2,11 @@
 #ifndef QVRFCTL_SESSION_H
 #define QVRFCTL_SESSION_H
 
+#include <atomic>
 #include <memory>
 
 #include "interrupts.h"
+#include "leftsessions.h"
 #include "options.h"
 #include "qvrfutil.hpp"
 
@@ -43,7 +45,10 @@ class Session {
 public:
     /** Finds the BMC and logs in. @throws Failure */
     explicit Session(const Context& context);
-    /** Closes the session on the BMC, in 3 s at most; a failure is only a warning, for the work is done. */
+    /**
+     * Closes the session on the BMC, in 3 s at most; a failure is only a warning, for the work is done. Then those that
+     * killed commands left there.
+     */
     ~Session();
     Session(Session&&) = delete;
 
@@ -53,13 +58,20 @@ public:
     qvrfutil::Session&      layer() noexcept { return *session_; }
     const qvrfutil::Client& client() const noexcept { return *client_; }
 
+    /** After a renewal: the note for the case that this process is killed is of the new session. */
+    void renewNote();
+
 private:
-    void open();
-    void closeOnInterrupt();
+    std::optional<Failure> logIn();
+    bool                   makeRoom();
+    void                   closeOnInterrupt();
+    void                   close();
 
     const Context&                     context_;
     std::unique_ptr<qvrfutil::Client>  client_;
     std::unique_ptr<qvrfutil::Session> session_;
+    SessionNote                        note_;
+    std::atomic<bool>                  isOpening_{false};
 };
 
 /** What the layer tells, in the tool's words and with its exit status. @p what: "GET /redfish/v1" */

@@ -32,6 +32,45 @@ TEST_P(Commands, SessionShowsItselfWithoutItsTokenAndGoes)
     EXPECT_EQ(openSessions(), 0u);
 }
 
+TEST_P(Commands, SessionsOfKilledCommandsAreClosedByTheNextThoughNoneIsLeftForIt)
+{
+    for (const char* limit : {"64", "2"}) {
+        control({"session-limit", limit});
+        for (unsigned killed = 0; killed < 2; ++killed) {
+            const auto child = start({"events"});
+            EXPECT_TRUE(comesTrue([&] { return control({"stats"})["streamsOpen"] == 1; }));
+            child->signal(SIGKILL);
+            EXPECT_TRUE(comesTrue([&] { return control({"stats"})["streamsOpen"] == 0; }));
+        }
+        EXPECT_EQ(openSessions(), 2u) << limit;
+        const Outcome next = tool({"session"});
+        EXPECT_EQ(next.exit, 0) << limit << next.err;
+        EXPECT_EQ(openSessions(), 0u) << limit;
+    }
+}
+
+TEST_P(Commands, AnInterruptedLoginLeavesNoSession)
+{
+    control({"delay", "4000", "POST", "/redfish", "1"});
+    const auto child = start({"session"});
+    EXPECT_TRUE(comesTrue([&] { return control({"faults"})["faults"].empty(); })) << "the login is on its way";
+    child->signal(SIGINT);
+    EXPECT_EQ(child->wait().exit, 128 + SIGINT);
+    EXPECT_EQ(control({"stats"})["logins"], 1);
+    EXPECT_EQ(openSessions(), 0u);
+}
+
+TEST_P(Commands, UsersAddedAtOnceAllComeToBe)
+{
+    std::vector<std::unique_ptr<Child>> adding;
+    for (const char* name : {"a", "b", "c", "d"})
+        adding.push_back(start({"user", "add", name, "--privilege", "ro", "--json"}));
+    for (const auto& each : adding) {
+        const Json added = Json::parse(each->wait().out, nullptr, false);
+        EXPECT_EQ(control({"user-check", added["name"], added["password"]})["accepted"], true) << added;
+    }
+}
+
 TEST_P(Commands, UsersComeAndGoWithPasswordsThatNobodyCanForesee)
 {
     const Json added = document(split("user add monitor --privilege ro"));

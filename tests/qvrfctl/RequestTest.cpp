@@ -136,6 +136,21 @@ TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
         EXPECT_TRUE(has(outcome.err, row[2])) << outcome.err;
         EXPECT_EQ(openSessions(), 0u);
     }
+    {
+        const auto child = follower("/redfish/v1/SSE");
+        control({"event-raw", "data: "});
+        for (int piece = 0; piece < 22; ++piece) control({"event-raw", std::string(50'000, 'x')});
+        control({"event-raw", R"(\n\n)"});
+        control({"stream-end"});
+        const Outcome outcome = child->wait();
+        EXPECT_EQ(outcome.exit, 8) << outcome.err;
+        EXPECT_TRUE(has(outcome.err, "bytes was left out")) << outcome.err;
+    }
+    control({"status", "503", "GET", kStream});
+    for (const char* counts : {"", "--count 1"})
+        EXPECT_TRUE(has(tool(split(std::string("events /redfish/v1/SSE --timeout 2 ") + counts)).err,
+                        "was not opened within 2 s: HTTP 503 Service Unavailable"));
+    control({"clear"});
     for (const char* path : {"/redfish/v1/nope", "/redfish/v1/Systems"})
         EXPECT_TRUE(has(tool({"events", path}).err, "something else than an event stream"));
     EXPECT_EQ(tool({"events", kStream, "--timeout", "1", "--count", "1"}).exit, 8);

@@ -17,12 +17,13 @@ public:
 
     Json        control(const Words& words) const { return bmc.control(words); }
     std::size_t openSessions() const { return control({"sessions"})["sessions"].size(); }
-    /** Answers the next GET of @p path so. */
-    void answerOnce(const std::string& path, const std::string& body, const std::string& header = "A: b") const
+    /** Answers the next GET of @p path so, or the next few. */
+    void answerOnce(const std::string& path, const std::string& body, const std::string& header = "A: b",
+                    const char* times = "1") const
     {
         writeFile(place + "/raw", "HTTP/1.1 200 OK\r\n" + header +
                                       "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
-        control({"raw", '@' + place + "/raw", "GET", path, "1"});
+        control({"raw", '@' + place + "/raw", "GET", path, times});
     }
 
     std::unique_ptr<Child> start(const Words& arguments, ChildOptions options = {}) const

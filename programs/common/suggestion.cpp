@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
-namespace qvrfctl {
+namespace qvtools {
 namespace {
 
 /** Characters to insert, delete or change until @p a is @p b. */
@@ -37,4 +37,4 @@ std::string nearest(const std::string& word, const std::vector<std::string>& kno
     return best;
 }
 
-}  // namespace qvrfctl
+}  // namespace qvtools
