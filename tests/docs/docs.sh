@@ -65,11 +65,21 @@ options() {
         while read -r option; do
             grep -qxF -e "$option" <<<"$known" || wrong "$program has no $option"
         done < <(sed 's/\\-/-/g' "${documents[@]}" programs/*/*.1 | grep -hE "^(    (.* )?|)$program " | grep -oE "$program [^|&;#]*" | grep -oE '(^| )--[a-z][a-z-]+' | tr -d ' ' | sort -u)
-        for file in {simulator,tools/*}/"$program".{1,bash}; do
-            [[ -e $file ]] || continue
+        for file in programs/*/"$program".{1,bash}; do
             text=$(sed 's/\\-/-/g' "$file")
             for option in $known; do grep -qE -e "$option([^a-z-]|\$)" <<<"$text" || wrong "$file lacks $option"; done
         done
+    done
+}
+
+# Nothing that a program says of itself, and no line of a manual, is wider than a terminal.
+columns() {
+    for program in qvrfctl qvoxa-sync; do
+        while read -r line; do wrong "$program --help: $line"; done < <(help_of "$BUILD/bin/$program" </dev/null | grep -E '.{81}')
+    done
+    command -v man >/dev/null || return 0
+    for page in docs/*.3 programs/*/*.1; do
+        while read -r line; do wrong "$page: $line"; done < <(MANWIDTH=80 man -E UTF-8 -l -Tutf8 "$page" 2>/dev/null | col -b | grep -E '.{81}')
     done
 }
 
