@@ -114,5 +114,28 @@ sessions() {
     done
 }
 
+# Blocks of "sh server" are run as on a server, with the BMC behind a link of its own; 77 where that cannot be had.
+server() {
+    local document block
+    scripts/netns-sandbox --bin "$BUILD/bin" --check || exit 77
+    for document in "${documents[@]}"; do
+        for block in $(blocks "sh server" "$document"); do
+            # One that makes the link itself needs nothing but a network of its own.
+            place=(scripts/netns-sandbox --bin "$BUILD/bin" --) && ! grep -q -e --netns "$block" || place=(unshare --net --mount)
+            sed -i '1i trap "jobs -p | xargs -r kill" EXIT' "$block"
+            (PATH=$BUILD/bin:$PATH "${place[@]}" bash -euxo pipefail -c "cd '$work' && . '$block'") >"$work/log" 2>&1 || { cat "$work/log"; wrong "$document: a command failed"; }
+        done
+    done
+}
+
+# A program's command is shown where it is run, in a block; what stands indented is the tree's own scripts, which CI runs.
+commands() {
+    for document in "${documents[@]}"; do
+        while read -r line; do
+            wrong "$document: not in a block that is run: $line"
+        done < <(grep -nE '^    ([A-Z_]+=[^ ]* )*(sudo )?(qvrfctl|qvoxa-sync|torvosim|curl|ip) [^[]*$' "$document")
+    done
+}
+
 "$1"
 exit $bad
