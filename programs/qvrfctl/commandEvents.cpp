@@ -93,7 +93,7 @@ public:
                 throw streamOver(stream.path(), *error);
             else if (stream.isStopped())
                 return;  // the interrupt ends the process
-            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough(stream);
+            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough();
         }
     }
 
@@ -133,21 +133,11 @@ private:
                             "; the BMC's log has them");
     }
 
-    void checkEnough(const EventStream& stream) const
+    void checkEnough() const
     {
-        if (const auto refusal = stream.refusal(); refusal && shown_ == 0) throw notOpened(stream.path(), *refusal);
         if (words_.count != 0)
             throw Failure(kExitStreamOver, "only " + counted(shown_) + " of " + std::to_string(words_.count) +
                                                " came within " + std::to_string(words_.seconds) + " s");
-    }
-
-    /** Each try was refused, or reached nobody. */
-    Failure notOpened(const std::string& path, u16 http) const
-    {
-        const std::string within = path + " was not opened within " + std::to_string(words_.seconds) + " s";
-        if (http == 0) return Failure(kExitStreamOver, within, statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice);
-        const HttpRow& row = httpRow(http);
-        return Failure(kExitHttpError, within + ": HTTP " + std::to_string(http) + ' ' + row.reason, row.advice);
     }
 
     Failure streamOver(const std::string& path, const qvrfutil::Error& error) const

@@ -146,11 +146,6 @@ TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
         EXPECT_EQ(outcome.exit, 8) << outcome.err;
         EXPECT_TRUE(has(outcome.err, "bytes was left out")) << outcome.err;
     }
-    control({"status", "503", "GET", kStream});
-    for (const char* counts : {"", "--count 1"})
-        EXPECT_TRUE(has(tool(split(std::string("events /redfish/v1/SSE --timeout 2 ") + counts)).err,
-                        "was not opened within 2 s: HTTP 503 Service Unavailable"));
-    control({"clear"});
     for (const char* path : {"/redfish/v1/nope", "/redfish/v1/Systems"})
         EXPECT_TRUE(has(tool({"events", path}).err, "something else than an event stream"));
     EXPECT_EQ(tool({"events", kStream, "--timeout", "1", "--count", "1"}).exit, 8);
