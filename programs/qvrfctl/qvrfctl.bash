@@ -12,7 +12,8 @@ _qvrfctl()
         case ${COMP_WORDS[i]} in
             --address | --port | --generation | --user | --privilege | -d | --data | -o | --output | \
                 --file | --metadata | --count | --timeout | --watch | --system | --select | --chassis | --log | \
-                --severity | --since | --until | -n | --lines | --depth | --mode | --password-file) ((i++)) ;;
+                --severity | --since | --until | -n | --lines | --depth | --mode | --password-file | --url | \
+                --target | --apply) ((i++)) ;;
             -*) ;;
             *)
                 if [[ -z $command ]]; then
@@ -27,11 +28,12 @@ _qvrfctl()
     case $before in
         --generation) COMPREPLY=($(compgen -W "auto new old" -- "$word")) && return ;;
         --privilege) COMPREPLY=($(compgen -W "ro op root" -- "$word")) && return ;;
+        --apply) COMPREPLY=($(compgen -W "now reset" -- "$word")) && return ;;
         --mode) COMPREPLY=($(compgen -W "UEFI Legacy" -- "$word")) && return ;;
         -o | --output | --file | --password-file) COMPREPLY=($(compgen -f -- "$word")) && return ;;
         --severity) COMPREPLY=($(compgen -W "OK Warning Critical" -- "$word")) && return ;;
         --address | --port | --user | --count | --timeout | --watch | --system | --select | --chassis | --log | \
-            --since | --until | -n | --lines | --depth) return ;;
+            --url | --target | --since | --until | -n | --lines | --depth) return ;;
         -d | --data | --metadata)
             [[ $word == @* ]] && COMPREPLY=($(compgen -P @ -f -- "${word#@}"))
             return
@@ -47,6 +49,7 @@ _qvrfctl()
         firmware | task | session)
             options+=" --watch --timeout"
             [[ $command$verb == sessionclose ]] && options+=" --others --yes"
+            [[ $command$verb == firmwareupdate ]] && options+=" --url --target --apply --no-wait --yes"
             ;;
         tree) options+=" --depth --timeout" ;;
         get) options+=" --include --output --no-auth --select --expand --timeout" ;;
@@ -69,7 +72,9 @@ _qvrfctl()
     elif [[ $command == power && -z $verb ]]; then
         COMPREPLY=($(compgen -W "status on off restart cycle nmi" -- "$word"))
     elif [[ $command == firmware && -z $verb ]]; then
-        COMPREPLY=($(compgen -W "list" -- "$word"))
+        COMPREPLY=($(compgen -W "list update" -- "$word"))
+    elif [[ $command == firmware && $verb == update ]]; then
+        COMPREPLY=($(compgen -f -- "$word"))
     elif [[ $command == log && -z $verb ]]; then
         COMPREPLY=($(compgen -W "list clear follow" -- "$word"))
     elif [[ $command == session && -z $verb ]]; then

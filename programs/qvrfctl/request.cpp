@@ -95,9 +95,12 @@ Result sendBy(Session& session, const Request& request)
 {
     if (request.road == Road::upload) return upload(session, request);
     if (!request.file.empty()) return download(session, request);
-    const u32 room = request.type == QVRFUTIL_REQUEST_GET ? 0 : kAmpleRoom;
-    return session.layer().request(static_cast<qvrfutil::Method>(request.type), request.path, request.body,
-                                   {room, request.wantsHeaders});
+    const u32                room = request.type == QVRFUTIL_REQUEST_GET ? 0 : kAmpleRoom;
+    qvrfutil::RequestOptions options;
+    options.room    = room;
+    options.headers = request.wantsHeaders;
+    options.lines   = request.lines;
+    return session.layer().request(static_cast<qvrfutil::Method>(request.type), request.path, request.body, options);
 }
 
 Answer answerOf(const Context& context, const Request& request, Result&& result)

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "session.h"
 
@@ -18,12 +19,13 @@ enum class Road {
 };
 
 struct Request {
-    QVRFUTILRequestType type = QVRFUTIL_REQUEST_GET;
-    std::string         path;
-    std::string         body;  ///< POST and PATCH; of an upload, the document about its file
-    bool                wantsHeaders = false;
-    std::string         file;  ///< GET: receives the answer's body; empty: it is handed back. Upload: what is sent
-    Road                road = Road::session;
+    QVRFUTILRequestType      type = QVRFUTIL_REQUEST_GET;
+    std::string              path;
+    std::string              body;  ///< POST and PATCH; of an upload, the document about its file
+    bool                     wantsHeaders = false;
+    std::string              file;  ///< GET: receives the answer's body; empty: it is handed back. Upload: what is sent
+    Road                     road  = Road::session;
+    std::vector<std::string> lines = {};  ///< headers of the request, whole lines
 };
 
 struct Answer {

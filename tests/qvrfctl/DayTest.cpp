@@ -38,7 +38,8 @@ protected:
     }
 };
 INSTANTIATE_TEST_SUITE_P(Commands, Day,
-                         testing::Values("status", "sensors", "log", "power", "boot", "sessions", "pieces", "changes"),
+                         testing::Values("status", "sensors", "log", "power", "boot", "sessions", "pieces", "changes",
+                                         "firmware", "users"),
                          [](const auto& row) { return std::string(row.param); });
 
 TEST_P(Day, GoesAsItsRowsSay)

@@ -2,6 +2,7 @@
 #include "firmware.h"
 
 #include "day.h"
+#include "firmwareupdate.h"
 #include "rounds.h"
 
 namespace qvrfctl {
@@ -60,9 +61,23 @@ std::vector<Value> firmwareRows(Service& service)
 Action declareFirmware(Arguments arguments)
 {
     auto rounds = std::make_shared<Rounds>();
+    auto words  = std::make_shared<UpdateWords>();
     declareRounds(arguments, *rounds, false);
     arguments.mayBe("list", "list what runs, with its version");
-    return [rounds](const Context& context) { inRounds(context, *rounds, read, show); };
+    Arguments updating = arguments.mayBe("update", "hand an image to the BMC, and wait for what becomes of it");
+    updating.text("FILE", words->file, "the image");
+    updating.text("--url", words->url, "in its place: where the BMC fetches it");
+    updating.texts("--target", words->targets, "Id of what is to be updated; the image tells unless given");
+    updating.text("--apply", words->apply, "now, or with the next reset; as the BMC does unless given")
+        .oneOf({"now", "reset"});
+    updating.flag("--no-wait", words->noWait, "do not wait for the BMC's task");
+    updating.flag("--yes", words->yes, "do not ask whether to go on");
+    return [rounds, words, updating](const Context& context) {
+        if (!updating.isNamed()) return inRounds(context, *rounds, read, show);
+        checkOnce(*rounds);
+        words->timeout = rounds->timeout;
+        updateFirmware(context, *words);
+    };
 }
 
 }  // namespace qvrfctl

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kUsualWidth  = 80;
 constexpr std::size_t kGap         = 2;
 constexpr std::size_t kLabel       = 22;
-constexpr std::size_t kNarrowLabel = 14;
+constexpr std::size_t kNarrowLabel = 15;
 
 std::size_t terminalWidth() noexcept
 {

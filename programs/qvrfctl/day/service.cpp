@@ -7,17 +7,21 @@
 #include <set>
 #include <thread>
 
+#include "../progress.h"
 #include "../request.h"
 
 namespace qvrfctl {
 namespace {
 
-constexpr char        kRoot[]       = "/redfish/v1";
-constexpr int         kBusyTries    = 3;
-constexpr int         kBusyWait     = 2;   // seconds, where the BMC does not say
-constexpr int         kLongestWait  = 60;  // a BMC that says more gets asked all the same
-constexpr std::size_t kMostPages    = 10000;
-constexpr std::size_t kMostMessages = 500;
+constexpr char kRoot[]      = "/redfish/v1";
+constexpr int  kBusyTries   = 3;
+constexpr int  kBusyWait    = 2;   // seconds, where the BMC does not say
+constexpr int  kLongestWait = 60;  // a BMC that says more gets asked all the same
+// Seconds that an image may take: some BMCs write it to their flash while they take it.
+constexpr int         kPushTime           = 60;
+constexpr int         kPushTimeOfMegabyte = 2;
+constexpr std::size_t kMostPages          = 10000;
+constexpr std::size_t kMostMessages       = 500;
 
 const char* const kExpand = "$expand=.($levels=1)";
 
@@ -63,6 +67,7 @@ Request requestOf(const Order& order)
          {QVRFUTIL_REQUEST_GET, QVRFUTIL_REQUEST_POST, QVRFUTIL_REQUEST_PATCH, QVRFUTIL_REQUEST_DELETE})
         if (order.method == std::string_view(methodName(type))) request.type = type;
     request.wantsHeaders = true;
+    request.lines        = order.headers;
     return request;
 }
 
@@ -137,6 +142,33 @@ Value Service::root()
 Reply Service::sendOnce(const Order& order)
 {
     return replyOf(qvrfctl::send(*session_, requestOf(order)));
+}
+
+Reply Service::push(const std::string& path, const std::string& file, const Value& parameters)
+{
+    using qvrfutil::FormField;
+    constexpr char          kBytes[]  = "application/octet-stream";
+    constexpr std::uint64_t kMegabyte = 1024 * 1024;
+    const std::uint64_t     size      = sizeOf(file);
+    const Progress          progress(
+                 file, [&] { return readOf(file); }, size);
+    qvrfutil::Session&       layer = session_->layer();
+    qvrfutil::RequestOptions options;
+    options.limit = std::chrono::seconds(kPushTime + kPushTimeOfMegabyte * static_cast<int>(size / kMegabyte));
+    auto answer =
+        parameters.isNull()
+            ? layer.sendFile(qvrfutil::Method::post, path, file, options.with(std::string("Content-Type: ") + kBytes))
+            : layer.sendForm(
+                  path,
+                  {FormField::text("UpdateParameters", parameters.dump()), FormField::file("UpdateFile", file, kBytes)},
+                  options);
+    if (!answer)
+        throw Failure(
+            kExitLibrary,
+            "sending " + file + " broke off (" + answer.error().meaning + "): whether it was taken is not known",
+            "look at 'qvrfctl firmware' and 'qvrfctl task' before it is sent again");
+    context_.output.note("POST " + path + ": HTTP " + std::to_string(answer->http));
+    return replyOf({answer->http, std::move(answer->body), std::move(answer->rawHeaders)});
 }
 
 bool Service::isThere()

@@ -69,6 +69,8 @@ public:
 
     /** Sends; a GET that meets a busy BMC is sent again when it says so. Any HTTP status is an answer. */
     Reply send(const Order& order);
+    /** POST of a form of "UpdateParameters" and the file, or of the file alone where @p parameters are null. */
+    Reply push(const std::string& path, const std::string& file, const Value& parameters);
     /** Whether the service answers, to nobody in particular. */
     bool isThere();
     /** GET, kept. @throws Refusal */
