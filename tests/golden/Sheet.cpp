@@ -328,14 +328,18 @@ private:
         std::vector<Told> all;
         for (const Said& said : outcome.said) {
             all.push_back(told(said, walks && index == 0 && &said == &outcome.said[0], title, variant));
-            if (!variant.empty()) all.back().result = withName(all.back().result, variant, group.names[0]);
+            for (std::size_t k = 0; k < group.names.size(); ++k)
+                all.back().result = withName(all.back().result, group.variants[i][k], group.names[k], k == 0);
         }
         if (all.empty()) throw std::runtime_error(title + ": calls nothing");
         return all;
     }
-    /** What all variants have in common reads alike. */
-    static std::string withName(std::string text, const std::string& value, const std::string& name)
+    /** What all variants have in common reads alike: the first of their values, unless a number, and $status. */
+    static std::string withName(std::string text, const std::string& cell, const std::string& name, bool first)
     {
+        const std::string value = cell[0] == '"' ? cell.substr(1, cell.size() - 2) : cell;
+        if (name == "$status" && startsWith(text + " ", " -> " + value + " ")) text.replace(4, value.size(), name);
+        if (!first || value.find_first_not_of("-0123456789") == value.npos) return text;
         for (std::size_t at = 0; (at = text.find(value, at)) != text.npos; at += name.size())
             text.replace(at, value.size(), name);
         return text;

@@ -184,7 +184,7 @@ std::string lineOf(std::string text, const Variables& variables)
     for (const auto& [name, value] : variables)
         if (value.size() > 2) replaceAll(text, value, "$" + name, true);
     text = withShortRuns(std::regex_replace(text, pointer, "0x..."));
-    if (text.size() > 1000) text = text.substr(0, 300) + " ... " + std::to_string(text.size()) + " characters";
+    if (text.size() > 1000) text = text.substr(0, 60) + " ... " + std::to_string(text.size()) + " characters";
     const bool ends = !text.empty() && text.back() == '\n';
     if (ends) text.pop_back();
     replaceAll(text, "\r", "\\r");
