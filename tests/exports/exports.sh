@@ -7,7 +7,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 promised() {
-    sed -e 's/#.*//' "$VERSION_SCRIPT" | tr -s ' \n\t' '\n' | awk '/^global:$/ { on = 1; next } /^local:$/ { on = 0 } on' |
+    sed -e 's/#.*//; s#/\*.*\*/##' "$VERSION_SCRIPT" | tr -s ' \n\t' '\n' | awk '/^global:$/ { on = 1; next } /^local:$/ { on = 0 } on' |
         tr -d ';' | grep . | sort
 }
 
@@ -15,10 +15,11 @@ contract() {
     grep -hoE '\b(SM[A-Z]\w*|SMqvoxa\w+|QVHIPM\w+|BMCUser\w+|OSVerify\w+|__SysDbgPrint[34])\(' "$CONTRACT"/*.h | tr -d '(' | sort -u
 }
 
-# The library exports what the version script names, under its version, and nothing else.
+# The library exports what the version script names, under its version, and nothing else but a sanitizer's runtime.
 symbols() {
-    promised | sed 's/$/@@QVRFUTIL_1/' >"$scratch/promised"
-    nm -D --defined-only "$LIBRARY" | awk '$2 != "A" { print $3 }' | sort >"$scratch/exported"
+    promised | sed "s/\$/${VERSION-@@QVRFUTIL_1}/" >"$scratch/promised"
+    nm -D --defined-only "$LIBRARY" |
+        awk '$2 != "A" && $3 !~ /^__(asan|ubsan|odr_asan|gcov|tsan)/ { print $3 }' | sort >"$scratch/exported"
     diff -u --label promised --label exported "$scratch/promised" "$scratch/exported"
 }
 

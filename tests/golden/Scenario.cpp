@@ -136,7 +136,7 @@ private:
         outcome_.said.push_back({name, plain(call.status), {}, {}});
         for (const std::string& line : call.shown) outcome_.said.back().result += " " + plain(line);
         transcribe(rig::takeNotes(rig::Place::caller), "");
-        if (stage_->bmc().liveThreads() == 0) transcribe(rig::takeNotes(rig::Place::worker), "worker ");
+        if (stage_->bmc().threads == 0) transcribe(rig::takeNotes(rig::Place::worker), "worker ");
         for (const auto& [variable, value] : visibleState())
             if (value != before.at(variable)) changed(variable + " " + value);
         changedFiles(files, stage_->files());

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Arguments.h"
+#include "Cases.h"
 #include "LibraryState.h"
 #include "OxaAutoUpdateUtils.h"
 #include "PrivateHost.h"
@@ -27,18 +28,13 @@ constexpr char kOtherToken[] = "fedcba9876543210FEDCBA9876543210";
 constexpr char kStreamHead[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
 
-using Settings = rig::Settings;
-
 bool g_linkTouched = false;  // by a case of this process
 
-/** Words whose numbers are the platform's. */
-const std::map<std::string, std::vector<s32 Settings::*>> kSettings = {
-    {"free-slot", {&Settings::freeSlot}},
-    {"lock-timeouts", {&Settings::lockTimeouts}},
-    {"os-log", {&Settings::osLogStatus}},
-    {"signature", {&Settings::signatureStatus}},
-    {"crypto", {&Settings::encryptStatus, &Settings::decryptStatus}},
-    {"firmware", {&Settings::firmwareMajor, &Settings::firmwareMinor, &Settings::firmwareStatus}}};
+/** Words whose numbers are what the platform's symbols return. */
+const std::map<std::string, std::vector<std::string>> kStatuses = {
+    {"os-log", {"SMAppendToOSSysLog"}},
+    {"signature", {"OSVerifyDigitalSignature"}},
+    {"crypto", {"SMqvoxaPBKDF2Encrypt", "SMqvoxaPBKDF2Decrypt"}}};
 
 std::string chunked(const std::string& text)
 {
@@ -72,7 +68,7 @@ void answerIpmi(rig::Exchange& exchange, const Words& words, std::size_t& at)
     const auto position = static_cast<std::size_t>(n);
     if (what == "completes") return void(exchange.reply[2] = static_cast<u8>(n));
     if (what == "leaves") return void(exchange.leftStatus = static_cast<s32>(n));
-    if (what == "at") return exchange.put(position, rig::bytesOf(takeHex(words, at)));
+    if (what == "at") return exchange.put(position, cases::bytesOf(takeHex(words, at)));
     if (what != "text") throw std::runtime_error("an IPMI answer has no word " + what);
     const std::string& text = wordAt(words, ++at).value();
     exchange.put(position, {text.begin(), text.end()});
@@ -140,8 +136,8 @@ bool Stage::take(const Words& words)
     const auto doing = doings().find(words[0].bare());
     if (doing != doings().end())
         doing->second(*this, words);
-    else if (kSettings.count(words[0].bare()) != 0)
-        setting(words);
+    else if (kStatuses.count(words[0].bare()) != 0)
+        statuses(words);
     else
         return false;
     return true;
@@ -175,15 +171,24 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
          [](Stage& s, const Words& w) { s.bmc_.users[wordAt(w, 1).value()] = static_cast<u32>(numberAt(w, 2)); }},
         {"token",
          [](Stage& s, const Words& w) {
-             s.bmc_.loginToken     = wordAt(w, 1).value();
-             s.bmc_.generateStatus = static_cast<s32>(numberAt(w, 2));
-             s.bmc_.getStatus      = static_cast<s32>(numberAt(w, 3));
+             s.bmc_.loginToken                                = wordAt(w, 1).value();
+             s.bmc_.statuses["SMSecureGenerateBMCLoginToken"] = static_cast<s32>(numberAt(w, 2));
+             s.bmc_.statuses["SMSecureGetBMCLoginToken"]      = static_cast<s32>(numberAt(w, 3));
          }},
         {"path",
          [](Stage& s, const Words& w) {
              s.bmc_.paths[{static_cast<u32>(numberAt(w, 1)), static_cast<u32>(numberAt(w, 2))}] = wordAt(w, 3).value();
          }},
-        {"ks", [](Stage& s, const Words& w) { s.bmc_.ksLogStatuses.push_back(static_cast<s32>(numberAt(w, 1))); }},
+        {"firmware", by<&Stage::firmware>},
+        {"free-slot", [](Stage& s, const Words& w) { s.bmc_.freeSlot = static_cast<s32>(numberAt(w, 1)); }},
+        {"lock-timeouts",
+         [](Stage& s, const Words& w) {
+             s.bmc_.nextStatuses["SMMutexLock"].assign(static_cast<std::size_t>(numberAt(w, 1)), 1);
+         }},
+        {"ks",
+         [](Stage& s, const Words& w) {
+             s.bmc_.nextStatuses["SMHOSMIExportLogKSL"].push_back(static_cast<s32>(numberAt(w, 1)));
+         }},
         {"secret", [](Stage& s, const Words& w) { s.bmc_.mustBeWiped(wordAt(w, 1).value()); }},
         // The host.
         {"ipv6", [](Stage&, const Words& w) { world().ipv6Address = wordAt(w, 1).value(); }},
@@ -248,11 +253,18 @@ void Stage::set(const Words& words)
     if (words.size() > 4) exchange.status = static_cast<s32>(numberAt(words, 5, 1));
 }
 
-void Stage::setting(const Words& words)
+void Stage::statuses(const Words& words)
 {
     std::size_t at = 0;
-    for (s32 Settings::*const member : kSettings.at(words[0].bare()))
-        bmc_.*member = static_cast<s32>(numberAt(words, ++at));
+    for (const std::string& symbol : kStatuses.at(words[0].bare()))
+        bmc_.statuses[symbol] = static_cast<s32>(numberAt(words, ++at));
+}
+
+void Stage::firmware(const Words& words)
+{
+    bmc_.firmwareMajor                       = static_cast<s32>(numberAt(words, 1));
+    bmc_.firmwareMinor                       = static_cast<s32>(numberAt(words, 2));
+    bmc_.statuses["QVHIPMGetTorvoFwVersion"] = static_cast<s32>(numberAt(words, 3));
 }
 
 /** The exchanges in which an older generation tells firmware version, IPv4 address and port. */

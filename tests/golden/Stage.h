@@ -63,7 +63,8 @@ private:
     void exchange(const Words& words);
     void set(const Words& words);
     void package(const Words& words);
-    void setting(const Words& words);
+    void statuses(const Words& words);
+    void firmware(const Words& words);
     void discover(const Words& words);
     void https(const Words& words);
     void login(const Words& words);

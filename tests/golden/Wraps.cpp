@@ -51,7 +51,7 @@ T* held(T* what, const char* kind)
 template <class... Parts>
 void note(const Parts&... parts)
 {
-    if (rig::here() == rig::Place::outside) return;
+    if (rig::t_standing.place == rig::Place::outside) return;
     const rig::Paused  paused;
     std::ostringstream line;
     (line << ... << parts);

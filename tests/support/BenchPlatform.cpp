@@ -62,23 +62,12 @@ std::string aboutIpmi(const EsmIPMICmdIoctlReq& request, bool sameRecord, const 
 
 }  // namespace
 
-std::vector<u8> bytesOf(const std::string& hex)
-{
-    std::vector<u8> bytes;
-    for (const std::string& word : words(hex)) bytes.push_back(static_cast<u8>(std::stoul(word, nullptr, 16)));
-    return bytes;
-}
-
 std::string hexOf(const u8* bytes, std::size_t count)
 {
     static constexpr char digits[] = "0123456789ABCDEF";
     std::string           text;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i) text += ' ';
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
-    return text;
+    for (std::size_t i = 0; i < count; ++i) text += {' ', digits[bytes[i] >> 4], digits[bytes[i] & 15]};
+    return text.substr(count != 0 ? 1 : 0);
 }
 
 void Exchange::put(std::size_t at, const std::vector<u8>& bytes)
@@ -102,15 +91,12 @@ void Platform::restart()
     for (auto* lines : {&complaints_, &log_, &secrets_}) lines->clear();
     done_ = 0;
     lastReply_.clear();
-    locked_ = 0;
+    locked = 0;
 }
 
 Exchange& Platform::expect(Channel channel, const std::string& request)
 {
-    Exchange exchange;
-    exchange.channel = channel;
-    exchange.request = request;
-    return script_.emplace_back(std::move(exchange));
+    return script_.emplace_back(Exchange{channel, request});
 }
 
 /** The answer to what was just asked; nothing, and a complaint unless a failure was put in, when nobody awaits it. */
@@ -146,33 +132,15 @@ std::vector<std::string> Platform::complaints(bool scriptBinds) const
     for (std::size_t i = done_; scriptBinds && i < script_.size(); ++i)
         all.push_back("did not take place: " + inWords(script_[i].channel, script_[i].request));
     if (!blocks_.empty()) all.push_back(std::to_string(blocks_.size()) + " blocks were not given back");
-    if (threads_ != 0) all.push_back("threads still run");
-    if (locked_ != 0) all.push_back("a mutex is still locked");
+    if (threads != 0) all.push_back("threads still run");
+    if (locked != 0) all.push_back("a mutex is still locked");
     return all;
-}
-
-int Platform::liveThreads() const
-{
-    Guard lock(guard_);
-    return threads_;
 }
 
 void Platform::complain(const std::string& what)
 {
     Guard lock(guard_);
     complaints_.push_back(what);
-}
-
-void Platform::countHeld(int change)
-{
-    Guard lock(guard_);
-    locked_ += change;
-}
-
-void Platform::countThread(int change)
-{
-    Guard lock(guard_);
-    threads_ += change;
 }
 
 void* Platform::allocate(u32 size)
@@ -240,7 +208,7 @@ booln Platform::ipmi(EsmIPMICmdIoctlReq* request, EsmIPMICmdIoctlReq* response)
 
 s32 Platform::text(Channel channel, const char* symbol, const astring* command, std::optional<std::string>& reply)
 {
-    if (refused(symbol, command)) return 1;
+    if (rig::statusOf(symbol, command) != 0) return 1;
     Guard           lock(guard_);
     Exchange* const answer = next(channel, command);
     // After a failure was put in, the user database takes what undoes things; nothing else answers.
@@ -249,18 +217,13 @@ s32 Platform::text(Channel channel, const char* symbol, const astring* command, 
     return answer->status;
 }
 
-bool Platform::takesTimeout()
+s32 Platform::statusOf(const std::string& symbol)
 {
     Guard lock(guard_);
-    return lockTimeouts > 0 && lockTimeouts-- > 0;
-}
-
-s32 Platform::nextKsLogStatus()
-{
-    Guard lock(guard_);
-    if (ksLogStatuses.empty()) return 0;
-    const s32 status = ksLogStatuses.front();
-    ksLogStatuses.pop_front();
+    auto& next = nextStatuses[symbol];
+    if (next.empty()) return statuses[symbol];
+    const s32 status = next.front();
+    next.pop_front();
     return status;
 }
 

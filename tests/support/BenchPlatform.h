@@ -11,6 +11,7 @@
 #ifndef BENCHPLATFORM_H
 #define BENCHPLATFORM_H
 
+#include <atomic>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -33,10 +34,10 @@ enum class Channel { ipmi, commandLine, value, userSet };
 /** One awaited exchange with the BMC and its answer. */
 struct Exchange {
     Channel                    channel;
-    std::string                request;     ///< the bytes "C0 BF 01", or the command line
-    s32                        status = 0;  ///< raw IPMI: anything but 0 is no exchange at all
-    std::optional<std::string> text;        ///< a command line's reply
-    std::optional<s32>         leftStatus;  ///< what the platform writes to a raw record's Status
+    std::string                request;       ///< the bytes "C0 BF 01", or the command line
+    s32                        status = 0;    ///< raw IPMI: anything but 0 is no exchange at all
+    std::optional<std::string> text{};        ///< a command line's reply
+    std::optional<s32>         leftStatus{};  ///< what the platform writes to a raw record's Status
     /** Raw IPMI; the first two bytes follow from the request. Only these are written to the record, and no more than it
      * asked for; what lay behind them stays. */
     std::vector<u8> reply{0, 0, 0};
@@ -46,13 +47,12 @@ struct Exchange {
 
 /** What the platform's services answer apart from the script. */
 struct Settings {
-    std::map<std::string, u32>                 users;          ///< their slots; any other has none
-    std::map<std::pair<u32, u32>, std::string> paths;          ///< {product id, path type}: any other is not found
-    std::deque<s32>                            ksLogStatuses;  ///< one a call; 0 when used up
-    std::string                                loginToken = "header.payload.signature";
-    s32 generateStatus = 0, getStatus = 0, encryptStatus = 0, decryptStatus = 0, signatureStatus = 0, osLogStatus = 0;
-    s32 firmwareMajor = 7, firmwareMinor = 10, firmwareStatus = 0, freeSlot = 0;
-    s32 lockTimeouts = 0;  ///< the next locks time out at once
+    std::map<std::string, u32>                 users;         ///< their slots; any other has none
+    std::map<std::pair<u32, u32>, std::string> paths;         ///< {product id, path type}: any other is not found
+    std::map<std::string, s32>                 statuses;      ///< by symbol; of any other 0
+    std::map<std::string, std::deque<s32>>     nextStatuses;  ///< by symbol: of its next calls, before those
+    std::string                                loginToken    = "header.payload.signature";
+    s32                                        firmwareMajor = 7, firmwareMinor = 10, freeSlot = 0;
 };
 
 class Platform : public Settings {
@@ -70,20 +70,18 @@ public:
     std::size_t logged(const std::string& part) const;  ///< the lines of either log with this in them
     /** What was wrong: unexpected and missing traffic, a foreign mutex, a secret, blocks, locks or threads left. */
     std::vector<std::string> complaints(bool scriptBinds) const;
-    int                      liveThreads() const;
 
     // For the symbols.
     void     complain(const std::string& what);
-    void     countHeld(int change);
-    void     countThread(int change);
     void*    allocate(u32 size);
     astring* newText(const std::string& text);  ///< handed out by the platform: counted until SMFreeMem
     void     release(void* memory);
     void     print(const std::string& line);
     booln    ipmi(EsmIPMICmdIoctlReq* request, EsmIPMICmdIoctlReq* response);
     s32      text(Channel channel, const char* symbol, const astring* command, std::optional<std::string>& reply);
-    bool     takesTimeout();
-    s32      nextKsLogStatus();
+    s32      statusOf(const std::string& symbol);
+
+    std::atomic<int> threads{0}, locked{0};  ///< that run and mutexes that are held
 
 private:
     Exchange* next(Channel channel, const std::string& request);
@@ -94,7 +92,6 @@ private:
     std::vector<std::string>     complaints_, log_, secrets_;
     std::vector<u8>              lastReply_;
     std::map<void*, u32>         blocks_;  // with their sizes
-    int                          threads_ = 0, locked_ = 0;
 };
 
 inline Platform& platform()
@@ -107,19 +104,18 @@ inline std::string textOf(const astring* text)
     return text ? text : "";
 }
 
-/** "C0 BF 01" for bytes, and back. */
-std::string     hexOf(const u8* bytes, std::size_t count);
-std::vector<u8> bytesOf(const std::string& hex);
+/** "C0 BF 01" for bytes. */
+std::string hexOf(const u8* bytes, std::size_t count);
 
-/** Notes a call of a symbol: "SMMutexLock 500". @return whether it fails */
+/** Notes a call of a symbol: "SMMutexLock 500". @return 1 when a failure was put in, else its status in Settings */
 template <class... Arguments>
-bool refused(const char* symbol, const Arguments&... arguments)
+s32 statusOf(const char* symbol, const Arguments&... arguments)
 {
     std::ostringstream line;
     line << symbol;
     ((line << ' ' << arguments), ...);
     note(line.str());
-    return fails(symbol);
+    return fails(symbol) ? 1 : platform().statusOf(symbol);
 }
 
 }  // namespace rig

@@ -10,11 +10,9 @@
 namespace rig {
 namespace {
 
-thread_local Place t_place  = Place::outside;
-thread_local int   t_paused = 0;
-
-struct Named {
-    std::string call;
+/** A call that is to fail. */
+struct Awaited {
+    std::string call;  // any when empty
     unsigned    countdown;
     Place       place;
     int         error;
@@ -23,10 +21,8 @@ struct Named {
 struct State {
     std::mutex                         guard;
     std::vector<std::string>           notes[3];
-    unsigned                           countdown = 0;
-    Place                              place     = Place::caller;
     std::map<std::string, unsigned>    asked;  // since failNth
-    std::vector<Named>                 named;
+    std::vector<Awaited>               awaited;
     std::string                        failed;
     std::map<const void*, const char*> held;
 };
@@ -50,47 +46,22 @@ bool oneOfTooMany(State& s, const std::string& call)
 /** The errno of this call's failure; 0 when it does not fail. */
 int errorNow(State& s, const std::string& call)
 {
-    if (s.countdown != 0 && s.place == t_place && !oneOfTooMany(s, call) && --s.countdown == 0) return EIO;
-    for (Named& named : s.named)
-        if (named.call == call && named.place == t_place && named.countdown != 0 && --named.countdown == 0)
-            return named.error;
+    for (Awaited& next : s.awaited) {
+        if (next.countdown == 0 || next.place != t_standing.place) continue;
+        const bool meant = next.call.empty() ? !oneOfTooMany(s, call) : next.call == call;
+        if (meant && --next.countdown == 0) return next.error;
+    }
     return 0;
 }
 
 }  // namespace
 
-Inside::Inside(Place place) noexcept : before_(std::exchange(t_place, place)), pausedBefore_(std::exchange(t_paused, 0))
-{
-}
-Inside::~Inside()
-{
-    t_place  = before_;
-    t_paused = pausedBefore_;
-}
-Paused::Paused() noexcept
-{
-    ++t_paused;
-}
-Paused::~Paused()
-{
-    --t_paused;
-}
-
-Place here() noexcept
-{
-    return t_place;
-}
-bool counting() noexcept
-{
-    return t_place != Place::outside && t_paused == 0;
-}
-
 void note(const std::string& line)
 {
-    if (t_place == Place::outside) return;
+    if (t_standing.place == Place::outside) return;
     const Paused paused;
     const Guard  lock(state().guard);
-    state().notes[static_cast<int>(t_place)].push_back(line);
+    state().notes[static_cast<int>(t_standing.place)].push_back(line);
 }
 
 std::vector<std::string> takeNotes(Place place)
@@ -102,28 +73,26 @@ std::vector<std::string> takeNotes(Place place)
 void noFailures()
 {
     const Guard lock(state().guard);
-    state().countdown = 0;
-    state().named.clear();
+    state().awaited.clear();
     state().failed.clear();
 }
 
 void failNth(unsigned nth, Place place)
 {
     const Guard lock(state().guard);
-    state().countdown = nth;
-    state().place     = place;
     state().asked.clear();
+    state().awaited.insert(state().awaited.begin(), {{}, nth, place, EIO});
 }
 
 void failNamed(const std::string& call, unsigned nth, Place place, int error)
 {
     const Guard lock(state().guard);
-    state().named.push_back({call, nth, place, error});
+    state().awaited.push_back({call, nth, place, error});
 }
 
 bool fails(const char* call)
 {
-    if (t_place == Place::outside) return false;
+    if (t_standing.place == Place::outside) return false;
     const Paused paused;
     const Guard  lock(state().guard);
     const int    error = errorNow(state(), call);

@@ -16,28 +16,36 @@ namespace rig {
 
 enum class Place : char { outside, caller, worker };
 
+/** Where this thread stands, and how often it works for the bench there. */
+struct Standing {
+    Place place  = Place::outside;
+    int   paused = 0;
+};
+inline thread_local Standing t_standing;
+
 /** While one lives, this thread runs the library's code. */
 class Inside {
 public:
-    explicit Inside(Place place) noexcept;
-    ~Inside();
+    explicit Inside(Place place) noexcept { t_standing = {place, 0}; }
+    ~Inside() { t_standing = before_; }
     Inside(Inside&&) = delete;
 
 private:
-    Place before_;
-    int   pausedBefore_;
+    const Standing before_ = t_standing;
 };
 
 /** While one lives, this thread works for the bench, wherever it stands. */
-class Paused {
-public:
-    Paused() noexcept;
-    ~Paused();
+struct Paused {
+    Paused() noexcept { ++t_standing.paused; }
+    ~Paused() { --t_standing.paused; }
     Paused(Paused&&) = delete;
 };
 
-Place here() noexcept;      ///< where this thread stands, paused or not
-bool  counting() noexcept;  ///< inside and not paused
+/** Inside and not paused. */
+inline bool counting() noexcept
+{
+    return t_standing.place != Place::outside && t_standing.paused == 0;
+}
 
 /** Adds a line to the transcript of this thread's place; a thread outside has none. */
 void note(const std::string& line);

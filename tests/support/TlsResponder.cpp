@@ -1,8 +1,7 @@
 /** @file TlsResponder.cpp  A scripted TLS server. */
 #include "TlsResponder.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <netdb.h>
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
@@ -41,18 +40,14 @@ SSL_CTX* theContext()
 
 bool bindTo(int fd, bool ipv6, int port)
 {
-    if (ipv6) {
-        sockaddr_in6 address{};
-        address.sin6_family = AF_INET6;
-        address.sin6_port   = htons(static_cast<uint16_t>(port));
-        address.sin6_addr   = in6addr_loopback;
-        return bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    }
-    sockaddr_in address{};
-    address.sin_family      = AF_INET;
-    address.sin_port        = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    addrinfo hints{}, *found = nullptr;
+    hints.ai_family   = ipv6 ? AF_INET6 : AF_INET;
+    hints.ai_flags    = AI_NUMERICHOST | AI_NUMERICSERV;
+    hints.ai_socktype = SOCK_STREAM;
+    if (getaddrinfo(nullptr, std::to_string(port).c_str(), &hints, &found) != 0) return false;
+    const bool bound = bind(fd, found->ai_addr, found->ai_addrlen) == 0;
+    freeaddrinfo(found);
+    return bound;
 }
 
 /** Head and, as far as Content-Length says, body. */
