@@ -1,13 +1,7 @@
 /**
  * @file Arguments.h
- * A scenario's words as the arguments of an exported operation, and what the operation wrote as transcript lines.
- *
- *     null            no pointer                       7, 0x10      a number
- *     "text"          a text, in a block of just that size
- *     *16, *16"text"  a buffer of 16 bytes, filled with '#' or with the text first; shown afterwards
- *     &, &5           a variable (0 or 5 before the call); shown afterwards. A text that is handed out in one is freed
- *     @name           a handle of the scenario
- *     GET POST DELETE PATCH, listener, deaf            a request type, a subscriber, a subscriber without a function
+ * A scenario's words as the arguments of an exported operation, and what the operation wrote as transcript lines:
+ * README.md, "Arguments".
  */
 #ifndef ARGUMENTS_H
 #define ARGUMENTS_H

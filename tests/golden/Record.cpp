@@ -3,15 +3,12 @@
 
 #include <regex>
 
+#include "Words.h"
+
 namespace golden {
 namespace {
 
 constexpr std::size_t kWidth = 120;
-
-bool startsWith(const std::string& text, const std::string& start)
-{
-    return text.rfind(start, 0) == 0;
-}
 
 /** Entry and exit lines, with what stands before the name: "[AUFPI]". */
 const std::regex kEntry(R"(4 (\[\w+\] ?)?(\w+) ?: ?[Ee]ntry\.?( |\\x20)*)");

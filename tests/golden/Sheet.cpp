@@ -7,15 +7,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Words.h"
+
 namespace golden {
 namespace {
 
 constexpr std::size_t kWidth = 120;
-
-bool startsWith(const std::string& text, const std::string& start)
-{
-    return text.rfind(start, 0) == 0;
-}
 
 std::string trimmed(const std::string& text)
 {

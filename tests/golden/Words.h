@@ -34,6 +34,11 @@ std::string inQuotes(const std::string& text);
 /** One transcript line of anything: line feeds within are "\n"; variables' values become their names again. */
 std::string lineOf(std::string text, const Variables& variables);
 
+inline bool startsWith(const std::string& text, const std::string& start)
+{
+    return text.rfind(start, 0) == 0;
+}
+
 }  // namespace golden
 
 #endif

@@ -96,6 +96,17 @@ extern "C" {
     {                                                                           \
         return refused(#name) ? nullptr : held(__real_##name arguments, #name); \
     }
+// One with a last argument that not every call has.
+#define VARIADIC(result, name, parameters, arguments_, before, value) \
+    result __real_##name parameters;                                  \
+    result __wrap_##name parameters                                   \
+    {                                                                 \
+        va_list arguments;                                            \
+        va_start(arguments, before);                                  \
+        const auto last = value;                                      \
+        va_end(arguments);                                            \
+        return refused(#name) ? -1 : __real_##name arguments_;        \
+    }
 #define FREEING(name, type)        \
     void __real_##name(type what); \
     void __wrap_##name(type what)  \
@@ -148,25 +159,10 @@ RETURNING(int, pclose, FILE*, -1)
 RETURNING(int, closedir, DIR*, -1)
 FAILING(dirent*, readdir, (DIR * directory), (directory), nullptr)
 
-int __real_open(const char* path, int flags, ...);
-int __wrap_open(const char* path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return refused("open") ? -1 : __real_open(path, flags, mode);
-}
-
-int __real_openat(int at, const char* path, int flags, ...);
-int __wrap_openat(int at, const char* path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return refused("openat") ? -1 : __real_openat(at, path, flags, mode);
-}
+VARIADIC(int, open, (const char* path, int flags, ...), (path, flags, last), flags,
+         (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0)
+VARIADIC(int, openat, (int at, const char* path, int flags, ...), (at, path, flags, last), flags,
+         (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0)
 
 int __real_close(int fd);
 int __wrap_close(int fd)
@@ -193,15 +189,7 @@ int __wrap_getifaddrs(ifaddrs** list)
     return failed;
 }
 
-int __real_ioctl(int fd, unsigned long command, ...);
-int __wrap_ioctl(int fd, unsigned long command, ...)
-{
-    va_list arguments;
-    va_start(arguments, command);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    return refused("ioctl") ? -1 : __real_ioctl(fd, command, argument);
-}
+VARIADIC(int, ioctl, (int fd, unsigned long command, ...), (fd, command, last), command, va_arg(arguments, void*))
 
 /** Nobody waits for long. */
 int __real_select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeOut);
