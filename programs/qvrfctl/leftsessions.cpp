@@ -121,7 +121,7 @@ unsigned closeLeftSessions(const std::string& address, const std::string& port)
 {
     unsigned closed = 0;
     forEachLeft([&](const Note& note) {
-        if (!address.empty() && (address != note.session.IPAddress || port != note.session.Port)) return false;
+        if (address != note.session.IPAddress || port != note.session.Port) return false;
         if (closeOnBmc(note)) ++closed;
         return true;
     });

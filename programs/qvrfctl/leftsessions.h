@@ -41,10 +41,10 @@ private:
 std::vector<std::string> leftSessionIds();
 
 /**
- * Closes those at @p address and @p port, in which a BMC has just answered; empty: wherever they are. For a process
- * that has no session and no frame of the library. @return how many were closed
+ * Closes those at @p address, as it stands in a URL, and @p port, where a BMC has just answered. For a process that has
+ * no session and no frame of the library. @return how many were closed
  */
-unsigned closeLeftSessions(const std::string& address = {}, const std::string& port = {});
+unsigned closeLeftSessions(const std::string& address, const std::string& port);
 
 }  // namespace qvrfctl
 

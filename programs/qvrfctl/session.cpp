@@ -176,11 +176,14 @@ try {
     return loginFailure(context_, *client_, failure.error().status);
 }
 
-/** Closes what killed commands left, for which this process must have nothing of the library. @return whether it did */
+/** Closes what killed commands left there, for which this process must have nothing of the library.
+ * @return whether it did */
 bool Session::makeRoom()
 {
+    if (!client_->endpoint()) return false;
+    const qvrfutil::Endpoint at = *client_->endpoint();
     client_.reset();
-    const bool hasRoom = closeLeftSessions() != 0;
+    const bool hasRoom = closeLeftSessions(at.isIpv6() ? '[' + at.address + ']' : at.address, at.port) != 0;
     client_            = newClient(context_);
     return hasRoom;
 }
