@@ -1,5 +1,4 @@
-"""What a host sees of the BMC's HTTPS service: who may do what, resources, faults, uploads, events."""
-import errno
+"""What a host sees of the BMC's HTTPS service: who may do what, resources, faults, uploads."""
 import hashlib
 import http.client
 import json
@@ -238,54 +237,3 @@ class Files(unittest.TestCase):
             status, said = run("--mockup", self.dir)
             self.assertEqual(status, 1)
             self.assertRegex(said, "^torvosim: .*" + complaint)
-
-
-class Events(Desk):
-    def setUp(self):
-        super().setUp()
-        self.bmc.log_in()
-        self.stream = self.bmc.connect()
-        self.addCleanup(self.stream.close)
-        self.stream.request("GET", ROOT + "/SSE", headers={"X-Auth-Token": self.bmc.token})
-        self.bmc.reaches("streamsOpen", 1)
-
-    def chunks(self):
-        """What came until the end of the stream, in its chunks on the wire."""
-        response = self.stream.getresponse()
-        self.assertEqual(response.getheader("Content-Type"), "text/event-stream")
-        chunks, size = [], -1
-        while size != 0:
-            size = int(response.fp.readline(), 16)
-            chunks.append(response.fp.read(size + 2)[:-2].decode())
-        return chunks[:-1]
-
-    def test_they_arrive_in_their_shapes(self):
-        self.assertEqual(self.bmc.control('event "hello there"')["streams"], 1)
-        self.bmc.control("keep-alive\nevents-together 3\nevent-split whole\nevent-raw a\\r\\nb\nstream-end")
-        one, alive, three, begun, rest, raw = self.chunks()
-        self.assertRegex(one, r"^id: 1\ndata: \{.*\}\n\n$")
-        self.assertEqual(json.loads(one[one.index("{"):])["Events"][0]["Message"], "hello there")
-        self.assertEqual((alive, raw), (":\n\n", "a\r\nb"))
-        self.assertIn("id: 4\n", three)
-        self.assertNotIn("\n\n", begun)
-        self.assertEqual(json.loads((begun + rest)[begun.index("{"):])["Id"], "5")
-
-    def test_they_come_in_bursts(self):
-        self.bmc.control("events 5000\nevents 10 1000\nstream-end")
-        self.assertEqual("".join(self.chunks()).count("\n\n"), 5010)
-        self.assertEqual(self.bmc.control("stats")["eventsSent"], 5010)
-
-    def test_they_come_by_themselves(self):
-        self.bmc.control("event-interval 1")
-        self.bmc.control("stream-end")
-        self.stream.close()
-        self.stream.request("GET", ROOT + "/SSE", headers={"X-Auth-Token": self.bmc.token})
-        until(lambda: self.bmc.control("stats")["eventsSent"] >= 3)
-
-    def test_they_break_off_with_a_reset(self):
-        self.bmc.control("stream-break")
-        until(lambda: self.stream.sock.getsockopt(socket.SOL_SOCKET, socket.SO_ERROR) == errno.ECONNRESET)
-
-    def test_they_end_when_the_host_leaves(self):
-        self.stream.close()
-        self.bmc.reaches("streamsOpen", 0)  # without an event to find out

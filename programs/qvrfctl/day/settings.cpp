@@ -33,6 +33,10 @@ std::string trustedText(const std::string& name, std::string& note)
 {
     const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0 && (errno == ENOENT || errno == ENOTDIR)) return {};
+    if (fd < 0 && errno == EACCES) {  // with HOME of another user: nobody's fault, and no reason to stop
+        note = name + " cannot be read, and is left out";
+        return {};
+    }
     if (fd < 0) throw wrongUsage("cannot read " + name + ": " + std::strerror(errno));
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(::fdopen(fd, "r"), std::fclose);
     struct stat                                           about {};

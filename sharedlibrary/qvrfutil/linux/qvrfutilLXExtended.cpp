@@ -334,6 +334,7 @@ extern "C" s32 QVRFUTILSendRequestEx(const QVRFUTILRequestEx* pRequest, QVRFUTIL
     QVRFUTILReplyEx reply{};
     reply.recordSize = pReply->recordSize;
     const s32 status = send(known(*pRequest), reply);
+    if (status == QVRFUTIL_OUT_OF_MEMORY) __SysDbgPrint3("%s: out of memory.\n", kOp);
     OXAmemcpy_s(pReply, replySize, &reply, replySize);
     __SysDbgPrint4("%s : Returning with status = %d\n", kOp, status);
     return status;

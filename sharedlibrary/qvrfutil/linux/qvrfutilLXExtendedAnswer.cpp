@@ -195,6 +195,10 @@ s32 ExtendedAnswer::handOver(const char* op, CURLcode rc, QVRFUTILReplyEx& reply
 {
     reply.httpCode = static_cast<u16>(httpCode());
     s32 status     = rc == CURLE_OK ? complete(op, reply) : failed(rc, reply);
+    if (status == OXA_SUCCESS && reply.httpCode == 0) {
+        __SysDbgPrint3("%s: the answer's HTTP status is not known.\n", op);
+        status = QVRFUTIL_CURL_FAILED;
+    }
     if (request_.pHeaderFunction == nullptr && !head_.empty() && status != QVRFUTIL_OUT_OF_MEMORY)
         if (const s32 st = handOut(head_, reply.pHeaders, reply.headersSize); st != OXA_SUCCESS) status = st;
     return status;
