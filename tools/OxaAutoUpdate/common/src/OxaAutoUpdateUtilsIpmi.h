@@ -23,12 +23,7 @@ struct IpmiRow {
     std::array<u8, QVHIPM_BUFFER_SIZE> bytes{};
     const char*                        purposeText = "";  // what its failure line adds
 
-    constexpr IpmiRow preset(s32 status) const noexcept { return with(&IpmiRow::presetStatus, status); }
-    constexpr IpmiRow requests(u32 count) const noexcept { return with(&IpmiRow::requestBytes, count); }
-    constexpr IpmiRow replies(u32 count) const noexcept { return with(&IpmiRow::replyBytes, count); }
-    constexpr IpmiRow purpose(const char* text) const noexcept { return with(&IpmiRow::purposeText, text); }
-
-private:
+    /** This row with another value in one field. */
     template <class T>
     constexpr IpmiRow with(T IpmiRow::*field, T value) const noexcept
     {
@@ -36,6 +31,10 @@ private:
         row.*field  = value;
         return row;
     }
+    constexpr IpmiRow preset(s32 status) const noexcept { return with(&IpmiRow::presetStatus, status); }
+    constexpr IpmiRow requests(u32 count) const noexcept { return with(&IpmiRow::requestBytes, count); }
+    constexpr IpmiRow replies(u32 count) const noexcept { return with(&IpmiRow::replyBytes, count); }
+    constexpr IpmiRow purpose(const char* text) const noexcept { return with(&IpmiRow::purposeText, text); }
 };
 
 template <std::size_t N>
