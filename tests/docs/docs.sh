@@ -43,7 +43,7 @@ snippets() {
         for language in c cpp; do
             for block in $(blocks $language "$document"); do
                 count=$((count + 1)) compiler=("$CC" -std=c11 -x c) && [[ $language == c ]] || compiler=("$CXX" -std=c++17 -x c++)
-                grep -q '^{' "$block" || sed -i -e '1i void f(void);\nvoid f(void) {' -e '$a }' "$block"
+                grep -qE '^(try )?\{' "$block" || sed -i -e '1i void f(void);\nvoid f(void) {' -e '$a }' "$block"
                 "${compiler[@]}" -Wall -Wextra -Wno-unused -fsyntax-only -I "$INCLUDE" "${headers[@]}" "$block" || wrong "$document: $block does not compile"
             done
         done
