@@ -38,8 +38,8 @@ typedef struct _QVRFUTILFormField {
     const astring* pName;        /**< the field's name */
     const astring* pContentType; /**< NULL: none for bytes; for a file what its name suggests */
     const void*    pData;        /**< the bytes; NULL with dataSize 0: none */
-    u64            dataSize;
-    const astring* pFilePath; /**< a regular file, in the place of the bytes; the BMC is told its last component */
+    u64            dataSize;     /**< of pData, in bytes */
+    const astring* pFilePath;    /**< a regular file, in the place of the bytes; the BMC is told its last component */
 } QVRFUTILFormField;
 
 /** For QVRFUTILRequestEx::flags. */
@@ -63,17 +63,17 @@ typedef enum _QVRFUTILRequestExEnd {
 
 /** What is asked. At most one of a body, a body's file and fields. Nothing of it is kept after the call. */
 typedef struct _QVRFUTILRequestEx {
-    u32                      recordSize; /**< sizeof(QVRFUTILRequestEx) of the caller */
-    u32                      flags;      /**< of QVRFUTILRequestExFlags */
-    const astring*           pMethod;    /**< up to 16 capital letters: "GET", "POST", "PATCH", "PUT", "DELETE" ... */
-    const astring*           pPath;      /**< begins with '/', no blanks or control characters, at most 400 */
-    const QVRFUTILSession*   pSession;   /**< the session to use; NULL: the process's, copied without a lock */
-    const astring* const*    ppHeaders;  /**< whole lines, "Prefer: respond-async", without line end */
-    u32                      headerCount;
-    u32                      fieldCount;
-    const QVRFUTILFormField* pFields;       /**< the body is this form */
-    const void*              pBody;         /**< the body is these bytes */
-    u64                      bodySize;      /**< of pBody */
+    u32                      recordSize;  /**< sizeof(QVRFUTILRequestEx) of the caller */
+    u32                      flags;       /**< of QVRFUTILRequestExFlags */
+    const astring*           pMethod;     /**< up to 16 capital letters: "GET", "POST", "PATCH", "PUT", "DELETE" ... */
+    const astring*           pPath;       /**< begins with '/', no blanks or control characters, at most 400 */
+    const QVRFUTILSession*   pSession;    /**< the session to use; NULL: the process's, copied without a lock */
+    const astring* const*    ppHeaders;   /**< whole lines, "Prefer: respond-async", without line end */
+    u32                      headerCount; /**< lines at ppHeaders */
+    u32                      fieldCount;  /**< fields at pFields */
+    const QVRFUTILFormField* pFields;     /**< the body is this form */
+    const void*              pBody;       /**< the body is these bytes */
+    u64                      bodySize;    /**< of pBody */
     const astring*           pBodyFilePath; /**< the body is this regular file, read while it is sent */
     /**
      * Receives the body of an answer of 200 or 206, created for its owner alone or truncated once such an answer
