@@ -77,7 +77,7 @@ bool CarrierWait::runningFor(bool aMoment) noexcept
     const LinkQuestion link(index_);
     Carrier            carrier = link.ask();
     const auto         begin   = std::chrono::steady_clock::now();
-    auto               waited  = begin - begin;
+    auto               waited  = std::chrono::steady_clock::duration::zero();
     for (int steady = carrier == Carrier::there && !aMoment ? kSteadyLooks : 0;
          carrier != Carrier::unknown && steady < kSteadyLooks && waited < left_;
          waited = std::chrono::steady_clock::now() - begin) {

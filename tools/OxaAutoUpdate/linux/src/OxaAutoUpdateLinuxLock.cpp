@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "smsupport.h"
 
@@ -42,7 +43,7 @@ bool isOpenAs(const Descriptor& fd, const char* path) noexcept
            ours.st_ino == there.st_ino;
 }
 
-bool isOurs(unsigned user) noexcept
+bool isOurs(unsigned long user) noexcept
 {
     return user == 0 || user == ::geteuid();
 }
@@ -54,9 +55,13 @@ bool isTrusted(const char* process) noexcept
     std::snprintf(path.data(), path.size(), "/proc/%.16s/status", process);
     const File            status(std::fopen(path.data(), "re"));
     std::array<char, 256> line{};
-    unsigned              real = 0, effective = 0;
-    while (status && std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr)
-        if (std::sscanf(line.data(), "Uid: %u %u", &real, &effective) == 2) return isOurs(real) && isOurs(effective);
+    while (status && std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr) {
+        if (std::strncmp(line.data(), "Uid:", 4) != 0) continue;
+        char*      rest      = line.data() + 4;
+        const auto real      = std::strtoul(rest, &rest, 10);
+        const auto effective = std::strtoul(rest, nullptr, 10);
+        return isOurs(real) && isOurs(effective);
+    }
     return false;
 }
 
