@@ -54,7 +54,7 @@ snippets() {
 # What a program says of itself, of each of its commands too.
 help_of() {
     "$@" --help
-    "$@" --help | awk '/^Subcommands/ { on = 1; next } !NF { on = 0 } on { print $1 }' | while read -r command; do help_of "$@" "$command"; done
+    "$@" --help | awk '/^Subcommands/ { on = 1; next } !NF { on = 0 } on && /^  [a-z]/ { print $1 }' | while read -r command; do help_of "$@" "$command"; done
 }
 
 # A program knows every option that a line with its name shows; manual and completion know every option of the program.
