@@ -172,7 +172,11 @@ TEST_P(Promise, AForkedChildOwnsNothing)
         threads.emplace_back([&] {
             while (!over) EXPECT_TRUE(session.get(kSystem));
         });
+    int childrensLogins = 0;
     for (int i = 0; i < 10; ++i) {
+#ifndef __SANITIZE_THREAD__  // which knows no threads behind a fork: a child has no session of its own then
+        ++childrensLogins;
+#endif
         const pid_t child = fork();
         if (child == 0) {
             alarm(60);
@@ -182,10 +186,10 @@ TEST_P(Promise, AForkedChildOwnsNothing)
                 const EventStream leftToo(std::move(stream));
             }
             client.~Client();
-#ifndef __SANITIZE_THREAD__  // which knows no threads behind a fork
-            Client own;
-            isRight = isRight && Session(own).get(kSystem);
-#endif
+            if (childrensLogins > 0) {
+                Client own;
+                isRight = isRight && Session(own).get(kSystem);
+            }
             _exit(isRight ? 0 : 1);
         }
         int status = -1;
@@ -195,7 +199,7 @@ TEST_P(Promise, AForkedChildOwnsNothing)
     }
     over = true;
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(logins(), isNewer() ? 11 : logins()) << "no renewal: nobody logged the parent out";
+    EXPECT_EQ(logins(), 1 + childrensLogins) << "no renewal: nobody logged the parent out";
 }
 
 /** What an answer of a status makes of a file that had "old" in it. */
