@@ -213,7 +213,8 @@ std::string lastSegment(const std::string& path)
     const auto end = path.find_last_not_of('/');
     if (end == path.npos) return {};
     const auto slash = path.rfind('/', end);
-    return path.substr(slash == path.npos ? 0 : slash + 1, end - (slash == path.npos ? -1 : slash));
+    const auto begin = slash == path.npos ? 0 : slash + 1;
+    return path.substr(begin, end + 1 - begin);
 }
 
 }  // namespace qvrfctl
