@@ -38,7 +38,7 @@ TEST(Unexported, TextsAreCutToTheRoom)
 TEST(Unexported, AForkedChildDoesNotWaitForTheParentsRenewal)
 {
     QVRFUTILInit(FALSE);
-    ASSERT_EQ(qvrf::QVRFUTILAcquireSessionCreationLock(qvrf::kRequestTexts), qvrf::Claim::ours);
+    ASSERT_EQ(qvrf::QVRFUTILAcquireSessionCreationLock(), qvrf::Claim::ours);
     const pid_t child = fork();
     if (child == 0) _exit(g_isRedfishSessionRequested ? 1 : 0);
     int status = -1;

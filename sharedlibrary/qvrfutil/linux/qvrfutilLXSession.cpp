@@ -56,6 +56,30 @@ void endRenewalsInChildren() noexcept
     pthread_atfork(nullptr, nullptr, endRenewalInChild);
 }
 
+Claim claim(const char* op, const SessionTexts& texts) noexcept
+{
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, endRenewalsInChildren);
+    {
+        const SessionLock lock;
+        if (!lock) return Claim::timedOut;
+        if (!std::exchange(g_isRedfishSessionRequested, booln{TRUE})) return Claim::ours;
+    }
+    __SysDbgPrint3(texts.inProgress, op);
+    return Claim::taken;
+}
+
+void giveBack(const char* op, const SessionTexts& texts) noexcept
+{
+    for (int attempt = 0; attempt < kReleaseAttempts; ++attempt) {
+        if (endRenewal()) {
+            __SysDbgPrint4("%s : setting g_isRedfishSessionRequested to FALSE success .\n", op);
+            return;
+        }
+        __SysDbgPrint3(texts.retryingLock, op);
+    }
+}
+
 /** Whether the record holds a session, and another one than the copy. */
 bool renewedSince(const QVRFUTILSession& copy) noexcept
 {
@@ -67,6 +91,7 @@ bool renewedSince(const QVRFUTILSession& copy) noexcept
 }  // namespace
 
 const SessionTexts kRequestTexts{
+    true,
     "%s: Failed to get Session Details.\n",
     "%s:Creating new RF session now\n",
     "%s: Failed to Send GET due to session failure. Please Retry\n",  // whatever the method
@@ -79,6 +104,7 @@ const SessionTexts kRequestTexts{
 };
 
 const SessionTexts kTransferTexts{
+    false,
     nullptr,
     nullptr,
     "[QVRFUTIL] %s: Failed to Send GET due to session failure. Please Retry\n",
@@ -90,32 +116,18 @@ const SessionTexts kTransferTexts{
     "[QVRFUTIL] %s: Decryption failed with status: %d\n",
 };
 
-void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept
+Claim QVRFUTILAcquireSessionCreationLock() noexcept
+{
+    static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
+    const TraceScope      trace(op);
+    return claim(op, kRequestTexts);
+}
+
+void QVRFUTILReleaseSessionCreationLock() noexcept
 {
     static constexpr char op[] = "QVRFUTILReleaseSessionCreationLock";
     const TraceScope      trace(op);
-    for (int attempt = 0; attempt < kReleaseAttempts; ++attempt) {
-        if (endRenewal()) {
-            __SysDbgPrint4("%s : setting g_isRedfishSessionRequested to FALSE success .\n", op);
-            return;
-        }
-        __SysDbgPrint3(texts.retryingLock, op);
-    }
-}
-
-Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept
-{
-    static constexpr char op[] = "QVRFUTILAcquireSessionCreationLock";
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
-    pthread_once(&once, endRenewalsInChildren);
-    const TraceScope trace(op);
-    {
-        const SessionLock lock;
-        if (!lock) return Claim::timedOut;
-        if (!std::exchange(g_isRedfishSessionRequested, booln{TRUE})) return Claim::ours;
-    }
-    __SysDbgPrint3(texts.inProgress, op);
-    return Claim::taken;
+    giveBack(op, kRequestTexts);
 }
 
 s32 renewSession(const char* op, const SessionTexts& texts, QVRFUTILSession& session) noexcept
@@ -123,7 +135,10 @@ s32 renewSession(const char* op, const SessionTexts& texts, QVRFUTILSession& ses
     const booln anew = renewedSince(session) ? FALSE : TRUE;
     if (anew == TRUE) __SysDbgPrint4(texts.creating, op);
     const s32 status = QVRFUTILGetRFSessionInfo(&session, anew);
-    QVRFUTILReleaseSessionCreationLock(texts);
+    if (texts.ownSteps)
+        QVRFUTILReleaseSessionCreationLock();
+    else
+        giveBack(op, texts);
     return status;
 }
 
@@ -133,7 +148,7 @@ s32 renewAfter401(const char* op, const RenewalRefusals& refusals, QVRFUTILSessi
         __SysDbgPrint3(refusals.newerGeneration, op);
         return QVRFUTIL_SESSION_FAILURE;
     }
-    if (QVRFUTILAcquireSessionCreationLock(kRequestTexts) != Claim::ours) {
+    if (QVRFUTILAcquireSessionCreationLock() != Claim::ours) {
         __SysDbgPrint3(refusals.notOurs, op);
         return QVRFUTIL_SESSION_FAILURE;
     }
@@ -148,7 +163,7 @@ static s32 makeFirstSession(const char* op, const SessionRules& rules, QVRFUTILS
     const SessionTexts& texts = *rules.texts;
     if (texts.missing != nullptr) __SysDbgPrint3(texts.missing, op);
     if (texts.makingFirst != nullptr) __SysDbgPrint3(texts.makingFirst, op);
-    if (QVRFUTILAcquireSessionCreationLock(texts) == Claim::taken)
+    if ((texts.ownSteps ? QVRFUTILAcquireSessionCreationLock() : claim(op, texts)) == Claim::taken)
         return rules.usesOldCopy ? s32{OXA_SUCCESS} : s32{QVRFUTIL_SESSION_FAILURE};
     const s32 status = renewSession(op, texts, session);
     if (status == OXA_SUCCESS)

@@ -13,6 +13,7 @@ namespace qvrf {
 
 /** The words that requests and subscriptions say these things in. */
 struct SessionTexts {
+    bool        ownSteps;      ///< claiming and giving back have lines of their own; else they are the operation's
     const char* missing;       ///< %s: there is no session, the first one is made; may be nullptr
     const char* makingFirst;   ///< %s; may be nullptr
     const char* inProgress;    ///< %s: another thread is renewing
@@ -34,13 +35,13 @@ enum class Claim {
 };
 
 /** Takes the right to renew, unless another thread has it. */
-Claim QVRFUTILAcquireSessionCreationLock(const SessionTexts& texts) noexcept;
+Claim QVRFUTILAcquireSessionCreationLock() noexcept;
 
 /**
  * Gives the right to renew back. After three failures the flag stays set and later renewals are refused until some
  * thread clears it: accepted, because a mutex that cannot be had for 1.5 s means that the process is in worse trouble.
  */
-void QVRFUTILReleaseSessionCreationLock(const SessionTexts& texts) noexcept;
+void QVRFUTILReleaseSessionCreationLock() noexcept;
 
 /**
  * Opens a new session in the place of @p session and gives the right to renew back. Where another thread was faster

@@ -297,7 +297,7 @@ extern "C" s32 QVRFUTILOSSendFileUploadRequest(const astring* pWebResourceUrl, c
                                                const astring* pPostData, astring** ppRFResponse, u32 pRFResponseINLen,
                                                u32* pRFResponseOUTLen, u16* pHttpRetCode)
 {
-    const TraceScope trace(kUpload, kEventTrace);
+    const TraceScope trace(kUpload);
     return sendUpload({pWebResourceUrl,
                        filePathWithName,
                        pPostData,
@@ -307,7 +307,7 @@ extern "C" s32 QVRFUTILOSSendFileUploadRequest(const astring* pWebResourceUrl, c
 extern "C" s32 QVRFUTILOSSendRequestNoAuth(const astring* pURL, astring** ppResponseBuffer, u32 pRFResponseINLen,
                                            u32* pRFResponseOUTLen, u16* pHttpRetCode)
 {
-    const TraceScope trace(kNoAuth, kEventTrace);
+    const TraceScope trace(kNoAuth);
     const s32 status = getWithoutSession(pURL, {ppResponseBuffer, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode});
     __SysDbgPrint4("%s : Returning with status = %d\n", kNoAuth, status);
     return status;
