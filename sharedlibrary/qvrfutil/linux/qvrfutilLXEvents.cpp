@@ -41,7 +41,7 @@ struct QVRFUTILCurlSSEHandle {
     QVRFUTILHttpCallbackContext* pQVRFUTILHttpCallbackContext = nullptr;
     HeaderList                   headers;  // libcurl reads it for as long as the transfer lives: goes after it
     StreamSocket                 socket;
-    SmOwned<SSEEventData>        breakEvent;  // made early: a break must be told when memory is out, too
+    MallocOwned<SSEEventData>    breakEvent;  // made early: a break must be told when memory is out, too
 
     ~QVRFUTILCurlSSEHandle()
     {
@@ -151,7 +151,7 @@ void tellBroken(QVRFUTILCurlSSEHandle& handle, CURLcode rc) noexcept
     const QVRFUTILHttpCallbackContext* const to = handle.pQVRFUTILHttpCallbackContext;
     if (to == nullptr || to->pCallerCallBackFunction == nullptr) return;
     SmOwned<SSEEventData> event = newEvent();
-    if (!event) event = std::move(handle.breakEvent);
+    if (!event) event.reset(handle.breakEvent.release());
     fill(*event, *to, QVRFUTIL_EVENT_STREAM_BROKEN, 0);
     to->pCallerCallBackFunction(event.release());
 }
@@ -175,9 +175,10 @@ CURLMcode moveOn(QVRFUTILCurlSSEHandle& handle) noexcept
 /** Moves the transfer on until it ends, libcurl fails or unregister says stop. @return whether to look at its end */
 bool readStream(QVRFUTILCurlSSEHandle& handle) noexcept
 {
+    int ready = 0;
     while (!handle.pBreakCurlMultiEvents && handle.pStillRunning != 0) {
         if (!multiSucceeded(kWorker, "Multi Wait",
-                            curl_multi_wait(handle.pCurlMultiHandle, nullptr, 0, kWaitMs, nullptr)) ||
+                            curl_multi_wait(handle.pCurlMultiHandle, nullptr, 0, kWaitMs, &ready)) ||
             !multiSucceeded(kWorker, "Multi Perform", moveOn(handle)))
             return false;
         if (!handle.socket.floods()) continue;
