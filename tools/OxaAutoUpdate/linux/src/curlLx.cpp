@@ -1,7 +1,9 @@
 /** @file curlLx.cpp  The one door to libcurl. */
 #include "curlLx.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <mutex>
 
 #pragma weak curl_easy_header  // libcurl 7.83 and newer
 
@@ -99,8 +101,12 @@ bool HeaderList::append(const char* op, const char* line) noexcept
 
 bool holdGlobalState() noexcept
 {
-    static const CURLcode rc = curl_global_init(CURL_GLOBAL_DEFAULT);
-    return rc == CURLE_OK;
+    static std::atomic<bool> held{false};
+    static std::mutex        guard;
+    if (held) return true;
+    const std::lock_guard<std::mutex> lock(guard);
+    if (!held) held = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    return held;
 }
 
 EasyHandle newEasyHandle() noexcept

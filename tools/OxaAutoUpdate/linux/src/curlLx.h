@@ -45,7 +45,7 @@ private:
 
 /**
  * Takes the reference to libcurl's global state that the process never gives back; see newEasyHandle.
- * @return false when libcurl cannot be initialised
+ * @return false when libcurl cannot be initialised; the next call tries again
  */
 bool holdGlobalState() noexcept;
 
