@@ -26,10 +26,10 @@ void* grown(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& from, std::size_t size) no
     return std::realloc(from.pResponse, size);
 }
 
-/** realloc would leave the old block as it was, the secret in it. */
+/** To move a block, realloc would leave the old one as it was, the secret in it: here it only finds the new one. */
 void* grownAndWiped(const QVRFUTIL_REDFISH_RESPONSE_RECEIVED& from, std::size_t size) noexcept
 {
-    void* const larger = std::malloc(size);
+    void* const larger = std::realloc(nullptr, size);
     if (larger == nullptr || from.pResponse == nullptr) return larger;
     std::memcpy(larger, from.pResponse, from.responseSize);
     wipe(from.pResponse, from.responseSize);

@@ -85,7 +85,7 @@ s32 appendBearer(HeaderList& headers, const astring* loginToken, std::optional<S
         __SysDbgPrint3("OSCreateRedfishSession: the login token is longer than %zu characters.\n", kMaxLoginToken);
         return QVRFUTIL_FAILURE;
     }
-    return headers.append(kCreate, line->get()) ? s32{OXA_SUCCESS} : s32{QVRFUTIL_OUT_OF_MEMORY};
+    return headers.append(kCreate, line->get()) ? s32{OXA_SUCCESS} : s32{QVRFUTIL_FAILURE};
 }
 
 /** Where an answer of the session service goes; given back from the last to the first. */
@@ -155,7 +155,7 @@ s32 setLoginHeaders(CURL* easy, HeaderList& headers) noexcept
 {
     // The empty ones keep libcurl from adding its own.
     for (const char* line : {"Accept: application/json", "Content-Type:", "Transfer-Encoding:"})
-        if (!headers.append(kCreate, line)) return QVRFUTIL_OUT_OF_MEMORY;
+        if (!headers.append(kCreate, line)) return QVRFUTIL_FAILURE;
     return setOption(kCreate, easy, QVRF_OPT(CURLOPT_HTTPHEADER), headers.get()) ? s32{OXA_SUCCESS}
                                                                                  : s32{QVRFUTIL_FAILURE};
 }
@@ -188,11 +188,11 @@ s32 judgeLogin(Received& header, long code, astring** token, astring** id) noexc
     header.pResponse[header.responseSize - 1] = '\0';  // was the line feed of the closing blank line
     __SysDbgPrint4("OSCreateRedfishSession: Header %s.\n", header.pResponse);
     if (code != 201) {
-        __SysDbgPrint3("OSCreateRedfishSession: HTTP Response code = %ld.\n", code);
+        __SysDbgPrint3("OSCreateRedfishSession: HTTP Response code = %d.\n", static_cast<int>(code));
         // Callers tell "no more sessions" from other refusals by the HTTP status itself.
         return code == 503 ? s32{503} : s32{QVRFUTIL_FAILURE};
     }
-    __SysDbgPrint4("OSCreateRedfishSession: HTTP Response code = %ld.\n", code);
+    __SysDbgPrint4("OSCreateRedfishSession: HTTP Response code = %d.\n", static_cast<int>(code));
     __SysDbgPrint4("%s:Calling GetTokenSSID \n", kCreate);
     const s32 status = GetTokenSSID(header.pResponse, token, id);
     if (status != OXA_SUCCESS) {
@@ -289,14 +289,15 @@ struct LogoutExchange {
 /** At most 32 characters of the token are sent. */
 s32 appendToken(LogoutExchange& logout, const astring* token) noexcept
 {
-    logout.tokenLine.emplace(std::strlen("X-AUTH-TOKEN: ") + kTokenLength + 1);
+    const std::size_t length = strnlen(token, kTokenLength);
+    logout.tokenLine.emplace(std::strlen("X-AUTH-TOKEN: ") + length + 1);
     SecretBuffer& line = *logout.tokenLine;
     if (!line) {
         __SysDbgPrint3("OSDeleteRedfishSession: malloc failed for pAuthHeader.\n");
         return QVRFUTIL_OUT_OF_MEMORY;
     }
-    sprintf_s(line.get(), line.size(), "X-AUTH-TOKEN: %.*s", static_cast<int>(strnlen(token, kTokenLength)), token);
-    if (!logout.headers.append(kDelete, line.get())) return QVRFUTIL_OUT_OF_MEMORY;
+    sprintf_s(line.get(), line.size(), "X-AUTH-TOKEN: %.*s", static_cast<int>(length), token);
+    if (!logout.headers.append(kDelete, line.get())) return QVRFUTIL_FAILURE;
     __SysDbgPrint4("pAuthHeader: %s\n", line.get());
     return OXA_SUCCESS;
 }
@@ -415,8 +416,8 @@ extern "C" size_t curlRedfishResponseCallback(void* ptr, size_t size, size_t nme
         __SysDbgPrint3("curlRedfishResponseCallback: Out Of Memory\n");
         return 0;
     }
-    __SysDbgPrint4("curlRedfishResponseCallback: respSize:%zu.\n", bytes);
-    __SysDbgPrint4("curlRedfishResponseCallback: CumrespSize:%zu.\n", to.responseSize);
+    __SysDbgPrint4("curlRedfishResponseCallback: respSize:%ld.\n", static_cast<long>(bytes));
+    __SysDbgPrint4("curlRedfishResponseCallback: CumrespSize:%ld.\n", static_cast<long>(to.responseSize));
     __SysDbgPrint4("curlRedfishResponseCallback: Exit.\n");
     return bytes;
 }

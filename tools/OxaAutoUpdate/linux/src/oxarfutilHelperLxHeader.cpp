@@ -10,9 +10,10 @@
 namespace qvrf {
 namespace {
 
-constexpr char        kOp[]        = "GetTokenSSID";
-constexpr std::size_t kTokenLength = 32;
-constexpr std::size_t kIdSize      = 65;
+constexpr char        kOp[]          = "GetTokenSSID";
+constexpr std::size_t kTokenLength   = 32;
+constexpr std::size_t kMostAllocated = 50;  // for a token: as much of the header as there is, up to this
+constexpr std::size_t kIdSize        = 65;
 
 /** What follows the header line's key, in the one or the other spelling that BMC firmware uses. */
 astring* valueOf(astring* header, const char* key, const char* lowerKey) noexcept
@@ -25,8 +26,9 @@ astring* valueOf(astring* header, const char* key, const char* lowerKey) noexcep
 /** The token is the 32 characters behind its key, not cut at the line's end: the BMC's tokens all have that length. */
 astring* copyOfToken(const astring* value) noexcept
 {
-    astring* token = smText(kTokenLength + 1).release();
-    if (token != nullptr) strncpy_s(token, kTokenLength + 1, value, strnlen(value, kTokenLength));
+    const std::size_t size  = std::max(kTokenLength + 1, strnlen(value, kMostAllocated));
+    astring* const    token = smText(static_cast<u32>(size)).release();
+    if (token != nullptr) strncpy_s(token, size, value, strnlen(value, kTokenLength));
     return token;
 }
 
