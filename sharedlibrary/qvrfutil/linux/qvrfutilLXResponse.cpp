@@ -11,7 +11,7 @@ extern "C" size_t QVRFUTILCurlRedfishGETResponseCallback(astring* ptr, size_t si
     const qvrf::TraceScope trace(op);
     auto&                  to    = *static_cast<QVRFUTIL_REDFISH_RESPONSE_RECEIVED*>(pUserdata);
     const size_t           bytes = size * nmemb;
-    __SysDbgPrint4("%s: tempResponseSize:%zu.\n", op, bytes);
+    __SysDbgPrint4("%s: tempResponseSize:%d.\n", op, static_cast<int>(bytes));
     __SysDbgPrint4(to.pResponse == nullptr ? "pResponse is null.\n" : "pResponse is not null. \n");
     if (qvrf::append(op, to, ptr, bytes)) return bytes;
     __SysDbgPrint3("%s: Out Of Memory\n", op);
@@ -92,9 +92,10 @@ s32 handOverBody(const char* op, const Received& body, const Answer& answer) noe
     const std::size_t needed   = body.responseSize + 1;
     const std::size_t capacity = *answer.body != nullptr ? answer.capacity : 0;
     *answer.length             = static_cast<u32>(needed);
-    __SysDbgPrint4("%s:**ppRFResponseLen: %u.\n", op, *answer.length);
+    __SysDbgPrint4("%s:**ppRFResponseLen: %d.\n", op, static_cast<int>(needed));
     if (capacity < needed) {
-        __SysDbgPrint3("%s: pRFResponseINLen = %u, pResponseBody.responseSize+1 = %zu.\n", op, answer.capacity, needed);
+        __SysDbgPrint3("%s: pRFResponseINLen = %d, pResponseBody.responseSize+1 = %d.\n", op,
+                       static_cast<int>(answer.capacity), static_cast<int>(needed));
         __SysDbgPrint3("%s: Insufficient space in responsebuffer.\n", op);
         return QVRFUTIL_BUFFER_TOO_SMALL;
     }

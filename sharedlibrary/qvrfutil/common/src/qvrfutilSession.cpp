@@ -215,10 +215,14 @@ private:
 
     s32 encrypt() noexcept
     {
+        if (!login_.token || !login_.id) {
+            __SysDbgPrint3("%s: the login gave no token or no session id.\n", kCreate);
+            return QVRFUTIL_FAILURE;
+        }
         const std::size_t length = strnlen(login_.token.get(), SMSECURE_PLAIN_SIZE);
         __SysDbgPrint4("%s: Create session succeeded.\n", kCreate);
         __SysDbgPrint4("%s: token=%s , session id = %s.\n", kCreate, login_.token.get(), login_.id.get());
-        __SysDbgPrint4("%s: Length of non encrypted token is %zu\n", kCreate, length);
+        __SysDbgPrint4("%s: Length of non encrypted token is %lu\n", kCreate, static_cast<unsigned long>(length));
         output_ = smText(SMSECURE_OUTPUT_SIZE);
         if (output_) return encryptInto(static_cast<u32>(length));
         __SysDbgPrint3("%s: malloc failed for pencrypttext.\n", kCreate);
