@@ -12,6 +12,8 @@ set(QVRFUTIL_PUBLIC_HEADERS
   sharedlibrary/qvrfutil/common/src/qvrfutil_file.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_inventory.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_json.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_listener.hpp
+  sharedlibrary/qvrfutil/common/src/qvrfutil_opened.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_request.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_scan.hpp
   sharedlibrary/qvrfutil/common/src/qvrfutil_send.hpp

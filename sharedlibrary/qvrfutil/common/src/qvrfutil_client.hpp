@@ -96,7 +96,7 @@ public:
         if (core_->isParents()) return;
         for (const auto until = Clock::now() + settle_; core_.use_count() > 1 && Clock::now() < until;)
             detail::pause(Duration(5));
-        core_->listen({});
+        core_->listener().become({});
     }
     /** Whether nothing of an earlier Client is at work in the background any more. */
     static bool isSettled()
@@ -194,7 +194,7 @@ private:
 
     Client(std::shared_ptr<detail::Core> core, ClientOptions options) : settle_(options.settle), core_(std::move(core))
     {
-        core_->listen(std::move(options.onRenewal));
+        core_->listener().become(std::move(options.onRenewal));
         core_->begin();
         core_->generationIs(options.generation);
         located_ = locate(options);

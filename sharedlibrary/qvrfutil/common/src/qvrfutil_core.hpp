@@ -11,8 +11,6 @@
 #ifndef QVRFUTIL_CORE_HPP
 #define QVRFUTIL_CORE_HPP
 
-#include <string.h>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -21,51 +19,14 @@
 #include <utility>
 
 #include "qvrfutil.h"
+#include "qvrfutil_listener.hpp"
+#include "qvrfutil_opened.hpp"
 #include "qvrfutil_status.hpp"
 #include "qvrfutil_threads.hpp"
 
 namespace qvrfutil {
 
-/** The BMC's generations differ in how they are found and where their sessions are opened. */
-enum class Generation { automatic, newer, older };
-
-/** Where the BMC serves Redfish. */
-struct Endpoint {
-    std::string address;  ///< IPv4, or IPv6 without brackets
-    std::string port = "443";
-
-    bool isIpv6() const noexcept { return address.find(':') != address.npos; }
-};
-
-/** For whom a session is opened. */
-struct Login {
-    std::string user      = "root";
-    std::string privilege = "root";
-    /** What opening takes at most; a session that the BMC opens later than that is closed again. 0: 100 s a try. */
-    Duration limit{0};
-};
-
 namespace detail {
-
-/** A session as it was when it was opened. Nothing changes it: whoever has it may use it without a lock. */
-class Opened {
-public:
-    Opened(const QVRFUTILSession& record, std::uint64_t epoch) : record_(record), epoch_(epoch) {}
-    ~Opened() { ::explicit_bzero(&record_, sizeof record_); }  // the encrypted token stands beside its key
-    Opened(Opened&&) = delete;
-
-    const QVRFUTILSession& record() const noexcept { return record_; }
-    std::uint64_t          epoch() const noexcept { return epoch_; }  ///< counts the sessions
-    bool                   isSession() const noexcept
-    {
-        return record_.SessionID[0] != '\0' && std::string_view(record_.SessionID) != "-1";
-    }
-
-private:
-    QVRFUTILSession record_;
-    std::uint64_t   epoch_;
-};
-using OpenedCopy = std::shared_ptr<const Opened>;
 
 /** The frame of the library and its session. Shared by who works with it, background threads among them. */
 class Core : public std::enable_shared_from_this<Core> {
@@ -190,35 +151,8 @@ public:
         return Nothing{};
     }
 
-    // ---- Who is told of renewals ----
-
-    using Listener = std::function<void(const std::string& what)>;
-
-    /** Returns when nobody is told by the old one any more, unless that one itself asks. */
-    void listen(Listener listener)
-    {
-        Lock lock(mutex_);
-        listener_ = listener ? std::make_shared<Listener>(std::move(listener)) : nullptr;
-        if (isTelling()) return;
-        changed_.wait(lock, [&] { return tellers_ == 0; });
-    }
-    /** Without a lock: the listener may send requests itself, of whose renewals it is not told. */
-    void tellRenewal(const std::string& what)
-    {
-        std::shared_ptr<Listener> listener;
-        {
-            const Lock lock(mutex_);
-            if (!listener_ || isTelling()) return;
-            listener = listener_;
-            ++tellers_;
-        }
-        isTelling() = true;
-        contained([&] { (*listener)(what); }, [] {});
-        isTelling() = false;
-        const Lock lock(mutex_);
-        --tellers_;
-        changed_.notify_all();
-    }
+    /** Who is told of renewals. */
+    RenewalListener& listener() noexcept { return listener_; }
 
     static Error noSession(const std::string& what)
     {
@@ -241,12 +175,6 @@ private:
         if (!hasFrame_) return;
         QVRFUTILKeepConnections(FALSE);
         QVRFUTILCleanUp();
-    }
-
-    static bool& isTelling() noexcept
-    {
-        thread_local bool telling = false;
-        return telling;
     }
 
     template <class Condition>
@@ -384,19 +312,18 @@ private:
         return error;
     }
 
-    const unsigned            process_;
-    mutable Mutex             mutex_;  // held for moments only
-    Condition                 changed_;
-    std::shared_ptr<Listener> listener_;
-    unsigned                  tellers_ = 0;
-    OpenedCopy                place_, session_;
-    bool                      isClosed_   = true;
-    bool                      isOver_     = false;
-    bool                      isBusy_     = false;
-    bool                      isRenewing_ = false;
-    std::optional<Error>      failure_;  // of the last renewal
-    std::uint64_t             failedEpoch_ = 0;
-    Clock::time_point         failedAt_;
+    const unsigned       process_;
+    mutable Mutex        mutex_;  // held for moments only
+    Condition            changed_;
+    RenewalListener      listener_;
+    OpenedCopy           place_, session_;
+    bool                 isClosed_   = true;
+    bool                 isOver_     = false;
+    bool                 isBusy_     = false;
+    bool                 isRenewing_ = false;
+    std::optional<Error> failure_;  // of the last renewal
+    std::uint64_t        failedEpoch_ = 0;
+    Clock::time_point    failedAt_;
     // Of who has the turn, and of the Client's beginning.
     Generation              generation_ = Generation::newer;
     std::optional<Endpoint> endpoint_;

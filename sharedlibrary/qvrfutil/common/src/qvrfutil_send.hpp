@@ -297,7 +297,7 @@ inline Result<Response> sendOnce(Core& core, const Request& request, const Deadl
             return Error(request.name(), QVRFUTIL_SESSION_FAILURE,
                          "the BMC refuses it to a session that it has just opened",
                          "check the privilege of the session's user", kUnauthorized);
-        core.tellRenewal(request.name());
+        core.listener().tell(request.name());
         if (Done renewed = core.renew(session->epoch(), begun, deadline.until()); !renewed) return renewed.error();
     }
 }

@@ -175,7 +175,7 @@ private:
     /** @return whether the stream goes on */
     bool renew(std::uint64_t epoch, Clock::time_point begun)
     {
-        core_->tellRenewal("GET " + options_.path);
+        core_->listener().tell("GET " + options_.path);
         const Done renewed = core_->renew(epoch, begun, {});
         if (renewed || (options_.reconnect && renewed.error().status != QVRFUTIL_NO_SESSION_DETAILS)) return true;
         return giveUp(renewed.error()) != Next::giveUp;
