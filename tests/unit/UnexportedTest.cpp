@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateUtilsDecode.h"
 #include "curlLx.h"
 #include "osprivlegePause.h"
@@ -63,6 +64,14 @@ TEST(Unexported, OnlyLinkLocalAddressesWithoutZoneNeedAScope)
         EXPECT_TRUE(qvrf::needsScope(address)) << address;
     for (const char* address : {"", "[", "[]", "169.254.1.1", "::1", "[fe80::1%usb0]", "[fec0::1]", "fe80::1]"})
         EXPECT_FALSE(qvrf::needsScope(address)) << address;
+}
+
+TEST(Unexported, AProcessIsTrustedForTheUsersThatItsStatusTells)
+{
+    for (const char* users : {"\t0\t0\t0\t0\n", "\t7\t7\t7\t7\n", "\t0\t7"})
+        EXPECT_TRUE(qvrf::isTrustedUser(users, 7)) << users;
+    for (const char* users : {"", "\t0", "\tx\t0", "\t0\tx", "\t8\t0", "\t0\t8"})
+        EXPECT_FALSE(qvrf::isTrustedUser(users, 7)) << users;
 }
 
 TEST(Unexported, ASignalShortensNoPause)

@@ -136,27 +136,34 @@ TEST_F(Interrupt, PackageCannotBeChangedBetweenItsChecks)
     EXPECT_EQ(update.wait().exit, 0);
 }
 
-TEST_F(Interrupt, NothingOfAStrangersStopsAnUpdate)
+TEST_F(Interrupt, OnlyRootsLocksStopAnUpdate)
 {
-    install("1.0.0");
     const std::string lock = home + "/.autoupdate";
-    writeFile(lock, "");
-    shell("chmod 666 " + lock);
-    const pid_t stranger = ::fork();
-    if (stranger == 0) {  // every lock that there is, with root's right but not its name
-        const int    file = ::open(lock.c_str(), O_RDWR | O_CLOEXEC);
-        struct flock whole {};
-        whole.l_type    = F_WRLCK;
-        const bool held = ::flock(file, LOCK_EX) == 0 && ::fcntl(file, F_SETLK, &whole) == 0;
-        if (held && ::setresuid(1, 0, 0) == 0) writeFile("held", "");
-        for (;;) ::pause();
+    // A stranger has root's right but not its name.
+    for (const auto& [user, locks] : {std::pair(0u, LOCK_UN), {1u, LOCK_UN}, {1u, LOCK_EX}}) {
+        install("1.0.0");
+        writeFile(lock, "");
+        shell("chmod 666 " + lock + "; rm -f held");
+        const pid_t holder = ::fork();
+        if (holder == 0) {
+            const int    file = ::open(lock.c_str(), O_RDWR | O_CLOEXEC);
+            struct flock whole {};
+            whole.l_type    = user == 0 ? F_RDLCK : F_WRLCK;
+            const bool held = ::flock(file, locks) == 0 && ::fcntl(file, F_SETLK, &whole) == 0;
+            if (held && ::setresuid(user, 0, 0) == 0) writeFile("held", "");
+            for (;;) ::pause();
+        }
+        EXPECT_TRUE(comesTrue([] { return fs::exists("held"); }));
+        control({"delay", "1500", "GET", "/software/oxa/sha256sum", "1"});
+        Child first(commandLine({"--silent"}));
+        EXPECT_TRUE(user == 0 || comesTrue([] { return !readFile("/tmp/.AutoUpdate/package.xml").empty(); }));
+        EXPECT_EQ(tool({"--silent"}).exit, 6) << "nor does a stranger's let two at it";
+        EXPECT_EQ(first.wait().exit, user == 0 ? 6 : 0);
+        ::kill(holder, SIGKILL);
+        ::waitpid(holder, nullptr, 0);
+        EXPECT_EQ(modeOf(lock), 0600u);
+        control({"clear"});
     }
-    EXPECT_TRUE(comesTrue([] { return fs::exists("held"); }));
-    EXPECT_EQ(tool({"--silent"}).exit, 0);
-    ::kill(stranger, SIGKILL);
-    ::waitpid(stranger, nullptr, 0);
-    EXPECT_EQ(installedVersion(), "2.1.0");
-    EXPECT_EQ(modeOf(lock), 0600u);
 }
 
 }  // namespace

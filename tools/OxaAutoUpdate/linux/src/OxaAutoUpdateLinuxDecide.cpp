@@ -2,6 +2,7 @@
 #include "OxaAutoUpdateLinuxDecide.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace qvrf {
@@ -49,6 +50,17 @@ bool staysBelow(std::string_view fileName) noexcept
 {
     while (!fileName.empty())
         if (cutWord(fileName, "/") == "..") return false;
+    return true;
+}
+
+bool isTrustedUser(const char* users, unsigned long self) noexcept
+{
+    for (int which = 0; which < 2; ++which) {
+        char*      end  = nullptr;
+        const auto user = std::strtoul(users, &end, 10);
+        if (end == users || (user != 0 && user != self)) return false;
+        users = end;
+    }
     return true;
 }
 

@@ -41,6 +41,12 @@ bool staysBelow(std::string_view fileName) noexcept;
  */
 std::optional<std::string_view> configValue(std::string_view line, std::string_view key) noexcept;
 
+/**
+ * Do the real and the effective user in a process's numbers of users both stand for root or @p self? A program that
+ * somebody else started with raised privileges has the latter alone. Numbers that cannot be read are nobody's.
+ */
+bool isTrustedUser(const char* users, unsigned long self) noexcept;
+
 }  // namespace qvrf
 
 #endif

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "OxaAutoUpdateLinuxDecide.h"
 #include "smsupport.h"
 
 namespace qvrf {
@@ -43,25 +44,15 @@ bool isOpenAs(const Descriptor& fd, const char* path) noexcept
            ours.st_ino == there.st_ino;
 }
 
-bool isOurs(unsigned long user) noexcept
-{
-    return user == 0 || user == ::geteuid();
-}
-
-/** Real and effective user: a program that somebody else started with raised privileges has the latter alone. */
+/** Root's or this user's, as its status tells. */
 bool isTrusted(const char* process) noexcept
 {
     std::array<char, 64> path{};
     std::snprintf(path.data(), path.size(), "/proc/%.16s/status", process);
     const File            status(std::fopen(path.data(), "re"));
     std::array<char, 256> line{};
-    while (status && std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr) {
-        if (std::strncmp(line.data(), "Uid:", 4) != 0) continue;
-        char*      rest      = line.data() + 4;
-        const auto real      = std::strtoul(rest, &rest, 10);
-        const auto effective = std::strtoul(rest, nullptr, 10);
-        return isOurs(real) && isOurs(effective);
-    }
+    while (status && std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr)
+        if (std::strncmp(line.data(), "Uid:", 4) == 0) return isTrustedUser(line.data() + 4, ::geteuid());
     return false;
 }
 
@@ -99,25 +90,35 @@ bool trustedOneHasOpen(const Descriptor& lock) noexcept
 
 enum class Holder { nobody, update, stranger };
 
-/** Who refuses the record lock. Updates take write locks; a process of another container has the number 0. */
+/**
+ * Who refuses the record lock: a stranger only where that is certain. A process of another container has the number 0
+ * here; a write lock of one takes a file that it may write.
+ */
 Holder holder(const Descriptor& lock) noexcept
 {
     struct flock whole = wholeFile();
-    if (::fcntl(lock.get(), F_GETLK, &whole) != 0) return Holder::stranger;
+    if (::fcntl(lock.get(), F_GETLK, &whole) != 0) return Holder::update;
     if (whole.l_type == F_UNLCK) return Holder::nobody;
+    if (whole.l_pid == 0) return whole.l_type == F_WRLCK ? Holder::update : Holder::stranger;
     std::array<char, 16> process{};
     std::snprintf(process.data(), process.size(), "%ld", static_cast<long>(whole.l_pid));
-    const bool trusted = whole.l_pid == 0 || (whole.l_pid > 0 && isTrusted(process.data()));
-    return whole.l_type == F_WRLCK && trusted ? Holder::update : Holder::stranger;
+    return whole.l_pid > 0 && isTrusted(process.data()) ? Holder::update : Holder::stranger;
 }
 
-/** Takes the record lock, or goes on without where only a stranger refuses it. @return false when an update has it */
+/**
+ * Takes the record lock, or goes on without where only a stranger refuses it. Another update that did so before has
+ * the file open for as long as it lives. @return false when an update is under way
+ */
 bool lockWhole(const Descriptor& lock) noexcept
 {
-    Holder who = Holder::nobody;
-    for (struct flock whole = wholeFile(); who == Holder::nobody; who = holder(lock))
+    constexpr int kTries = 3;  // the holder may let go between the two questions
+    Holder        who    = Holder::nobody;
+    for (int tries = 0; tries < kTries && who == Holder::nobody; ++tries) {
+        struct flock whole = wholeFile();
         if (::fcntl(lock.get(), F_SETLK, &whole) == 0) return true;
-    return who == Holder::stranger;
+        who = holder(lock);
+    }
+    return who == Holder::stranger && !trustedOneHasOpen(lock);
 }
 
 /** Whether an installer has the lock of an update that was killed. */
