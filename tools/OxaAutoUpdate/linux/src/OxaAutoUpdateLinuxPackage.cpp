@@ -5,6 +5,7 @@
 #include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateLinuxDownload.h"
 #include "OxaAutoUpdateLinuxReason.h"
+#include "OxaAutoUpdateLinuxTree.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "OxaAutoUpdateUtilsPaths.h"
@@ -109,6 +110,8 @@ private:
             return OXA_UPDATE_OUT_OF_MEMORY;
         }
         const s32 status = pasrseSHA256File(path.get(), &package_);
+        // A package that a killed run left must not be taken for the one that comes now.
+        if (status == 0 && open_ == openPrivate && package_.pLinuxUpdatePkg != nullptr) dropPackages(directory_);
         if (status == 0) return 0;
         __SysDbgPrint3("[AUFPI]DownloadOxaAutoUpdateFile: pasrsePackageXMFile failed with status %d.\n", status);
         return OXA_UPDATE_NOT_DOWNLOADED;

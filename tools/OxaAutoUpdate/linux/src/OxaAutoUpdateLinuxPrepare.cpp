@@ -86,7 +86,7 @@ s32 decide(bool force) noexcept
 /** The directory that the package's files are downloaded to, gone when the preparation ends. */
 class DownloadDirectory {
 public:
-    DownloadDirectory() noexcept : usable_(freshDirectory(path_, kDirectoryMode)) {}
+    DownloadDirectory() noexcept : usable_(ownDirectory(path_, kDirectoryMode)) {}
     ~DownloadDirectory()
     {
         if (RemoveDirectory(path_) != 0)
@@ -142,8 +142,10 @@ s32 AutoUpdateGetUpdateFile(const astring* directory, UpdateFile& file) noexcept
 s32 verify(const astring* directory, const UpdateFile& file) noexcept
 {
     std::puts("Signature verification is in progress.");
-    // Without a package there is nothing that a signature could vouch for.
-    if (!file.path) setReason("the manifest names no package for Linux");
+    if (!file.path) {  // nothing that a signature could vouch for
+        setReason("the manifest names no package for Linux");
+        __SysDbgPrint3("[AUFPI]PrepareOXAAutoUpdate: the manifest names no package for Linux.\n");
+    }
     const s32 status = file.path ? Signaturevalidate(directory, file.path.get()) : OXA_UPDATE_FAILED;
     if (status != 0) {
         std::printf("Signature verification failed with status %d.\n", status);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "OxaAutoUpdateLinuxDecide.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtilsPaths.h"
 #include "owners.h"
@@ -103,10 +104,12 @@ void makeRoom(const astring* path) noexcept
         ::unlink(path);
 }
 
-bool isOwnDirectory(const astring* path) noexcept
+/** @param forbidden  mode bits that it must not have */
+bool isOwnDirectory(const astring* path, mode_t forbidden = 0) noexcept
 {
     struct stat status {};
-    return ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid();
+    return ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+           (status.st_mode & forbidden) == 0;
 }
 
 }  // namespace
@@ -129,6 +132,19 @@ bool freshDirectory(astring* path, mode_t mode) noexcept
         if (CreateDirectory(path, mode) == 0 && isOwnDirectory(path)) return true;
     }
     return false;
+}
+
+bool ownDirectory(astring* path, mode_t mode) noexcept
+{
+    constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+    return isOwnDirectory(path, kOthersWrite) ? CreateDirectory(path, mode) == 0 : freshDirectory(path, mode);
+}
+
+void dropPackages(const astring* directory) noexcept
+{
+    const Directory entries = openedAt(AT_FDCWD, directory);
+    while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr)
+        if (classify(entry->d_name) == DownloadedFile::package) ::unlinkat(::dirfd(entries.get()), entry->d_name, 0);
 }
 
 }  // namespace qvrf

@@ -19,6 +19,12 @@ s32 removeTree(const astring* path, Logging logging) noexcept;
  */
 bool freshDirectory(astring* path, mode_t mode) noexcept;
 
+/** The same, but a directory of this user's own that nobody else can write stays with what is in it. */
+bool ownDirectory(astring* path, mode_t mode) noexcept;
+
+/** Removes the update packages from a directory. */
+void dropPackages(const astring* directory) noexcept;
+
 }  // namespace qvrf
 
 #endif
