@@ -35,7 +35,7 @@ enum class Carrier { there, missing, unknown };
 class LinkQuestion {
 public:
     explicit LinkQuestion(unsigned int index) noexcept
-        : kernel_(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE))
+        : kernel_(index != 0 ? ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE) : -1)
     {
         request_.head.nlmsg_len   = sizeof request_;
         request_.head.nlmsg_type  = RTM_GETLINK;

@@ -1,6 +1,7 @@
 /** @file osprivlegeInterfaceRequest.cpp  Interface requests (ioctl), and the operation that sets flags by one. */
 #include "osprivlegeInterfaceRequest.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,8 +37,15 @@ bool performed(int socket, const InterfaceCommand& command, ifreq& request) noex
     return false;
 }
 
+int openSocket(int family, int type) noexcept
+{
+    const int fd = ::socket(family, type, 0);
+    if (fd >= 0) ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+}
+
 LoggedSocket::LoggedSocket(int family, int type, const char* closeFailed) noexcept
-    : fd_(::socket(family, type | SOCK_CLOEXEC, 0)), closeFailed_(closeFailed)
+    : fd_(openSocket(family, type)), closeFailed_(closeFailed)
 {
 }
 

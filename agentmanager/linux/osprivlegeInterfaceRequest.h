@@ -25,6 +25,12 @@ extern const InterfaceCommand kSetAddress;
 /** Sends one interface request for the probe; a failure is logged. */
 bool performed(int socket, const InterfaceCommand& command, ifreq& request) noexcept;
 
+/**
+ * A socket that programs do not inherit, -1 on failure. Its type is the plain one: hosts that stand in for socket(), or
+ * filter it, know the probe's by that.
+ */
+int openSocket(int family, int type) noexcept;
+
 /** A socket whose failing close is worth a line in the log and changes nothing. */
 class LoggedSocket {
 public:

@@ -56,7 +56,7 @@ std::vector<ifreq> addressedInterfaces(int socket)
 /** Copies the interface's address into @p address, if it has one. */
 bool foundAddress(const char* interfaceName, AddressText& address)
 {
-    const Descriptor control(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const Descriptor control(openSocket(AF_INET, SOCK_DGRAM));
     if (!control) {
         __SysDbgPrint3("OSGetUSBNICInterfaceIP4Addr: socket() call failed\n");
         return false;

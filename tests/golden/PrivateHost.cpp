@@ -17,8 +17,7 @@ bool makeLink()
     // Both ends are this host's: the far one must take a local sender.
     const char* const links =
         "ip link set lo up && ip addr flush dev lo scope global && { ip link del usbnic0 2>/dev/null || true; } && ip "
-        "link add usbnic0 type veth peer name "
-        "bmc0 address 02:00:00:00:00:01 && "
+        "link add usbnic0 address 02:00:00:00:00:02 type veth peer name bmc0 address 02:00:00:00:00:01 && "
         "ip address add 169.254.1.1/24 dev bmc0 && ip link set bmc0 up && "
         "echo 1 > /proc/sys/net/ipv4/conf/bmc0/accept_local && ip link set usbnic0 up && "
         // What is sent before the kernel has seen the carrier is dropped.

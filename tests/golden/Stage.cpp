@@ -195,6 +195,7 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
         {"system",
          [](Stage&, const Words& w) { world().commands[wordAt(w, 1).value()] = static_cast<int>(numberAt(w, 2)); }},
         {"child", [](Stage&, const Words& w) { world().childStatus = static_cast<int>(numberAt(w, 1)); }},
+        {"station", [](Stage&, const Words& w) { world().station = wordAt(w, 1).value(); }},
         {"signals", [](Stage&, const Words& w) { world().signals = static_cast<int>(numberAt(w, 1)); }},
         {"clock", [](Stage&, const Words& w) { world().now = numberAt(w, 1); }},
         {"curl", [](Stage&, const Words& w) { world().curlVersion = static_cast<unsigned>(numberAt(w, 1)); }},

@@ -8,6 +8,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <ifaddrs.h>
+#include <net/if.h>
+#include <netpacket/packet.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
@@ -173,13 +175,42 @@ int __wrap_close(int fd)
 }
 
 // --- The network.
-FAILING(int, socket, (int family, int type, int protocol), (family, type, protocol), -1)
+VARIADIC(int, ioctl, (int fd, unsigned long command, ...), (fd, command, last), command, va_arg(arguments, void*))
 FAILING(int, bind, (int fd, const sockaddr* address, socklen_t size), (fd, address, size), -1)
 FAILING(int, getsockname, (int fd, sockaddr* address, socklen_t* size), (fd, address, size), -1)
-FAILING(ssize_t, sendto, (int fd, const void* from, size_t size, int flags, const sockaddr* to, socklen_t room),
-        (fd, from, size, flags, to, room), -1)
-FAILING(ssize_t, recvfrom, (int fd, void* to, size_t size, int flags, sockaddr* from, socklen_t* room),
-        (fd, to, size, flags, from, room), -1)
+int __real_socket(int family, int type, int protocol);
+int __wrap_socket(int family, int type, int protocol)
+{
+    if (refused("socket")) return -1;
+    if (counting() && family != AF_NETLINK && type != SOCK_DGRAM) rig::platform().complain("a socket of another type");
+    return __real_socket(family, type, protocol);
+}
+
+/** All that goes out is an ARP request to everybody, from the interface's own addresses. */
+ssize_t __real_sendto(int fd, const void* from, size_t size, int flags, const sockaddr* to, socklen_t room);
+ssize_t __wrap_sendto(int fd, const void* from, size_t size, int flags, const sockaddr* to, socklen_t room)
+{
+    if (refused("sendto")) return -1;
+    const rig::Paused paused;
+    ifreq             own{"usbnic0", {}};
+    __real_ioctl(fd, SIOCGIFADDR, &own);
+    const std::string station = "02 00 00 00 00 02 ", all = "FF FF FF FF FF FF",
+                      address = rig::hexOf(reinterpret_cast<const u8*>(own.ifr_addr.sa_data) + 2, 4) + ' ';
+    const std::string sent = rig::hexOf(static_cast<const u8*>(from), size), head = "00 01 08 00 06 04 00 01 ";
+    if (size != 28 || sent.find(head + station + address + station) != 0 ||
+        rig::hexOf(reinterpret_cast<const sockaddr_ll*>(to)->sll_addr, 6) != all)
+        rig::platform().complain("no ARP request: " + sent);
+    return __real_sendto(fd, from, size, flags, to, room);
+}
+
+ssize_t __real_recvfrom(int fd, void* to, size_t size, int flags, sockaddr* from, socklen_t* room);
+ssize_t __wrap_recvfrom(int fd, void* to, size_t size, int flags, sockaddr* from, socklen_t* room)
+{
+    if (refused("recvfrom")) return -1;
+    const ssize_t received = __real_recvfrom(fd, to, size, flags, from, room);
+    g_world.station.copy(reinterpret_cast<char*>(reinterpret_cast<sockaddr_ll*>(from)->sll_addr), 6);
+    return received;
+}
 FREEING(freeifaddrs, ifaddrs*)
 int __real_getifaddrs(ifaddrs** list);
 int __wrap_getifaddrs(ifaddrs** list)
@@ -188,8 +219,6 @@ int __wrap_getifaddrs(ifaddrs** list)
     if (failed == 0) held(*list, "getifaddrs");
     return failed;
 }
-
-VARIADIC(int, ioctl, (int fd, unsigned long command, ...), (fd, command, last), command, va_arg(arguments, void*))
 
 /** Nobody waits for long. */
 int __real_select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeOut);
@@ -268,7 +297,7 @@ time_t __wrap_time(time_t* to)
 int __real_nanosleep(const timespec* time, timespec* left);
 int __wrap_nanosleep(const timespec* time, timespec* left)
 {
-    if (!counting()) return __real_nanosleep(time, left);
+    if (!counting() || time->tv_sec == 0) return __real_nanosleep(time, left);
     note("nanosleep ", time->tv_sec, ".", time->tv_nsec);
     if (left == nullptr || g_world.signals == 0) return 0;
     --g_world.signals;

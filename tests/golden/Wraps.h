@@ -14,8 +14,9 @@ struct World {
     std::map<std::string, int> commands;             ///< statuses of shell commands; 0 for any other
     int                        childStatus = 0;      ///< of a forked child, as waitpid reports it
     bool                       deaf        = false;  ///< nobody answers what is waited for
-    int                        signals     = 0;      ///< each ends a pause after its first second
-    std::time_t                now         = 1700000000;
+    std::string                station;              ///< the hardware address that answers ARP; empty: who did
+    int                        signals = 0;          ///< each ends a pause after its first second
+    std::time_t                now     = 1700000000;
     std::string                ipv6Address;  ///< the BMC's, for the session; empty: what the BMC says
     unsigned                   curlVersion = 0x080000;
     long                       httpStatus  = 0;  ///< what libcurl says of every answer; 0: what the BMC sent
