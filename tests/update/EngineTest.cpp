@@ -24,13 +24,6 @@ protected:
         SMFreeMem(std::exchange(pOXAInstallPath, nullptr));
         SMFreeMem(std::exchange(pExecutionDirectory, nullptr));
     }
-    template <class Operation>
-    std::string printedBy(Operation operation)
-    {
-        testing::internal::CaptureStdout();
-        operation();
-        return testing::internal::GetCapturedStdout();
-    }
 };
 
 TEST_F(Engine, UnpacksFromAndToAnyPath)
@@ -54,29 +47,6 @@ TEST_F(Engine, UnpacksFromAndToAnyPath)
     EXPECT_EQ(readFile("my dir/file"), "unpacked");
     EXPECT_EQ(ExtractFile(Path("source/file"), Path("plain")), -1) << "no archive";
     EXPECT_EQ(ExtractFile(Path("plain/package.gz"), Path("none")), -1);
-}
-
-TEST_F(Engine, ForcedRunsUninstallWhatThePackageManagerKnows)
-{
-    // A search path with every program but rpm, and one with an rpm that knows the agent.
-    shell(
-        "rm -rf ../bin ../rpm && mkdir ../bin ../rpm && ln -s /usr/bin/* /bin/* ../bin 2>/dev/null; rm -f ../bin/rpm;"
-        "printf '#!/bin/sh\\necho qvoxa-agent-1.0-1\\n' > ../rpm/rpm && chmod 755 ../rpm/rpm");
-    const std::string path = ::getenv("PATH");
-    ::setenv("PATH", (bench + "/bin").c_str(), 1);
-    const std::string fresh = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 1), 0); });
-    ::setenv("PATH", (bench + "/rpm:" + path).c_str(), 1);
-    const std::string again = printedBy([] { EXPECT_EQ(OXAAutoUpdateNow(nullptr, 1, 0), 0); });
-    ::setenv("PATH", path.c_str(), 1);
-    EXPECT_FALSE(has(fresh, "ninstall")) << fresh;
-    EXPECT_TRUE(has(again,
-                    "was successful.\nUninstalling of Torvo Service Module is in progress.\n"
-                    "Torvo Service Module Uninstalled successfully.\n"
-                    "Torvo Service Module install is in progress.\n"))
-        << again;
-    EXPECT_EQ(readFile(home + "/var/log/setup.log"), "installed 2.1.0: \nuninstalled\ninstalled 2.1.0: \n");
-    EXPECT_EQ(modeOf(home + "/.autoupdate"), 0600u);
-    expectClean();
 }
 
 TEST_F(Engine, StandaloneCopyIsSetUpAndUndone)

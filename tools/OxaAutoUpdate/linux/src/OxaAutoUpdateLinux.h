@@ -130,9 +130,9 @@ s32 downloadOxaUpdatePackage(astring* pDestDir);
 
 /**
  * Downloads, verifies and unpacks an update where one is due, and claims the host for this process until it ends, by a
- * lock on .autoupdate in the installation, which root alone can open then. Says
- * on standard output how it goes. Sets installationType. Uses /tmp/.AutoUpdate and /tmp/.signature; whatever was there
- * is removed, but for a file of root's own at the second: the update fails then. Needs root.
+ * lock on .autoupdate in the installation, which root alone can open then. Says on standard output how it goes. Sets
+ * installationType. Uses /tmp/.AutoUpdate and /tmp/.signature; whatever was there is removed, at the end at the latest,
+ * but for a file of root's own at the second: the update fails then. Needs root.
  * @param forceFlag  not 0: also when the same or a newer version is installed, or that is not known
  * @param pTempDir   the directory to unpack to; what was in it is removed
  * @return 0 the installer can run; 1 failure; 2 no update to do, or no package on the BMC; 3 the signature is not good,
