@@ -114,7 +114,7 @@ private:
             {"call", &Run::call},     {"walk", &Run::walk},     {"statuses", &Run::statuses},
             {"silent", &Run::silent}, {"fail", &Run::fail},     {"fail-worker", &Run::fail},
             {"await", &Run::await},   {"logged", &Run::logged}, {"requested", &Run::requested},
-            {"show", &Run::show},     {"output", &Run::output}};
+            {"show", &Run::show},     {"output", &Run::output}, {"releases", &Run::releases}};
         return all;
     }
 
@@ -125,6 +125,7 @@ private:
         const auto         before = visibleState();
         const auto         files  = stage_->files();
         const mode_t       mask   = ::umask(0);  // the modes shall be the library's own
+        rig::takeReleases();
         try {
             operation(name)(call);
         } catch (const std::bad_alloc&) {
@@ -254,6 +255,8 @@ private:
         if (pipe != nullptr) ::pclose(pipe);
         outcome_.said.push_back({"", plain(inQuotes(all)), {}, {}});
     }
+    /** What the last call gave back, in order. */
+    void releases(const Words&) { outcome_.said.push_back({"", rig::takeReleases(), {}, {}}); }
     void show(const Words& words)
     {
         const std::string& path = wordAt(words, 1).value();

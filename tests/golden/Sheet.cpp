@@ -81,7 +81,7 @@ void write(std::string& text, std::string line)
 bool isCall(const std::string& line)
 {
     return startsWith(line, "call ") || startsWith(line, "walk ") || startsWith(line, "show ") ||
-           startsWith(line, "output ");
+           startsWith(line, "output ") || startsWith(line, "releases");
 }
 
 std::string replaced(std::string text, const std::string& name, const std::string& value)

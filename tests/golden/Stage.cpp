@@ -174,6 +174,7 @@ const std::map<std::string, Stage::Doing>& Stage::doings()
              s.bmc_.loginToken                                = wordAt(w, 1).value();
              s.bmc_.statuses["SMSecureGenerateBMCLoginToken"] = static_cast<s32>(numberAt(w, 2));
              s.bmc_.statuses["SMSecureGetBMCLoginToken"]      = static_cast<s32>(numberAt(w, 3));
+             s.bmc_.untoldLogin                               = static_cast<std::size_t>(numberAt(w, 4));
          }},
         {"path",
          [](Stage& s, const Words& w) {

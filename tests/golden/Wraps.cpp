@@ -128,7 +128,7 @@ void* __wrap_realloc(void* block, size_t size)
 {
     if (!counting()) return __real_realloc(block, size);
     if (refused("realloc")) return nullptr;
-    rig::released(block);
+    rig::released(block, false);
     return held(__real_realloc(block, size), "malloc");
 }
 
@@ -407,7 +407,7 @@ curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
 curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* line)
 {
     if (refused("curl_slist_append")) return nullptr;
-    rig::released(list);
+    rig::released(list, false);
     return held(__real_curl_slist_append(list, line), "curl_slist_append");
 }
 FREEING(curl_slist_free_all, curl_slist*)
@@ -434,7 +434,9 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
         const rig::Paused      paused;
         const curl_easyoption* about = curl_easy_option_by_id(option);
         const std::string      name  = about == nullptr ? std::to_string(option) : about->name;
-        if (about != nullptr && (about->type == CURLOT_LONG || about->type == CURLOT_VALUES))
+        if (option == CURLOPT_TIMEOUT_MS)  // what is left of a time
+            note("  TIMEOUT_MS ", reinterpret_cast<long>(word) < 5000 ? "below 5000" : "5000 or more");
+        else if (about != nullptr && (about->type == CURLOT_LONG || about->type == CURLOT_VALUES))
             note("  ", name, " ", reinterpret_cast<long>(word));
         else if (about != nullptr && about->type == CURLOT_STRING && word != nullptr)
             note("  ", name, " ", golden::inQuotes(static_cast<const char*>(word)));
@@ -451,7 +453,7 @@ CURLcode __wrap_curl_easy_setopt(CURL* easy, unsigned number, ...)
 
 CURLcode __real_curl_easy_getinfo(CURL* easy, CURLINFO info, ...);
 
-/** The connection of a stream must not reach a program that the process starts. */
+/** A connection that stays, of a stream or a kept handle, must not reach a program that the process starts. */
 static void lookAtSocket(CURL* easy)
 {
     const rig::Paused paused;
@@ -475,6 +477,13 @@ CURLMcode __wrap_curl_multi_remove_handle(CURLM* multi, CURL* easy)
 {
     lookAtSocket(easy);
     return __real_curl_multi_remove_handle(multi, easy);
+}
+
+void __real_curl_easy_reset(CURL* easy);
+void __wrap_curl_easy_reset(CURL* easy)
+{
+    lookAtSocket(easy);
+    __real_curl_easy_reset(easy);
 }
 
 CURLcode __wrap_curl_easy_getinfo(CURL* easy, unsigned number, ...)

@@ -150,6 +150,7 @@ void* Platform::allocate(u32 size)
     if (!block) return nullptr;
     std::memset(block, 0xA5, size);  // not zeroed, and whoever relies on it shall see
     blocks_.emplace(block, size);
+    acquired(block, "SMAllocMem");
     return block;
 }
 
@@ -172,6 +173,7 @@ void Platform::release(void* memory)
             blocks_.erase(block);
         }
     }
+    released(memory);
     std::free(memory);
 }
 

@@ -53,6 +53,7 @@ struct Settings {
     std::map<std::string, std::deque<s32>>     nextStatuses;  ///< by symbol: of its next calls, before those
     std::string                                loginToken    = "header.payload.signature";
     s32                                        firmwareMajor = 7, firmwareMinor = 10, freeSlot = 0;
+    std::size_t                                untoldLogin = 0;  ///< characters of it that its length leaves out
 };
 
 class Platform : public Settings {

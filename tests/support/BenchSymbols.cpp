@@ -231,7 +231,7 @@ u32 BMCUserGetFreeUserSlotFromDB(void)
 s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astring** b64Text, astring** b64Key)
 {
     const Paused paused;
-    if (const s32 status = statusOf("SMqvoxaPBKDF2Encrypt", length)) return status;
+    if (const s32 status = statusOf("SMqvoxaPBKDF2Encrypt", length)) return status == -100 ? 0 : status;  // no texts
     if (length >= SMSECURE_PLAIN_SIZE) return 1;
     std::string cipher;
     for (u32 i = length; i-- > 0;) {
@@ -269,7 +269,7 @@ s32 SMSecureGetBMCLoginToken(astring** token, u32* length)
     const Paused paused;
     if (const s32 status = statusOf("SMSecureGetBMCLoginToken")) return status;
     *token  = platform().newText(platform().loginToken);
-    *length = static_cast<u32>(platform().loginToken.size());
+    *length = static_cast<u32>(platform().loginToken.size() - platform().untoldLogin);
     return 0;
 }
 

@@ -25,6 +25,7 @@ struct State {
     std::vector<Awaited>               awaited;
     std::string                        failed;
     std::map<const void*, const char*> held;
+    std::string                        releases;
 };
 
 State& state()
@@ -116,11 +117,21 @@ void acquired(const void* what, const char* kind)
     state().held[what] = kind;
 }
 
-void released(const void* what)
+void released(const void* what, bool forGood)
 {
     const Paused paused;
     const Guard  lock(state().guard);
-    state().held.erase(what);
+    const auto   found = state().held.find(what);
+    if (found == state().held.end()) return;
+    if (forGood && t_standing.place == Place::caller)
+        state().releases += (state().releases.empty() ? "" : " ") + std::string(found->second);
+    state().held.erase(found);
+}
+
+std::string takeReleases()
+{
+    const Guard lock(state().guard);
+    return std::exchange(state().releases, {});
 }
 
 std::map<std::string, std::size_t> held()

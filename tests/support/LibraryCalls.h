@@ -64,7 +64,9 @@ std::string failed();
 
 // --- What the library holds of the C library: memory, lists, handles.
 void acquired(const void* what, const char* kind);
-void released(const void* what);
+void released(const void* what, bool forGood = true);
+/** What the caller's thread gave back since this was asked last, in order. */
+std::string takeReleases();
 /** How much is held now, by kind. */
 std::map<std::string, std::size_t> held();
 

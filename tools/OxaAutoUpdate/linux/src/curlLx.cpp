@@ -116,7 +116,8 @@ EasyHandle newEasyHandle() noexcept
 
 EasyHandle easyHandleForGet(const KeptFor& whom) noexcept
 {
-    KeptHandle* const kept = holdGlobalState() ? takeKeptHandle(whom) : nullptr;
+    if (!holdGlobalState()) return EasyHandle();
+    KeptHandle* const kept = takeKeptHandle(whom);
     return kept != nullptr ? EasyHandle(kept->easy, EasyHandleEnd{kept}) : newEasyHandle();
 }
 
