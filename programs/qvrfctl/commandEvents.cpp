@@ -93,7 +93,8 @@ public:
                 throw streamOver(stream.path(), *error);
             else if (stream.isStopped())
                 return;  // the interrupt ends the process
-            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough();
+            if (!item && deadline_ && Clock::now() >= *deadline_) return checkEnough(stream);
+            tellTrouble(stream);
         }
     }
 
@@ -133,8 +134,27 @@ private:
                             "; the BMC's log has them");
     }
 
-    void checkEnough() const
+    /** Once for each kind: the stream is begun anew for as long as it takes. */
+    void tellTrouble(const EventStream& stream)
     {
+        const auto trouble = stream.trouble();
+        if (!trouble || trouble->http == told_) return;
+        told_ = trouble->http;
+        output_.warning("warning: " + stream.path() + " is not open yet: " + inWords(*trouble));
+    }
+
+    static std::string inWords(const qvrfutil::Error& trouble)
+    {
+        return (trouble.http == 0 ? "" : "HTTP " + std::to_string(trouble.http) + ": ") + harmlessLine(trouble.meaning);
+    }
+
+    void checkEnough(const EventStream& stream) const
+    {
+        if (const auto trouble = stream.trouble(); trouble && shown_ == 0)
+            throw Failure(
+                trouble->http == 0 ? kExitStreamOver : kExitHttpError,
+                stream.path() + " was not opened within " + std::to_string(words_.seconds) + " s: " + inWords(*trouble),
+                trouble->http == 0 ? statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice : httpRow(trouble->http).advice);
         if (words_.count != 0)
             throw Failure(kExitStreamOver, "only " + counted(shown_) + " of " + std::to_string(words_.count) +
                                                " came within " + std::to_string(words_.seconds) + " s");
@@ -157,6 +177,7 @@ private:
     const Words&  words_;
     Deadline      deadline_;
     std::uint64_t shown_ = 0;
+    u16           told_  = 0;  ///< the HTTP status of the last warning
 };
 
 /** A login and the look for the stream, which a silent BMC holds for minutes. */

@@ -146,6 +146,11 @@ TEST_P(Requests, EndWithTheStreamOrASignalAndSaySo)
         EXPECT_EQ(outcome.exit, 8) << outcome.err;
         EXPECT_TRUE(has(outcome.err, "bytes was left out")) << outcome.err;
     }
+    control({"status", "503", "GET", kStream});
+    const Outcome refused = tool({"events", kStream, "--timeout", "1"});
+    EXPECT_EQ(refused.exit, 5) << refused.err;
+    EXPECT_TRUE(has(refused.err, "was not opened within 1 s: HTTP 503")) << refused.err;
+    control({"clear"});
     for (const char* path : {"/redfish/v1/nope", "/redfish/v1/Systems"})
         EXPECT_TRUE(has(tool({"events", path}).err, "something else than an event stream"));
     EXPECT_EQ(tool({"events", kStream, "--timeout", "1", "--count", "1"}).exit, 8);

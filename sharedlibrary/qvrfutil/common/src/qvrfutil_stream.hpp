@@ -77,6 +77,15 @@ public:
         return state_->error();
     }
 
+    /**
+     * Why no try has opened the stream, while it is tried again: no answer yet, or what the last one met, an HTTP
+     * status in Error::http. Nothing from the first answer that is an event stream until a later try fails.
+     */
+    std::optional<Error> trouble() const
+    {
+        return state_->trouble();
+    }
+
     /** Any thread; returns at once, and so does a reader that waits. */
     void stop() noexcept
     {

@@ -82,6 +82,7 @@ private:
         isTyped_       = true;
         isEventStream_ = !CaselessLess()(type->second.substr(0, kType.size()), std::string(kType)) &&
                          !CaselessLess()(std::string(kType), type->second.substr(0, kType.size()));
+        if (isEventStream_) state_.open();
         return true;
     }
 
@@ -212,7 +213,7 @@ private:
         const bool mayBegin = options_.reconnect || failures_ < kMostBeginnings;
         const u16  http     = connection.http();
         if (http == 0) return neverStood(connection);
-        if (isPassing(http) && mayBegin) return Next::again;
+        if (isPassing(http) && mayBegin) return again(notAStream(connection));
         return giveUp(notAStream(connection));
     }
 
@@ -220,7 +221,7 @@ private:
     Next neverStood(const StreamConnection& connection)
     {
         const bool isPassingOne = connection.attempt().status == QVRFUTIL_CURL_FAILED;
-        if (options_.reconnect && isPassingOne) return Next::again;
+        if (options_.reconnect && isPassingOne) return again(itsEnd(connection));
         Request request;
         request.path = options_.path;
         if (isPassingOne) return giveUp(itsEnd(connection));
@@ -258,6 +259,11 @@ private:
         error.http    = connection.http();
         error.meaning = "the BMC ended the event stream";
         return error;
+    }
+    Next again(Error trouble)
+    {
+        state_->close(std::move(trouble));
+        return Next::again;
     }
     Next giveUp(Error error)
     {

@@ -33,7 +33,13 @@ namespace detail {
 /** What the stream's thread and the reader share. */
 class StreamState {
 public:
-    explicit StreamState(const StreamOptions& options) : process_(processNumber()), parser_(options.mostEventBytes) {}
+    explicit StreamState(const StreamOptions& options)
+        : process_(processNumber()),
+          parser_(options.mostEventBytes),
+          trouble_(Error("follow " + options.path, QVRFUTIL_EVENT_STREAM_BROKEN, "the BMC has not answered yet",
+                         statusText(QVRFUTIL_EVENT_STREAM_BROKEN).remedy))
+    {
+    }
 
     /** A child that was forked leaves the parent's as it is: it may be locked for good. */
     static std::shared_ptr<StreamState> make(const StreamOptions& options)
@@ -52,12 +58,25 @@ public:
         const Lock lock(mutex_);
         parser_.restart();
     }
+    /** The BMC serves it. */
+    void open()
+    {
+        const Lock lock(mutex_);
+        trouble_.reset();
+    }
+    /** The BMC did not serve it; it is tried again. */
+    void close(Error trouble)
+    {
+        const Lock lock(mutex_);
+        trouble_ = std::move(trouble);
+    }
     /** Waits while the reader is far behind: the stream's own flow control then holds the BMC back. */
     void take(std::string_view bytes)
     {
         Lock lock(mutex_);
         changed_.wait(lock, [&] { return held_ < kMostHeld || stopped_; });
         if (stopped_) return;
+        trouble_.reset();
         for (StreamItem& item : parser_.take(bytes)) add(std::move(item));
         changed_.notify_all();
     }
@@ -127,6 +146,12 @@ public:
         const Lock lock(mutex_);
         return items_.empty() ? error_ : std::nullopt;
     }
+    std::optional<Error> trouble() const
+    {
+        if (isParents()) return Core::childsError("follow the events");
+        const Lock lock(mutex_);
+        return trouble_;
+    }
 
 private:
     static constexpr std::size_t kMostHeld = 4u * 1024 * 1024;
@@ -147,7 +172,8 @@ private:
     EventParser            parser_;
     std::deque<StreamItem> items_;
     std::size_t            held_ = 0;
-    std::optional<Error>   error_;  // over for good
+    std::optional<Error>   trouble_;  // it is not open
+    std::optional<Error>   error_;    // over for good
     bool                   stopped_ = false;
 };
 
