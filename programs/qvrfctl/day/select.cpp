@@ -21,11 +21,7 @@ Value expanded(Service& service, const std::string& path)
 {
     Value first = service.page(path);
     if (!first["Members"].isList()) return first;
-    first.set("Members", service.members(path));
-    Value whole = Value::object();
-    for (const std::string& name : first.names())
-        if (name != "Members@odata.nextLink") whole.set(name.c_str(), first[name]);
-    return whole;
+    return first.set("Members", service.members(path)).without("Members@odata.nextLink");
 }
 
 /** One line: the bare value of one key, tabs between those of several. */

@@ -34,8 +34,8 @@ void linksIn(const Value& value, std::vector<std::string>& paths)
         paths.push_back(path);
     };
     for (const Value& item : value.items()) add(item);
-    for (const std::string& name : value.names())
-        if (!isLeftOut(name)) add(value[name]);
+    for (const auto& [name, member] : value.members())
+        if (!isLeftOut(name)) add(member);
 }
 
 /** "ComputerSystem" of "#ComputerSystem.v1_16_0.ComputerSystem". */

@@ -13,6 +13,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/**
+ * Members as they come. The usual object looks for each among all before it, and a body of some hundred thousand takes
+ * it minutes; where a name comes twice, the first counts.
+ */
+template <class Key, class Item, class Less, class Allocator>
+struct Appended : nlohmann::ordered_map<Key, Item, Less, Allocator> {
+    using Members = std::vector<std::pair<const Key, Item>, Allocator>;
+    using nlohmann::ordered_map<Key, Item, Less, Allocator>::ordered_map;
+
+    template <class Name>
+    Item& operator[](Name&& name)
+    {
+        return Members::emplace_back(std::forward<Name>(name), Item()).second;
+    }
+};
+
 /** What the library takes as a path of a request. */
 constexpr std::size_t kLongestPath = 400;
 
@@ -85,7 +101,7 @@ Value::Value(std::initializer_list<std::pair<const char*, Value>> members)
 
 Value Value::parse(std::string_view text)
 {
-    return isJson(text) ? of(Json::parse(text)) : Value();
+    return isJson(text) ? of(Json(nlohmann::basic_json<Appended>::parse(text))) : Value();
 }
 Value Value::object()
 {
@@ -154,11 +170,12 @@ std::vector<Value> Value::items() const
         for (const Json& item : json()) all.push_back({document_, &item});
     return all;
 }
-std::vector<std::string> Value::names() const
+std::vector<std::pair<std::string, Value>> Value::members() const
 {
-    std::vector<std::string> all;
+    std::vector<std::pair<std::string, Value>> all;
     if (isObject())
-        for (const auto& member : json().items()) all.push_back(member.key());
+        for (const auto& [name, member] : json().get_ref<const Json::object_t&>())
+            all.emplace_back(name, Value(document_, &member));
     return all;
 }
 
@@ -182,6 +199,15 @@ Value& Value::set(const char* name, const Value& value)
     Json changed  = isObject() ? json() : Json::object();
     changed[name] = value.json();
     return *this  = of(std::move(changed));
+}
+
+Value Value::without(std::string_view name) const
+{
+    Json kept = Json::object();
+    if (isObject())
+        for (const auto& member : json().get_ref<const Json::object_t&>())
+            if (member.first != name) kept.get_ref<Json::object_t&>().push_back(member);
+    return of(std::move(kept));
 }
 
 bool operator==(const Value& a, const Value& b)

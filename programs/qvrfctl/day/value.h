@@ -40,16 +40,17 @@ public:
     /** The first of these members that is not null. */
     Value firstOf(std::initializer_list<const char*> paths) const;
 
-    bool                     isNull() const noexcept;
-    bool                     isNumber() const noexcept;
-    bool                     isObject() const noexcept;
-    bool                     isList() const noexcept;
-    bool                     isTrue() const noexcept;
-    bool                     isFalse() const noexcept;
-    double                   number(double otherwise = 0) const noexcept;
-    std::string              text(const std::string& otherwise = {}) const;  ///< a number or flag as JSON writes it
-    std::vector<Value>       items() const;                                  ///< of a list; else none
-    std::vector<std::string> names() const;                                  ///< of an object's members
+    bool               isNull() const noexcept;
+    bool               isNumber() const noexcept;
+    bool               isObject() const noexcept;
+    bool               isList() const noexcept;
+    bool               isTrue() const noexcept;
+    bool               isFalse() const noexcept;
+    double             number(double otherwise = 0) const noexcept;
+    std::string        text(const std::string& otherwise = {}) const;  ///< a number or flag as JSON writes it
+    std::vector<Value> items() const;                                  ///< of a list; else none
+    /** Of an object, as they came; each by its name costs a look at all. */
+    std::vector<std::pair<std::string, Value>> members() const;
     /** "@odata.id", or the text itself, where it is a path that can be asked for; else empty. */
     std::string link() const;
     /** Nothing but a link: the resource has to be read. */
@@ -57,6 +58,7 @@ public:
     std::string dump() const;
 
     Value& set(const char* name, const Value& value);
+    Value  without(std::string_view name) const;
 
     const nlohmann::ordered_json& json() const noexcept;
 
