@@ -1,6 +1,7 @@
 /** @file oxarfutilHelperLxHeader.cpp  Reads the session token and identifier out of a login's response headers. */
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "owners.h"
 #include "oxarfutilHelperLx.h"
@@ -21,6 +22,18 @@ astring* valueOf(astring* header, const char* key, const char* lowerKey) noexcep
     astring* found = std::strstr(header, key);
     if (found == nullptr) found = std::strstr(header, lowerKey);
     return found != nullptr ? found + std::strlen(key) : nullptr;
+}
+
+/** Visible ASCII: what goes back to the BMC in a header line and a URL, and into logs. */
+bool visible(std::string_view text) noexcept
+{
+    return std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+}
+
+/** Whether the token is visible as far as its line goes. */
+bool visibleToken(const astring* value) noexcept
+{
+    return visible({value, std::min(std::strcspn(value, "\r\n"), kTokenLength)});
 }
 
 /** The token is the 32 characters behind its key, not cut at the line's end: the BMC's tokens all have that length. */
@@ -52,7 +65,7 @@ const astring* lastSegment(astring* value) noexcept
 s32 takeTokenAndId(astring* header, astring** token, astring** id) noexcept
 {
     const astring* tokenText = valueOf(header, "X-Auth-Token: ", "x-auth-token: ");
-    if (tokenText == nullptr) {
+    if (tokenText == nullptr || !visibleToken(tokenText)) {
         __SysDbgPrint3("%s : Parsing error for Redfish Token. RF token key not found.\n", kOp);
         return QVRFUTIL_FAILURE;
     }
@@ -68,7 +81,7 @@ s32 takeTokenAndId(astring* header, astring** token, astring** id) noexcept
     const astring* segment = lastSegment(location);
     if (segment == nullptr) return QVRFUTIL_FAILURE;
     *id = smText(kIdSize).release();
-    if (strncpy_s(*id, kIdSize, segment, strnlen(segment, kIdSize - 1)) != 0) {
+    if (!visible(segment) || strncpy_s(*id, kIdSize, segment, strnlen(segment, kIdSize - 1)) != 0) {
         __SysDbgPrint3("GetTokenSSID: Failed to copy string to RFSSnID.\n");
         return QVRFUTIL_FAILURE;
     }
