@@ -174,6 +174,7 @@ bool probed(const char* interfaceName, unsigned int requests, unsigned int pause
 
 extern "C" u8 OSSendARPProbeToTorvo(char* intf_name, unsigned int RetryCount, unsigned int RetryInterval, char* DestIP)
 {
+    const qvrf::Uncancelled uncancelled;
     __SysDbgPrint4("OSSendARPProbeToTorvo: entry\n");
     const bool reached = qvrf::shielded("OSSendARPProbeToTorvo", false,
                                         [&] { return qvrf::probed(intf_name, RetryCount, RetryInterval, DestIP); });

@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include "qvisocppsecurecompat.h"
+#include "uncancelled.h"
 
 errno_t tmpnam_s(char* pBuffer, size_t sizeInBytes)
 {
-    constexpr size_t kUnique = 6;  // what mkstemp replaces
+    const qvrf::Uncancelled uncancelled;
+    constexpr size_t        kUnique = 6;  // what mkstemp replaces
     if (!pBuffer || sizeInBytes <= kUnique) return EINVAL;
     // The name fills the named size to its last byte; the zero that mkstemp looks for is the caller's, just behind it.
     memset(pBuffer, 't', sizeInBytes - kUnique);
@@ -23,6 +25,7 @@ errno_t tmpnam_s(char* pBuffer, size_t sizeInBytes)
 
 errno_t fopen_s(FILE** ppFile, const char* pFilename, const char* pMode)
 {
+    const qvrf::Uncancelled uncancelled;
     if (!ppFile || !pFilename || !pMode) return EINVAL;
     *ppFile = fopen(pFilename, pMode);
     return *ppFile ? 0 : errno;
@@ -30,6 +33,7 @@ errno_t fopen_s(FILE** ppFile, const char* pFilename, const char* pMode)
 
 errno_t _sopen_s(int* pfh, const char* pFilename, int oflag, int /*shflag*/, int /*pmode*/)
 {
+    const qvrf::Uncancelled uncancelled;
     if (!pfh || !pFilename) return EINVAL;
     // The flags double as the permission bits: callers were written against that, and pmode counts for nothing.
     *pfh = open(pFilename, oflag, static_cast<mode_t>(oflag));

@@ -3,6 +3,7 @@
 #define TRACE_H
 
 #include "smsupport.h"
+#include "uncancelled.h"
 
 namespace qvrf {
 
@@ -33,6 +34,7 @@ public:
     TraceScope(TraceScope&&) = delete;  // and with it every copy
 
 private:
+    const Uncancelled uncancelled_;  // the lines are written within
     const char*       op_;
     const TraceTexts& texts_;
 };

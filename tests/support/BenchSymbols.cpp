@@ -25,6 +25,15 @@ struct BenchMutex {
     std::atomic<std::thread::id> holder{};
 };
 
+/** A thread that is cancelled inside the library would unwind functions that must not throw. */
+bool cancellable()
+{
+    int state = PTHREAD_CANCEL_DISABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    pthread_setcancelstate(state, nullptr);
+    return t_standing.place != Place::outside && state == PTHREAD_CANCEL_ENABLE;
+}
+
 std::string formatted(const char* format, std::va_list arguments)
 {
     char* text = nullptr;
@@ -127,6 +136,7 @@ s32 SMThreadStop(void* thread)
     s32 name(const astring* format, ...)                            \
     {                                                               \
         const Paused paused;                                        \
+        if (cancellable()) platform().complain("may be cancelled"); \
         std::va_list arguments;                                     \
         va_start(arguments, format);                                \
         platform().print(level " " + formatted(format, arguments)); \

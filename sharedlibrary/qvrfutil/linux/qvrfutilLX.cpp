@@ -108,6 +108,7 @@ extern "C" s32 QVRFUTILOSGETRequest(const astring* pWebResourceUrl, astring** pp
                                     u32* pRFResponseOUTLen, u16* pHttpRetCode, booln isHeaderRequested,
                                     astring** ppResponseHeaderBuff, astring* pFileNameWithPath)
 {
+    const qvrf::Uncancelled uncancelled;
     return sendRequest(kGet, {pWebResourceUrl,
                               nullptr,
                               {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
@@ -120,6 +121,7 @@ extern "C" s32 QVRFUTILOSPOSTRequest(const astring* pWebResourceUrl, astring* pP
                                      u32 pRFResponseINLen, u32* pRFResponseOUTLen, u16* pHttpRetCode,
                                      booln isHeaderRequested, astring** ppResponseHeaderBuff)
 {
+    const qvrf::Uncancelled uncancelled;
     return sendRequest(kPost, {pWebResourceUrl,
                                pPostData,
                                {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
@@ -132,6 +134,7 @@ extern "C" s32 QVRFUTILOSPATCHRequest(const astring* pWebResourceUrl, astring* p
                                       u32 pRFResponseINLen, u32* pRFResponseOUTLen, u16* pHttpRetCode,
                                       booln isHeaderRequested, astring** ppResponseHeaderBuff)
 {
+    const qvrf::Uncancelled uncancelled;
     return sendRequest(kPatch, {pWebResourceUrl,
                                 pPatchData,
                                 {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
@@ -144,6 +147,7 @@ extern "C" s32 QVRFUTILOSDELETERequest(const astring* pWebResourceUrl, astring**
                                        u32* pRFResponseOUTLen, u16* pHttpRetCode, booln isHeaderRequested,
                                        astring** ppResponseHeaderBuff)
 {
+    const qvrf::Uncancelled uncancelled;
     return sendRequest(kDelete, {pWebResourceUrl,
                                  nullptr,
                                  {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},

@@ -2,6 +2,7 @@
 #include "qvrfutilLXKept.h"
 
 #include "qvrfutilSession.h"
+#include "uncancelled.h"
 
 namespace qvrf {
 
@@ -29,6 +30,7 @@ void dropKeptConnections() noexcept
 
 extern "C" s32 QVRFUTILKeepConnections(booln keep)
 {
+    const qvrf::Uncancelled uncancelled;
     qvrf::keepHandles(keep != FALSE);
     return OXA_SUCCESS;
 }

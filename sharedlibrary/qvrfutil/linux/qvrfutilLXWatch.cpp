@@ -6,6 +6,8 @@
 #include <new>
 #include <optional>
 
+#include "uncancelled.h"
+
 namespace {
 
 using Watches = std::map<const void*, QVRFUTILSSEWatch>;
@@ -55,6 +57,7 @@ void tellOver(const void* context, CURL* easy) noexcept
 
 extern "C" s32 QVRFUTILWatchSSE(const QVRFUTILHttpCallbackContext* pContext, const QVRFUTILSSEWatch* pWatch)
 try {
+    const qvrf::Uncancelled uncancelled;
     if (pContext == nullptr) return QVRFUTIL_INVALID_ARGUMENTS;
     const std::lock_guard<std::mutex> lock(g_mutex);
     if (pWatch == nullptr)

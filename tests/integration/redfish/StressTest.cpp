@@ -1,13 +1,16 @@
 /** @file StressTest.cpp  Many threads at once: requests while the session expires, subscriptions while requests run. */
 #include <dlfcn.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
 #include "Child.h"
 #include "DeskBmc.h"
+#include "OxaAutoUpdateLinux.h"
 #include "smsecure.h"
 
 namespace {
@@ -118,6 +121,35 @@ TEST_F(Stress, AHundredSubscriptionsWhileRequestsRun)
     stop = true;
     requests.join();
     EXPECT_EQ(logOut(), 0);
+}
+
+/** Whether a thread that is cancelled before @p call carries it out and ends behind it. */
+bool endsBehind(const std::function<bool()>& call)
+{
+    bool done = false, goesOn = false;
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        done = call();
+        pthread_testcancel();
+        goesOn = true;
+    }).join();
+    return done && !goesOn;
+}
+
+TEST_F(Stress, ACancelledThreadEndsBehindItsCall)
+{
+    start(true);
+    ASSERT_EQ(logIn(), 0);
+    Counter     stream;
+    std::string url = "https://127.0.0.1:" + std::to_string(bmc.httpsPort()) + "/redfish", v1 = "v1",
+                to = bmc.stateDir();
+    EXPECT_TRUE(endsBehind([] { return send(QVRFUTIL_REQUEST_GET, "/redfish/v1/Systems").http == 200; }));
+    EXPECT_TRUE(endsBehind([&] { return DownloadHTTPSFile(to.data(), url.data(), v1.data()) == 0; }));
+    EXPECT_TRUE(
+        endsBehind([&] { return QVRFUTILRegisterSSE("/redfish/v1/SSE", &stream.context, &stream.handle) == 0; }));
+    EXPECT_TRUE(endsBehind([&] { return QVRFUTILUnregisterSSE(&stream.handle) == 0; }));  // sleeps
+    EXPECT_EQ(logOut(), 0);
+    EXPECT_TRUE(endsBehind([] { return QVRFUTILInit(FALSE) == 0; }));  // runs a command
 }
 
 }  // namespace

@@ -33,9 +33,12 @@
  * among its header lines, fails the operation. A link-local IPv6 address without a zone leads out of the USB NIC. Proxy
  * variables of the environment are passed over.
  *
- * Requests,
- * uploads and subscriptions may run on any number of threads at once; QVRFUTILInit, QVRFUTILCleanUp, opening and
- * closing the session and setting the endpoint belong to one thread, before and after the others.
+ * Requests, uploads and subscriptions may run on any number of threads at once; QVRFUTILInit, QVRFUTILCleanUp, opening
+ * and closing the session and setting the endpoint belong to one thread, before and after the others.
+ *
+ * A thread that is cancelled (pthread_cancel) inside an operation, of this header or of any other of the library, ends
+ * only when the operation has: each switches cancellation off and leaves it as it found it. So it is off in callbacks,
+ * too, and one that must be stopped needs a sign of its own.
  */
 #ifndef QVRFUTIL_H
 #define QVRFUTIL_H

@@ -86,20 +86,24 @@ s32 ipv6Address(const char* op, bool onlyNewGen, astring* address) noexcept
 
 extern "C" s32 APMDiscoveryUSBNICIPAddress(astring* pIPAddress)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::ipv4Address(qvrf::kIpv4, pIPAddress);
 }
 
 extern "C" s32 APMDiscoveryFetchIPv4IpAddressNewGenandAbove(astring* pUsbInterfaceAddr)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::ipv4Address(qvrf::kIpv4NewGen, pUsbInterfaceAddr);
 }
 
 extern "C" s32 APMDiscoveryUSBNICIPv6Address(astring* pIPAddress)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::ipv6Address("APMDiscoveryUSBNICIPv6Address", true, pIPAddress);
 }
 
 extern "C" s32 APMDiscoveryUSBNICIPv6AddressNewGenandAbove(astring* IPAddress)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::ipv6Address("APMDiscoveryUSBNICIPv6AddressNewGenandAbove", false, IPAddress);
 }

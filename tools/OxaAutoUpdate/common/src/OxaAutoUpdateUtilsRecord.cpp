@@ -113,7 +113,8 @@ s32 recordUpdate(const char* op) noexcept
 
 extern "C" s32 OxaAutoUpdateLogtoOSKS(void)
 {
-    static constexpr char op[] = "OxaAutoUpdateLogtoOSKS";
+    const qvrf::Uncancelled uncancelled;
+    static constexpr char   op[] = "OxaAutoUpdateLogtoOSKS";
     __SysDbgPrint3("validateExecutionPath: Entry.\n");  // log readers know the operation by this line
     const s32 status = qvrf::recordUpdate(op);
     __SysDbgPrint4("[AUFPI]%s: exit.\n", op);

@@ -46,10 +46,12 @@ SmOwned<astring> smFormat(const char* format, ...) noexcept
 
 extern "C" void ConverHexToAscii(const astring* source, astring* destination)
 {
+    const qvrf::Uncancelled uncancelled;
     qvrf::copyText("ConverHexToAscii", source, destination);
 }
 
 extern "C" void APMSuptConverHexToAscii(const astring* source, astring* destination)
 {
+    const qvrf::Uncancelled uncancelled;
     qvrf::copyText("APMSuptConverHexToAscii", source, destination);
 }

@@ -77,11 +77,13 @@ s32 setPrivilege(const char* op, u32 slot, const astring* privilege) noexcept
 
 extern "C" s32 OXASetBMCUsername(u32 slot, const astring* username)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::setText(qvrf::kUserName, slot, username);
 }
 
 extern "C" s32 OXASetBMCUserPassword(u32 slot, const astring* password)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::setText(qvrf::kPassword, slot, password);
 }
 

@@ -63,10 +63,12 @@ s32 serviceState(const Service& service, astring* state) noexcept
 
 extern "C" s32 OXAGetTorvoWebserver(astring* pTorvoWebServer)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::serviceState(qvrf::kWebserver, pTorvoWebServer);
 }
 
 extern "C" s32 OXAGetTorvoRedfish(astring* pTorvoRedfish)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::serviceState(qvrf::kRedfish, pTorvoRedfish);
 }

@@ -81,7 +81,10 @@ s32 CheckBinaryExecutionPath(void);
  */
 typedef void (*OXADownloadProgress)(const astring* pFile, u64 received, u64 total, void* pContext);
 
-/** From now on downloads tell @p pCallback how they go, with @p pContext; NULL: nobody. No exception may leave it. */
+/**
+ * From now on downloads tell @p pCallback how they go, with @p pContext; NULL: nobody. No exception may leave it, and
+ * its thread cannot be cancelled in it.
+ */
 void OXAAutoUpdateOnProgress(OXADownloadProgress pCallback, void* pContext);
 
 /** Room for the longest text of OXAAutoUpdateReason, in bytes, NUL included. */

@@ -189,6 +189,7 @@ s32 downloadFile(const astring* directory, const astring* baseUrl, const astring
 
 extern "C" s32 DownloadHTTPSFile(astring* pDestTmpDir, astring* pHttpsUrl, astring* pDownloadFile)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::downloadFile(pDestTmpDir, pHttpsUrl, pDownloadFile, qvrf::openForWriting);
 }
 

@@ -182,6 +182,7 @@ s32 refuseUpdateDirectory() noexcept
 
 extern "C" s32 AutoUpdateCheckUserPrivilege(void)
 {
+    const qvrf::Uncancelled uncancelled;
     return ::geteuid() == 0 ? 0 : OXA_UPDATE_NOT_ROOT;
 }
 

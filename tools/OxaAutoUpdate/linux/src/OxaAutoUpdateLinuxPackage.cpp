@@ -187,6 +187,7 @@ s32 downloadOwnPackage(astring* directory) noexcept
 
 extern "C" s32 DownloadOxaAutoUpdateFile(astring* pDestTmpDir, booln downloadFlag)
 {
+    const qvrf::Uncancelled uncancelled;
     return qvrf::downloadPackage(pDestTmpDir, downloadFlag != 0, qvrf::openForWriting);
 }
 

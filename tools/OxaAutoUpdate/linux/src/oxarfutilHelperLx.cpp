@@ -10,6 +10,7 @@
 #include "qvisocppsecurecompat.h"
 #include "qvserver.h"
 #include "qvstatus.h"
+#include "uncancelled.h"
 
 namespace {
 
@@ -379,6 +380,7 @@ extern "C" s32 OSCreateRedfishSession(const astring* IpAddr, const astring* port
                                       const astring* username, const astring* password, u8 oAuth, astring** pRFSsnToken,
                                       astring** pRFSsnID)
 {
+    const qvrf::Uncancelled uncancelled;
     return traced(kCreate, [&] {
         return createSession(IpAddr, port, v4, pJWT, username, password, oAuth, pRFSsnToken, pRFSsnID);
     });
@@ -387,6 +389,7 @@ extern "C" s32 OSCreateRedfishSession(const astring* IpAddr, const astring* port
 extern "C" s32 OSDeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken,
                                       u32 /*rfTokenLen*/, const astring* sessionID)
 {
+    const qvrf::Uncancelled uncancelled;
     return traced(kDelete, [&] { return deleteSession(IpAddr, port, v4, rfToken, sessionID); });
 }
 
@@ -394,6 +397,7 @@ extern "C" s32 OXACreateRedfishSession(const astring* IpAddr, const astring* por
                                        const astring* username, const astring* password, u8 oAuth,
                                        astring** pRFSsnToken, astring** pRFSsnID)
 {
+    const qvrf::Uncancelled uncancelled;
     return traced("OXACreateRedfishSession", [&] {
         return OSCreateRedfishSession(IpAddr, port, v4, pJWT, username, password, oAuth, pRFSsnToken, pRFSsnID);
     });
@@ -402,12 +406,14 @@ extern "C" s32 OXACreateRedfishSession(const astring* IpAddr, const astring* por
 extern "C" s32 OXADeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken,
                                        u32 rfTokenLen, const astring* sessionID)
 {
+    const qvrf::Uncancelled uncancelled;
     return traced("OXADeleteRedfishSession",
                   [&] { return OSDeleteRedfishSession(IpAddr, port, v4, rfToken, rfTokenLen, sessionID); });
 }
 
 extern "C" size_t curlRedfishResponseCallback(void* ptr, size_t size, size_t nmemb, void* userdata)
 {
+    const qvrf::Uncancelled uncancelled;
     __SysDbgPrint4("%s : Entry.\n", "curlRedfishResponseCallback");
     auto&             to    = *static_cast<QVRFUTIL_REDFISH_RESPONSE_RECEIVED*>(userdata);
     const std::size_t bytes = size * nmemb;
