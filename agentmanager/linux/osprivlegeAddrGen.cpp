@@ -22,8 +22,10 @@ void logOutcome(pid_t child) noexcept
 {
     int   status = 0;
     pid_t waited = -1;
-    do waited = ::waitpid(child, &status, 0);
-    while (waited < 0 && errno == EINTR);
+    do {
+        errno  = 0;
+        waited = ::waitpid(child, &status, 0);
+    } while (waited < 0 && errno == EINTR);
 
     if (waited < 0) {
         __SysDbgPrint3("SetAddrGenModeForIPV6: waitpid() failed with ret=%d.\n", waited);

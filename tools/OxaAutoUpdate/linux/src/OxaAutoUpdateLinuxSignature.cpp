@@ -39,6 +39,7 @@ class VerifierDirectory {
 public:
     VerifierDirectory() noexcept : path_(smFormat("/tmp/%s", ".signature"))
     {
+        if (!path_) __SysDbgPrint3("[AUFPI]Signaturevalidate: failed to alloc memory for the verifier's directory.\n");
         made_ = path_ && CreateSigndB(path_.get());
     }
     ~VerifierDirectory()
