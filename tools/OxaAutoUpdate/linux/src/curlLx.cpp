@@ -84,6 +84,7 @@ void EasyHandleEnd::operator()(CURL* easy) const noexcept
 
 void HeaderList::clear() noexcept
 {
+    if (list_ == nullptr) return;
     for (curl_slist* line = list_; line != nullptr; line = line->next) wipe(line->data, std::strlen(line->data));
     curl_slist_free_all(std::exchange(list_, nullptr));
 }
