@@ -13,6 +13,7 @@
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
 #include "downloaddirectory.h"
+#include "librarylines.h"
 #include "osprivlege.h"
 #include "progress.h"
 #include "qvrfutil_status.hpp"
@@ -51,26 +52,6 @@ std::string lastReason()
     return reason.data();
 }
 
-/** What a BMC calls a version is printed by the library as it is: no terminal's reader is to be led astray by it. */
-void refuseUnprintable(const astring* version)
-{
-    if (const std::string text = qvrfutil::printable(version); text != version)
-        throw Failure(kExitFailed, "the BMC tells a version that is none: '" + text + "'",
-                      "nothing was done; put a genuine package on the BMC");
-}
-
-/** A timer has to notice that the BMC is gone: for the library that is a host with nothing to update. */
-void askForPackage(bool compares)
-{
-    std::array<astring, APM_VERSION_SIZE> package{};
-    const s32                             status = APMDiscoveryGetOxaPloxVersion(package.data());
-    package.back()                               = '\0';
-    if (status == 0) return refuseUnprintable(package.data());
-    if (compares)
-        throw unreachedFailure(QVOXASYNC_CHECK_IPMI "; --force does not compare", kExitNotCompared,
-                               "nothing was compared: the BMC does not tell its package version over IPMI", status);
-}
-
 /** For the library an installation that does not tell its version is one with the latest, and it says so. */
 void needInstalledVersion()
 {
@@ -85,17 +66,27 @@ void needInstalledVersion()
                       "--force installs all the same");
 }
 
+/** A timer has to notice that the BMC is gone: for the library that is a host with nothing to update. */
+void needPackageVersion(const Result& result, LibraryLines& lines)
+{
+    if (result.status != OXA_UPDATE_NOTHING_TO_DO || result.reason.empty()) return;
+    lines.drop();
+    throw unreachedFailure(QVOXASYNC_CHECK_IPMI "; --force does not compare", kExitNotCompared,
+                           "nothing was compared: " + result.reason, OXA_UPDATE_FAILED);
+}
+
 Result update(const Options& options)
 {
-    askForPackage(!options.force);
     if (!options.force && pOXAInstallPath != nullptr) needInstalledVersion();
     std::string    arguments = options.installArguments.value_or("");
     Result         result;
+    LibraryLines   lines;
     const Progress progress;
     result.status = OXAAutoUpdateNow(options.installArguments ? arguments.data() : nullptr,
                                      options.force ? TRUE : FALSE, options.silent ? TRUE : FALSE);
-    result.outcome                 = installed();
-    result.reason                  = lastReason();
+    result.outcome = installed();
+    result.reason  = lastReason();
+    needPackageVersion(result, lines);
     result.facts["packageVersion"] = textOrNull(OxaUpdatedVersion);
     return result;
 }
@@ -115,11 +106,12 @@ std::set<fs::path> emptyFiles(const std::string& directory)
 
 Result download(const Options& options)
 {
-    DownloadDirectory place(options.directory, ::geteuid() == 0);
-    const auto        before = emptyFiles(place.path());
-    std::string       path   = place.path();
-    Result            result;
-    const Progress    progress;
+    DownloadDirectory  place(options.directory, ::geteuid() == 0);
+    const auto         before = emptyFiles(place.path());
+    std::string        path   = place.path();
+    Result             result;
+    const LibraryLines lines;
+    const Progress     progress;
     result.status                  = downloadOxaUpdatePackage(path.data());
     result.reason                  = place.inUsersWords(lastReason());
     result.facts["packageVersion"] = textOrNull(OxaUpdatedVersion);

@@ -127,8 +127,10 @@ TEST_F(Update, ShowsItsProgressOnATerminalAlone)
 {
     if (std::system("script -qec true /dev/null >/dev/null 2>&1") != 0) GTEST_SKIP() << "the command script is missing";
     control({"delay", "600", "GET", "/software/oxa/sha256sum"});
+    control({"set", "package", "2.\033[31m"});
     const Outcome seen = run({"/bin/sh", "-c", "script -qec '" + program + " --silent' /dev/null"});
     EXPECT_TRUE(has(seen.out, "\rsha256sum ")) << seen.out;
+    EXPECT_TRUE(has(seen.out, "to version 2.\\x1b[31m.")) << seen.out;
     EXPECT_TRUE(has(seen.out, "B/s\r\033[KDownloading")) << "cleared before the next line: " << seen.out;
     EXPECT_EQ(qvoxasync::progressText("a\033-package.tar.gz", 50, 200, 2720),
               "...ackage.tar.gz  25 %   0.0 KB   2.7 KB/s");

@@ -31,6 +31,7 @@ Offer AutoUpdateOXAVersionCheck() noexcept
     const TraceScope      trace(op, kUpdateTrace);
     astring               offered[APM_VERSION_SIZE]{};
     if (const s32 status = APMDiscoveryGetOxaPloxVersion(offered); status != 0) {
+        setReason("the BMC does not tell its package version over IPMI");
         __SysDbgPrint3("[AUFPI]%s: APMDiscoveryGetOxaPloxVersion failed with status %d.\n", op, status);
         return Offer::unknown;
     }
@@ -77,6 +78,7 @@ s32 decide(bool force) noexcept
         std::puts("Please check Torvo Service Module KS package is up-to-date.");
         return OXA_UPDATE_NOTHING_TO_DO;
     }
+    forgetReason();                          // a forced run goes on without it
     if (force) installationType = kInstall;  // a forced run uninstalls first, whatever was there
     return 0;
 }
