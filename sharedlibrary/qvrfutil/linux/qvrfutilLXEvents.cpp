@@ -43,13 +43,16 @@ struct QVRFUTILCurlSSEHandle {
     StreamSocket                 socket;
     MallocOwned<SSEEventData>    breakEvent;  // made early: a break must be told when memory is out, too
 
-    ~QVRFUTILCurlSSEHandle()
+    ~QVRFUTILCurlSSEHandle() { endTransfer(); }
+
+    void endTransfer() noexcept
     {
         const PipeSignalHeld held;
-        if (pCurlMultiHandle != nullptr && pCurlHandle != nullptr)
-            curl_multi_remove_handle(pCurlMultiHandle, pCurlHandle);
-        if (pCurlHandle != nullptr) curl_easy_cleanup(pCurlHandle);
-        if (pCurlMultiHandle != nullptr) curl_multi_cleanup(pCurlMultiHandle);
+        CURL* const          easy  = std::exchange(pCurlHandle, nullptr);
+        CURLM* const         multi = std::exchange(pCurlMultiHandle, nullptr);
+        if (multi != nullptr && easy != nullptr) curl_multi_remove_handle(multi, easy);
+        if (easy != nullptr) curl_easy_cleanup(easy);
+        if (multi != nullptr) curl_multi_cleanup(multi);
     }
 };
 
@@ -254,7 +257,7 @@ s32 startTransfer(QVRFUTILCurlSSEHandle& handle) noexcept
 }
 
 /** A transfer that cannot even begin has its result at once. */
-s32 checkNotFailedAlready(const QVRFUTILCurlSSEHandle& handle) noexcept
+s32 checkNotFailedAlready(QVRFUTILCurlSSEHandle& handle) noexcept
 {
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(handle.pCurlMultiHandle, &left)) {
@@ -262,6 +265,7 @@ s32 checkNotFailedAlready(const QVRFUTILCurlSSEHandle& handle) noexcept
             __SysDbgPrint4("[QVRFUTIL] handle did not match.\n");
         } else if (message->data.result != CURLE_OK) {
             __SysDbgPrint3("[QVRFUTIL] %s: ERROR: Failed Register SSE. Curl call failed. \n", kRegister);
+            handle.endTransfer();
             return QVRFUTIL_FAILURE;
         }
     }

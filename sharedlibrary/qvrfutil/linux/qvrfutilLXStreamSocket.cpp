@@ -37,9 +37,10 @@ curl_socket_t hideSockets(CURLM* multi) noexcept
 /** The same for a descriptor that no fd_set has room for. */
 curl_socket_t hideSocketOf(CURL* easy) noexcept
 {
-    curl_socket_t socket = CURL_SOCKET_BAD;
-    const bool    known  = curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK;
-    return known && socket >= FD_SETSIZE && hide(socket) ? socket : CURL_SOCKET_BAD;
+    // Room for a long: stand-ins for libcurl write one whatever they are asked.
+    curl_socket_t socket[2] = {CURL_SOCKET_BAD, CURL_SOCKET_BAD};
+    const bool    known     = curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, socket) == CURLE_OK;
+    return known && *socket >= FD_SETSIZE && hide(*socket) ? *socket : CURL_SOCKET_BAD;
 }
 
 /** All bytes that came in, those of TLS among them; nothing where the kernel does not tell. */
