@@ -7,8 +7,9 @@ class Day : public OnOneGeneration, public testing::WithParamInterface<const cha
 protected:
     std::size_t requests() const
     {
-        std::size_t all = 0;
-        for (const auto& [name, count] : control({"stats"})["requests"].items()) all += count.get<std::size_t>();
+        std::size_t all   = 0;
+        const Json  stats = control({"stats"})["requests"];
+        for (const auto& [name, count] : stats.items()) all += count.get<std::size_t>();
         return all;
     }
     static Words parts(const std::string& cell)
