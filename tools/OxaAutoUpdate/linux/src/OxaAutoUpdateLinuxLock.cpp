@@ -88,37 +88,27 @@ bool trustedOneHasOpen(const Descriptor& lock) noexcept
     return false;
 }
 
-enum class Holder { nobody, update, stranger };
-
 /**
- * Who refuses the record lock: a stranger only where that is certain. A process of another container has the number 0
- * here; a write lock of one takes a file that it may write.
+ * Whether the lock that refused the record lock is a stranger's. An update that went on behind such a lock has the file
+ * open for as long as it lives. A process of another container has the number 0 here; a write lock of one takes a file
+ * that it may write.
  */
-Holder holder(const Descriptor& lock) noexcept
+bool isStrangers(const struct flock& held, const Descriptor& lock) noexcept
 {
-    struct flock whole = wholeFile();
-    if (::fcntl(lock.get(), F_GETLK, &whole) != 0) return Holder::update;
-    if (whole.l_type == F_UNLCK) return Holder::nobody;
-    if (whole.l_pid == 0) return whole.l_type == F_WRLCK ? Holder::update : Holder::stranger;
-    std::array<char, 16> process{};
-    std::snprintf(process.data(), process.size(), "%ld", static_cast<long>(whole.l_pid));
-    return whole.l_pid > 0 && isTrusted(process.data()) ? Holder::update : Holder::stranger;
+    return (held.l_pid != 0 || held.l_type != F_WRLCK) && !trustedOneHasOpen(lock);
 }
 
-/**
- * Takes the record lock, or goes on without where only a stranger refuses it. Another update that did so before has
- * the file open for as long as it lives. @return false when an update is under way
- */
+/** Takes the record lock, or goes on without where only a stranger refuses it. @return false when it is refused */
 bool lockWhole(const Descriptor& lock) noexcept
 {
     constexpr int kTries = 3;  // the holder may let go between the two questions
-    Holder        who    = Holder::nobody;
-    for (int tries = 0; tries < kTries && who == Holder::nobody; ++tries) {
+    for (int tries = 0; tries < kTries; ++tries) {
         struct flock whole = wholeFile();
         if (::fcntl(lock.get(), F_SETLK, &whole) == 0) return true;
-        who = holder(lock);
+        if (::fcntl(lock.get(), F_GETLK, &whole) != 0) return false;
+        if (whole.l_type != F_UNLCK) return isStrangers(whole, lock);
     }
-    return who == Holder::stranger && !trustedOneHasOpen(lock);
+    return false;
 }
 
 /** Whether an installer has the lock of an update that was killed. */
