@@ -42,7 +42,10 @@ bool directoryOf(astring* programPath, astring* directory) noexcept
     astring* const slash = programPath != nullptr ? std::strrchr(programPath, '/') : nullptr;
     if (slash == nullptr) return false;
     *slash = '\0';
-    if (::realpath(slash == programPath ? "/" : programPath, directory) != nullptr) return true;
+    struct stat status {};
+    if (::realpath(slash == programPath ? "/" : programPath, directory) != nullptr && ::stat(directory, &status) == 0 &&
+        S_ISDIR(status.st_mode))
+        return true;
     __SysDbgPrint3("[AUFPI]SetExecutionDirectory: no directory %s.\n", programPath);
     return false;
 }
