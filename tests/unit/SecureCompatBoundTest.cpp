@@ -21,6 +21,11 @@ WRONG(sprintf_s) WRONG(_snprintf_s) WRONG(getenv_s) WRONG(strcmpcase_s) WRONG(OX
     return g_lines++, 0;
 }
 
+extern "C" s32 QVRFUTILOSGETRequest(const astring*, astring**, u32, u32*, u16*, booln, astring**, astring*)
+{
+    return 4711;
+}
+
 TEST(SecureCompat, IsBoundInsideAndThePlatformIsNot)
 {
     char address[] = "192.0.2.7", port[] = "4433", interfaceName[] = "nosuch0";
@@ -30,4 +35,13 @@ TEST(SecureCompat, IsBoundInsideAndThePlatformIsNot)
     EXPECT_EQ(SetIFFlags(interfaceName, 1, 2), -1);
     EXPECT_EQ(g_wrong, 0);
     EXPECT_GT(g_lines, 0);
+}
+
+TEST(Requests, GoByTheExportedOperationOfTheirMethod)
+{
+    astring* body   = nullptr;
+    u32      length = 0;
+    u16      http   = 0;
+    EXPECT_EQ(QVRFUTILSendRequest("/x", nullptr, &body, 0, &length, QVRFUTIL_REQUEST_GET, &http, 0, nullptr, nullptr),
+              4711);
 }

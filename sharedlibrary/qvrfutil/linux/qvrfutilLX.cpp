@@ -14,9 +14,8 @@ constexpr char kNoSessionInfo[] = " %s: Could not get Redfish Session Info ! \n"
 
 constexpr Method kGet = [] {
     Method get;
-    get.op        = "QVRFUTILOSGETRequest";
-    get.takesFile = true;
-    get.mayKeep   = true;  // what changes something does not: libcurl resends what a dead connection did not take
+    get.op      = "QVRFUTILOSGETRequest";
+    get.mayKeep = true;  // what changes something does not: libcurl resends what a dead connection did not take
     // 101 from GET alone, and GET alone waits for no other thread: callers rely on both.
     get.session     = {&kRequestTexts, kNoSessionInfo, {kNoSessionInfo, QVRFUTIL_NO_SESSION_DETAILS}, false};
     get.wholeStatus = true;
@@ -64,42 +63,10 @@ constexpr Method kDelete = [] {
     return remove;
 }();
 
-/** nullptr: no such method. */
-const Method* methodOf(QVRFUTILRequestType type) noexcept
-{
-    switch (type) {
-        case QVRFUTIL_REQUEST_GET: return &kGet;
-        case QVRFUTIL_REQUEST_POST: return &kPost;
-        case QVRFUTIL_REQUEST_DELETE: return &kDelete;
-        case QVRFUTIL_REQUEST_PATCH: return &kPatch;
-        default: return nullptr;
-    }
-}
-
 bool given(const char* op, const void* argument, const char* name) noexcept
 {
     if (argument == nullptr) __SysDbgPrint3("%s: %s is NULL.\n", op, name);
     return argument != nullptr;
-}
-
-/** Leaves out what the method does not take. Without a method nothing is sent, and that is no failure. */
-s32 sendAs(const Method* method, Request request) noexcept
-{
-    if (method == nullptr) return OXA_SUCCESS;
-    if (!method->hasBody) request.body = nullptr;
-    if (!method->takesFile) request.file = nullptr;
-    return sendRequest(*method, request);
-}
-
-s32 sendAnyRequest(const char* op, QVRFUTILRequestType type, const Request& request) noexcept
-{
-    __SysDbgPrint4("%s : webmethod = %d\n", op, type);
-    if (!given(op, request.path, "pWebResourceUrl") || !given(op, request.answer.body, "ppRFResponse") ||
-        !given(op, request.answer.http, "pHttpRetCode"))
-        return QVRFUTIL_INVALID_ARGUMENTS;
-    const s32 status = sendAs(methodOf(type), request);
-    __SysDbgPrint4("%s : httpCdde  = %d.\n", op, *request.answer.http);
-    return status;
 }
 
 }  // namespace
@@ -156,6 +123,25 @@ extern "C" s32 QVRFUTILOSDELETERequest(const astring* pWebResourceUrl, astring**
                                  nullptr});
 }
 
+/** By the exported operations, as any other caller. Without a method nothing is sent, and that is no failure. */
+static s32 sendBy(QVRFUTILRequestType type, const Request& request, astring* data, astring* file) noexcept
+{
+    const auto& [body, room, length, http] = request.answer;
+    const booln     wanted                 = request.headersWanted;
+    astring** const headers                = request.headers;
+    switch (type) {
+        case QVRFUTIL_REQUEST_GET:
+            return QVRFUTILOSGETRequest(request.path, body, room, length, http, wanted, headers, file);
+        case QVRFUTIL_REQUEST_POST:
+            return QVRFUTILOSPOSTRequest(request.path, data, body, room, length, http, wanted, headers);
+        case QVRFUTIL_REQUEST_DELETE:
+            return QVRFUTILOSDELETERequest(request.path, body, room, length, http, wanted, headers);
+        case QVRFUTIL_REQUEST_PATCH:
+            return QVRFUTILOSPATCHRequest(request.path, data, body, room, length, http, wanted, headers);
+        default: return OXA_SUCCESS;
+    }
+}
+
 extern "C" s32 QVRFUTILOSSendRequest(const astring* pWebResourceUrl, astring* pPostData, astring** ppRFResponse,
                                      u32 pRFResponseINLen, u32* pRFResponseOUTLen, QVRFUTILRequestType webMethodType,
                                      u16* pHttpRetCode, booln isHeaderRequested, astring** ppResponseHeaderBuff,
@@ -163,11 +149,14 @@ extern "C" s32 QVRFUTILOSSendRequest(const astring* pWebResourceUrl, astring* pP
 {
     static constexpr char op[] = "QVRFUTILOSSendRequest";
     const TraceScope      trace(op);
-    return sendAnyRequest(op, webMethodType,
-                          {pWebResourceUrl,
-                           pPostData,
-                           {ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode},
-                           isHeaderRequested,
-                           ppResponseHeaderBuff,
-                           pFileNameWithPath});
+    __SysDbgPrint4("%s : webmethod = %d\n", op, webMethodType);
+    if (!given(op, pWebResourceUrl, "pWebResourceUrl") || !given(op, ppRFResponse, "ppRFResponse") ||
+        !given(op, pHttpRetCode, "pHttpRetCode"))
+        return QVRFUTIL_INVALID_ARGUMENTS;
+    const Answer answer{ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode};
+    const s32    status =
+        sendBy(webMethodType, {pWebResourceUrl, nullptr, answer, isHeaderRequested, ppResponseHeaderBuff, nullptr},
+               pPostData, pFileNameWithPath);
+    __SysDbgPrint4("%s : httpCdde  = %d.\n", op, *pHttpRetCode);
+    return status;
 }

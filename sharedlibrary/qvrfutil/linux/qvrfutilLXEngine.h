@@ -22,7 +22,6 @@ struct Method {
     const char*     customName  = "CURLOPT_CUSTOMREQUEST";  ///< how setting that verb is logged
     bool            speaksJson  = true;                     ///< Accept and Content-type around the token
     bool            hasBody     = false;                    ///< and it must not be NULL
-    bool            takesFile   = false;                    ///< may write the body of the answer to a file
     bool            mayKeep     = false;                    ///< may go over a connection that is kept
     bool            wholeStatus = false;                    ///< compares the status with 401 before it is cut to u16
     SessionRules    session{};                              ///< how it gets at the session
