@@ -8,7 +8,8 @@
 namespace golden {
 namespace {
 
-constexpr std::size_t kWidth = 120;
+constexpr std::size_t kWidth    = 120;
+const std::string     kCurlCode = "curl code ";
 
 /** Entry and exit lines, with what stands before the name: "[AUFPI]". */
 const std::regex kEntry(R"(4 (\[\w+\] ?)?(\w+) ?: ?[Ee]ntry\.?( |\\x20)*)");
@@ -21,12 +22,14 @@ public:
     void take(const std::string& note)
     {
         std::smatch found;
-        if (std::regex_match(note, found, kEntry))
+        if (startsWith(note, kCurlCode))
+            code_ = note.substr(kCurlCode.size());
+        else if (std::regex_match(note, found, kEntry))
             open_.push_back({found[2], note.substr(2), {}});
         else if (std::regex_match(note, found, kExit) && isOpen(found[2]))
             close(found[2], note.substr(2));
         else
-            add({"", shortened(note), {}});
+            add({"", shortened(withoutCode(note)), {}});
     }
 
     Node done()
@@ -70,6 +73,15 @@ private:
             return void(all.back().text.replace(0, 3, "opt"));
         if (startsWith(node.text, "< ")) return sent(std::stoul(node.text.substr(2)));
         all.push_back(std::move(node));
+    }
+    /** A line that tells the code that libcurl gave last says so: versions of libcurl differ in their codes. */
+    std::string withoutCode(std::string note) const
+    {
+        static const std::regex code(R"((?:(?:Easy Perform|PERFORM|curl_easy_perform) failed with|curl code =) (\d+))");
+        std::smatch             found;
+        if (std::regex_search(note, found, code) && found[1] == code_)
+            note.replace(static_cast<std::size_t>(found.position(1)), code_.size(), "$CURL");
+        return note;
     }
     /** Without the operation's own name. */
     std::string shortened(const std::string& note) const
@@ -127,6 +139,7 @@ private:
     static const std::regex kOption;
     std::vector<Node>       open_;
     std::size_t             collected_ = 0, received_ = 0;
+    std::string             code_;  // that libcurl gave last
 };
 
 const std::regex Builder::kOption(R"(4 : The curl API set CURLOPT_(\w+) succeeded\.)");

@@ -465,11 +465,19 @@ static void lookAtSocket(CURL* easy)
 CURLcode __real_curl_easy_perform(CURL* easy);
 CURLcode __wrap_curl_easy_perform(CURL* easy)
 {
-    if (refused("curl_easy_perform")) return CURLE_COULDNT_CONNECT;
-    const CURLcode    done = __real_curl_easy_perform(easy);
+    const CURLcode done = refused("curl_easy_perform") ? CURLE_COULDNT_CONNECT : __real_curl_easy_perform(easy);
+    note("curl code ", done);
     const rig::Paused paused;
     if (g_world.noteTraffic) g_world.noteTraffic();
     return done;
+}
+
+CURLMsg* __real_curl_multi_info_read(CURLM* multi, int* left);
+CURLMsg* __wrap_curl_multi_info_read(CURLM* multi, int* left)
+{
+    CURLMsg* const message = __real_curl_multi_info_read(multi, left);
+    if (message != nullptr) note("curl code ", message->data.result);
+    return message;
 }
 
 CURLMcode __real_curl_multi_remove_handle(CURLM* multi, CURL* easy);
