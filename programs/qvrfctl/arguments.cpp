@@ -9,7 +9,8 @@ namespace {
 /** CLI11's own words for it show the largest number of a double. @return what is wrong with @p value */
 std::string fromOne(const std::string& value)
 {
-    return value[0] == '-' || value.find_first_not_of('0') == value.npos ? "'" + value + "' is not 1 or more" : "";
+    const bool isNumber = value.find_first_not_of("0123456789") == value.npos;
+    return !isNumber || value.find_first_not_of('0') == value.npos ? "'" + value + "' is not 1 or more" : "";
 }
 
 }  // namespace

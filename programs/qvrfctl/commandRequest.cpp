@@ -28,13 +28,13 @@ struct Words {
     bool                open    = false;  ///< without a session
     std::string         keys    = {};     ///< GET: the members that are wanted; empty: the body as it is
     bool                expand  = false;  ///< GET: all pages of a collection, with their members
-    unsigned            timeout = 0;
-    Road                road    = Road::session;
+    Rounds              rounds  = {};
+    RequestKind         kind    = RequestKind::withSession;
 };
 
 bool isDownload(const Words& words)
 {
-    return words.road == Road::session && !words.file.empty();
+    return words.kind == RequestKind::withSession && !words.file.empty();
 }
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -105,7 +105,7 @@ void show(Output& output, const Words& words, const Answer& answer)
 
 Answer exchange(const Context& context, const Request& request)
 {
-    if (request.road == Road::open) return send(context, OpenAccess(context), request);
+    if (request.kind == RequestKind::withoutSession) return send(context, OpenAccess(context), request);
     Session session(context);
     return send(session, request);
 }
@@ -113,11 +113,12 @@ Answer exchange(const Context& context, const Request& request)
 void run(const Context& context, const Words& words)
 {
     checkPath(words.path);
-    if (!words.keys.empty() || words.expand)
-        return showSelected(context, words.path, words.keys, words.expand, words.timeout);
-    limit(context, words.timeout);
-    Request    request{words.type, words.path, {}, words.headers, words.file, words.open ? Road::open : words.road};
-    const bool isUpload = words.road == Road::upload;
+    if (!words.keys.empty() || words.expand || words.rounds.every != 0)
+        return showSelected(context, words.rounds, words.path, words.keys, words.expand);
+    limit(context, words.rounds.timeout);
+    Request    request{words.type,    words.path, {},
+                    words.headers, words.file, words.open ? RequestKind::withoutSession : words.kind};
+    const bool isUpload = words.kind == RequestKind::upload;
     if (words.type == QVRFUTIL_REQUEST_POST || words.type == QVRFUTIL_REQUEST_PATCH) {
         const std::string what = isUpload ? "the metadata" : "the body";
         request.body           = jsonOf(words.data, what);
@@ -173,7 +174,7 @@ Action declareGet(Arguments arguments)
         .notWith("--include")
         .notWith("--output")
         .notWith("--no-auth");
-    declareTimeout(arguments, words->timeout);
+    declareRounds(arguments, words->rounds, false).notWith("--include").notWith("--output").notWith("--no-auth");
     return actionOf(std::move(words));
 }
 
@@ -200,7 +201,7 @@ Action declareDelete(Arguments arguments)
 Action declareUpload(Arguments arguments)
 {
     auto words  = declarePath(arguments, QVRFUTIL_REQUEST_POST);
-    words->road = Road::upload;
+    words->kind = RequestKind::upload;
     arguments.text("--file", words->file, "file to upload").required();
     arguments
         .text("--metadata", words->data, "JSON document about it; @FILE reads it from a file, - from standard input")

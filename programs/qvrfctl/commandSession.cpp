@@ -35,6 +35,7 @@ Action declareSession(Arguments arguments)
 {
     auto rounds = std::make_shared<Rounds>();
     declareRounds(arguments, *rounds, false);
+    rounds->login = Login::sessionOrToken;  // who has used all sessions up must see them
     struct Words {
         std::vector<std::string> ids;
         bool                     others = false;

@@ -8,8 +8,8 @@
 #include <optional>
 #include <thread>
 
-#include "accounts.h"
 #include "commands.h"
+#include "day/useraccounts.h"
 #include "day/users.h"
 #include "oxarfutilHelper.h"
 #include "password.h"
@@ -26,6 +26,7 @@ struct Words {
     std::string name;
     std::string privilege;
     bool        unchecked = false;
+    bool        byRedfish = false;
 };
 
 /** The slots that the host manages; those below are the BMC's own. */
@@ -42,13 +43,13 @@ void checkManageable(const std::string& name)
 }
 
 /** What the BMC lists for @p name now; nothing when it could not be asked. */
-std::optional<std::vector<Account>> listed(const Context& context, const std::string& name)
+std::optional<std::vector<Value>> listed(const Context& context, const std::string& name)
 try {
-    Session session(context);
-    auto    accounts = readAccounts(session);
-    accounts.erase(std::remove_if(accounts.begin(), accounts.end(), [&](const Account& a) { return a.name != name; }),
-                   accounts.end());
-    return accounts;
+    Service            service(context);
+    std::vector<Value> users = userRows(service)["users"].items();
+    users.erase(std::remove_if(users.begin(), users.end(), [&](const Value& u) { return u["name"].text() != name; }),
+                users.end());
+    return users;
 } catch (const Failure& f) {
     context.output.warning(std::string("warning: not checked with the BMC's account service: ") + f.what());
     return std::nullopt;
@@ -61,7 +62,7 @@ bool checkAdded(const Context& context, const Words& words)
     if (words.unchecked) return false;
     const auto accounts = listed(context, words.name);
     if (!accounts) return false;
-    const auto works = [](const Account& account) { return account.enabled; };
+    const auto works = [](const Value& user) { return user["enabled"].isTrue(); };
     if (std::any_of(accounts->begin(), accounts->end(), works)) return true;
     const StatusRow row = statusRow(OXA_BMC_CMD_SET_VALUE_IN_DB_FAILED);
     throw Failure(kExitLibrary,
@@ -117,6 +118,18 @@ void configure(const Context& context, const Words& words, const Password& passw
         "somebody else may change users: try again");
 }
 
+void configureByRedfish(const Context& context, const Words& words, const Password& password)
+{
+    Service service(context);
+    addUser(service, words.name, words.privilege, password.text());
+}
+
+bool eraseByRedfish(const Context& context, const std::string& name)
+{
+    Service service(context);
+    return deleteUser(service, name);
+}
+
 /** A user whose password nobody saw is of no use, and nobody knows of it. */
 void needReader()
 {
@@ -147,11 +160,14 @@ void add(const Context& context, const Words& words)
     needReader();
     const Password  password;
     const UsersLock alone;
-    configure(context, words, password);
-    showPassword(context, words, password, checkAdded(context, words));
+    if (words.byRedfish)
+        configureByRedfish(context, words, password);
+    else
+        configure(context, words, password);
+    showPassword(context, words, password, words.byRedfish || checkAdded(context, words));
 }
 
-/** @return whether there was such a user. @throws Failure */
+/** @return whether there was such a user, over IPMI. @throws Failure */
 bool erase(const Context& context, const std::string& name)
 {
     const Library library(context.target.generation);
@@ -167,10 +183,11 @@ void remove(const Context& context, const Words& words)
 {
     checkManageable(words.name);
     const UsersLock alone;
-    const bool      deleted  = erase(context, words.name);
+    const bool      deleted  = words.byRedfish ? eraseByRedfish(context, words.name) : erase(context, words.name);
     const auto      accounts = words.unchecked ? std::nullopt : listed(context, words.name);
     if (accounts && !accounts->empty())
-        throw Failure(kExitLibrary, "the BMC still has the user " + words.name + " (slot " + accounts->front().id + ")",
+        throw Failure(kExitLibrary,
+                      "the BMC still has the user " + words.name + " (slot " + accounts->front()["id"].text() + ")",
                       "only users in slots 3 to 16 can be deleted from the host");
     if (context.output.json())
         context.output.document({{"name", words.name}, {"deleted", deleted}, {"checked", accounts.has_value()}});
@@ -178,8 +195,10 @@ void remove(const Context& context, const Words& words)
         context.output.write(words.name + (deleted ? " deleted\n" : " was no user of the BMC\n"));
 }
 
-void declareUnchecked(Arguments arguments, Words& words)
+void declareWays(Arguments arguments, Words& words)
 {
+    arguments.flag("--redfish", words.byRedfish,
+                   "by the BMC's account service, where its users cannot be changed over IPMI");
     arguments.flag("--no-check", words.unchecked, "do not ask the BMC's account service whether it took the change");
 }
 
@@ -195,11 +214,11 @@ Action declareUser(Arguments arguments)
     adding.text("--privilege", words->privilege, "privilege of the user: ro, op or root")
         .oneOf(privileges())
         .required();
-    declareUnchecked(adding, *words);
+    declareWays(adding, *words);
 
     Arguments deleting = arguments.mayBe("delete", "delete a user; one that is not there is no error");
     deleting.text("NAME", words->name, "user name").required();
-    declareUnchecked(deleting, *words);
+    declareWays(deleting, *words);
 
     return [words, adding, deleting, accounts](const Context& context) {
         if (accounts(context, adding.isNamed() || deleting.isNamed())) return;

@@ -39,6 +39,8 @@ constexpr ToolRow kStatuses[] = {
     {OXA_BMC_CMD_NO_IPPORT, kExitUnreachable},
     {OXA_BMC_CMD_IPMI_ACCESS_FAILED, kExitUnreachable},
     {OXA_BMC_CMD_GET_FW_ERROR, kExitUnreachable},
+    {OXA_BMC_CMD_SET_USER_NAME_FAILED, kExitLibrary,
+     "the BMC may keep its users from the host: try --redfish, which goes by its account service"},
     {OXA_BMC_CMD_NO_IPADDRESS, kExitUnreachable},
     {OXA_BMC_SESSION_CREATION_FAILED, kExitNoSession,
      "check address and port with 'qvrfctl discover' and the state of Redfish with 'qvrfctl services'; "
@@ -61,6 +63,8 @@ constexpr HttpRow kHttp[] = {
     {412, "Precondition Failed", "the resource changed in between: read it again"},
     {413, "Content Too Large", "send less"},
     {415, "Unsupported Media Type", "the resource wants something else than JSON"},
+    {428, "Precondition Required", "the BMC wants to know which state the change is for: see If-Match"},
+    {429, "Too Many Requests", "the BMC is busy: try again later"},
     {500, "Internal Server Error", "the BMC failed: its log may say more"},
     {501, "Not Implemented", "this BMC does not have the function"},
     {503, "Service Unavailable", "the BMC is busy: try again later"},
@@ -78,7 +82,9 @@ constexpr LoginRow kRefusals[] = {
     {401, kCheckToken},
     {403, kCheckToken},
     {404, "this BMC has its sessions elsewhere, as the other generation does: --generation auto finds it"},
-    {503, "close sessions that are no longer needed, or wait until the BMC ends the idle ones"},
+    {503,
+     "close sessions that are no longer needed: 'qvrfctl session list' shows them, 'qvrfctl session close ID' ends "
+     "one; or wait until the BMC ends the idle ones"},
 };
 constexpr char kOtherRefusal[] = "check the state of Redfish with 'qvrfctl services'; the BMC's log may say more";
 

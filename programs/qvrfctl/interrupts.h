@@ -29,6 +29,8 @@ public:
      * made or renamed. Once a signal came, this does not return.
      */
     [[nodiscard]] std::unique_lock<std::mutex> hold() { return std::unique_lock<std::mutex>(turn_); }
+    /** For what goes on after a failure: one that comes of the tidying up is none to tell. Does not return then. */
+    void stayIfEnding() { static_cast<void>(hold()); }
 
     // All under hold(); an empty value: nothing to do any more.
     void onInterruptStop(std::function<void()> stop)

@@ -24,17 +24,17 @@ std::string whatItIs(const Request& request)
 }
 
 /** What a general status of an operation stands for. */
-struct Told {
-    Road        road;
+struct GeneralStatus {
+    RequestKind kind;
     s32         status;
     const char* meaning;
     const char* advice;
 };
-constexpr char kCheckLink[] = "check that the USB NIC is up, and address and port with 'qvrfctl discover'";
-constexpr Told kTold[]      = {
-         {Road::upload, QVRFUTIL_CURL_FAILED, "the upload was not completed",
-          "check the file, that the USB NIC is up, and address and port with 'qvrfctl discover'"},
-         {Road::open, QVRFUTIL_CURL_FAILED, "the BMC gave no complete answer", kCheckLink},
+constexpr char          kCheckLink[] = "check that the USB NIC is up, and address and port with 'qvrfctl discover'";
+constexpr GeneralStatus kGeneralStatuses[] = {
+    {RequestKind::upload, QVRFUTIL_CURL_FAILED, "the upload was not completed",
+     "check the file, that the USB NIC is up, and address and port with 'qvrfctl discover'"},
+    {RequestKind::withoutSession, QVRFUTIL_CURL_FAILED, "the BMC gave no complete answer", kCheckLink},
 };
 
 /** The file did not take what came: while it came, or its last bytes. */
@@ -53,7 +53,7 @@ Failure judged(const Request& request, const qvrfutil::Error& error)
         return Failure(kExitAnswerTooLong,
                        what + " was answered with HTTP " + std::to_string(error.http) + ": " + error.meaning,
                        error.remedy + " with 'qvrfctl get'", error.name(), error.status);
-    const bool isDownload = request.road == Road::session && !request.file.empty();
+    const bool isDownload = request.kind == RequestKind::withSession && !request.file.empty();
     if (isDownload && isUnwritten(error.status))
         return Failure(kExitOutput, "cannot write " + request.file + ": no space left there, or a limit was reached",
                        "free some space; the file was left as it is");
@@ -61,9 +61,9 @@ Failure judged(const Request& request, const qvrfutil::Error& error)
         return libraryFailure("download " + request.path + " to " + request.file, error.status,
                               "the transfer was not completed" + transferError() + "; the file was left as it is",
                               kCheckLink);
-    for (const Told& told : kTold)
-        if (told.road == request.road && told.status == error.status)
-            return libraryFailure(what, error.status, told.meaning + transferError(), told.advice);
+    for (const GeneralStatus& row : kGeneralStatuses)
+        if (row.kind == request.kind && row.status == error.status)
+            return libraryFailure(what, error.status, row.meaning + transferError(), row.advice);
     return failureOf(what, error);
 }
 
@@ -93,7 +93,7 @@ Result upload(Session& session, const Request& request)
 
 Result sendBy(Session& session, const Request& request)
 {
-    if (request.road == Road::upload) return upload(session, request);
+    if (request.kind == RequestKind::upload) return upload(session, request);
     if (!request.file.empty()) return download(session, request);
     const u32                room = request.type == QVRFUTIL_REQUEST_GET ? 0 : kAmpleRoom;
     qvrfutil::RequestOptions options;
@@ -135,7 +135,7 @@ Answer send(const Context& context, const OpenAccess& access, const Request& req
 Failure httpFailure(const Request& request, const Answer& answer)
 {
     const HttpRow&    row  = httpRow(answer.http);
-    const std::string file = request.road == Road::session ? request.file : std::string();
+    const std::string file = request.kind == RequestKind::withSession ? request.file : std::string();
     std::string       text = whatItIs(request) + ": HTTP " + std::to_string(answer.http) + ' ' + row.reason;
     if (const std::string message = redfishMessage(answer.body); !message.empty()) text += ": " + harmlessLine(message);
     if (!file.empty()) text += "; nothing was written to " + file;

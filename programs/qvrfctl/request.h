@@ -12,10 +12,10 @@
 namespace qvrfctl {
 
 /** How a request is carried. */
-enum class Road {
-    session,  ///< with the session; a GET may go into a file
-    upload,   ///< a file and a document about it
-    open,     ///< without a session
+enum class RequestKind {
+    withSession,     ///< with the session; a GET may go into a file
+    upload,          ///< a file and a document about it
+    withoutSession,  ///< without a session
 };
 
 struct Request {
@@ -24,7 +24,7 @@ struct Request {
     std::string              body;  ///< POST and PATCH; of an upload, the document about its file
     bool                     wantsHeaders = false;
     std::string              file;  ///< GET: receives the answer's body; empty: it is handed back. Upload: what is sent
-    Road                     road  = Road::session;
+    RequestKind              kind  = RequestKind::withSession;
     std::vector<std::string> lines = {};  ///< headers of the request, whole lines
 };
 
@@ -40,7 +40,7 @@ const char* methodName(QVRFUTILRequestType type) noexcept;
 
 /** @throws Failure for everything but an HTTP status */
 Answer send(Session& session, const Request& request);
-/** The same with nobody logged in, for Road::open. */
+/** The same with nobody logged in, for RequestKind::withoutSession. */
 Answer send(const Context& context, const OpenAccess& access, const Request& request);
 
 /** The failure that an HTTP status of 400 and above is. */

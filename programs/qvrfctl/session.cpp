@@ -131,6 +131,7 @@ Session::Session(const Context& context) : context_(context), client_(newClient(
 {
     auto failure = logIn();
     if (failure && isExhausted() && makeRoom()) failure = logIn();
+    if (failure && isExhausted()) throw NoSessionLeft(*failure);
     if (failure) throw *failure;
     renewNote();
     const QVRFUTILSession& session = record();

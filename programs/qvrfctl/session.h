@@ -40,10 +40,16 @@ private:
     std::unique_ptr<qvrfutil::Client> client_;
 };
 
+/** The BMC refused the login because it has no session left to give, and none is there that a killed command left. */
+class NoSessionLeft : public Failure {
+public:
+    explicit NoSessionLeft(const Failure& failure) : Failure(failure) {}
+};
+
 /** The session: open while this object lives. */
 class Session {
 public:
-    /** Finds the BMC and logs in. @throws Failure */
+    /** Finds the BMC and logs in. @throws Failure, of which NoSessionLeft is one */
     explicit Session(const Context& context);
     /**
      * Closes the session on the BMC, in 3 s at most; a failure is only a warning, for the work is done. Then those that

@@ -3,6 +3,7 @@
 
 #include <curl/curl.h>
 #include <net/if.h>
+#include <string.h>
 
 #include <cstring>
 #include <memory>
@@ -13,6 +14,7 @@ namespace {
 constexpr long        kConnectMs = 3000;
 constexpr long        kGetMs     = 5000;
 constexpr long        kTlsMs     = 2000;
+constexpr long        kRequestMs = 30000;
 constexpr std::size_t kMostBody  = 1024u * 1024;
 
 using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
@@ -107,6 +109,19 @@ WebAnswer WebProbe::connect() const
 WebAnswer WebProbe::get(const std::string& path) const
 {
     return performed(newEasy(urlOf(endpoint_, "https", path), kGetMs, scope_));
+}
+
+WebAnswer WebProbe::request(const char* method, const std::string& path, const std::string& header) const
+{
+    const Easy easy = newEasy(urlOf(endpoint_, "https", path), kRequestMs, scope_);
+    const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> lines(
+        ::curl_slist_append(nullptr, header.c_str()), ::curl_slist_free_all);
+    if (!easy || !lines) return {"memory is out", 0, {}, {}};
+    ::curl_easy_setopt(easy.get(), CURLOPT_CUSTOMREQUEST, method);
+    ::curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, lines.get());
+    WebAnswer answer = performed(easy);
+    ::explicit_bzero(lines->data, header.size());  // it may be a secret
+    return answer;
 }
 
 std::vector<std::string> WebProbe::tlsVersions() const

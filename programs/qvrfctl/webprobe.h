@@ -24,6 +24,8 @@ public:
 
     WebAnswer connect() const;                     ///< TCP alone, 3 s at most
     WebAnswer get(const std::string& path) const;  ///< 5 s at most
+    /** A request without a body, with @p header, a whole line, beside libcurl's own; 30 s at most. */
+    WebAnswer request(const char* method, const std::string& path, const std::string& header) const;
     /** The versions of TLS that the server takes, "1.2"; each is tried for 2 s at most. */
     std::vector<std::string> tlsVersions() const;
 

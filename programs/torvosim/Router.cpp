@@ -107,12 +107,20 @@ std::optional<Response> Router::handle(Exchange& exchange)
     return dispatch(exchange);
 }
 
-/** By its session, or by a password with every request, as simple clients do. */
+/** By its session, by a password with every request, as simple clients do, or by a login token in its place. */
 bool Router::mayPass(const Request& request)
 {
     if (isOpen(request) || bmc_.sessions.use(request.header("X-Auth-Token"))) return true;
     const auto user = basicCredentials(request.header("Authorization"));
-    return user && bmc_.users.mayLogIn(user->first, user->second);
+    return user ? bmc_.users.mayLogIn(user->first, user->second) : hasLoginToken(request);
+}
+
+/** A use of the token, as a login is. */
+bool Router::hasLoginToken(const Request& request)
+{
+    std::string            user;
+    const std::string_view token = bearerToken(request);
+    return !token.empty() && bmc_.tokens.logIn(token, user).empty();
 }
 
 std::optional<Response> Router::dispatch(Exchange& exchange)

@@ -20,6 +20,7 @@ public:
 private:
     bool                    isOpen(const Request& request);
     bool                    mayPass(const Request& request);
+    bool                    hasLoginToken(const Request& request);
     std::optional<Response> dispatch(Exchange& exchange);
     Response                testResource(Exchange& exchange);
     Response                packageFile(const Request& request);

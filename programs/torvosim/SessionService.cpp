@@ -22,10 +22,7 @@ Json sessionJson(const Session& session, const std::string& collection)
 /** Finds out who wants to log in. @return empty and the user in @p user, or why not */
 std::string identify(Bmc& bmc, const Request& request, const std::string& body, std::string& user)
 {
-    const std::string_view     credentials = trimmed(request.header("Authorization"));
-    constexpr std::string_view scheme      = "Bearer ";
-    if (credentials.size() > scheme.size() && equalsIgnoreCase(credentials.substr(0, scheme.size()), scheme))
-        return bmc.tokens.logIn(trimmed(credentials.substr(scheme.size())), user);
+    if (const auto token = bearerToken(request); !token.empty()) return bmc.tokens.logIn(token, user);
 
     const Json login = Json::parse(body, nullptr, false);
     if (!login.is_object() || !login.contains("UserName") || !login["UserName"].is_string() ||
@@ -71,6 +68,15 @@ std::string idIn(const std::string& path, const std::string& collection)
 }
 
 }  // namespace
+
+std::string_view bearerToken(const Request& request)
+{
+    constexpr std::string_view scheme      = "Bearer ";
+    const std::string_view     credentials = trimmed(request.header("Authorization"));
+    const bool                 is =
+        credentials.size() > scheme.size() && equalsIgnoreCase(credentials.substr(0, scheme.size()), scheme);
+    return is ? trimmed(credentials.substr(scheme.size())) : std::string_view();
+}
 
 bool isOtherGeneration(Bmc& bmc, const std::string& path)
 {

@@ -4,11 +4,15 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Bmc.h"
 #include "Http.h"
 
 namespace torvosim {
+
+/** The login token of "Authorization: Bearer"; else empty. */
+std::string_view bearerToken(const Request& request);
 
 /** Whether @p path belongs to the session collection that does not answer in this generation. */
 bool isOtherGeneration(Bmc& bmc, const std::string& path);

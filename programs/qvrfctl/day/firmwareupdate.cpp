@@ -78,7 +78,7 @@ private:
             const Value row = rowOf(before_, target);
             if (row.isNull()) {
                 for (const Value& each : before_.items()) there.push_back(each["id"].text());
-                throw wrongUsage("there is no firmware '" + target + '\'', "there is " + listed(there));
+                throw noSuch("firmware", target, there);
             }
             if (row["updateable"].isFalse()) throw Failure(kExitLibrary, target + " cannot be updated on this BMC");
             paths.push_back(row["path"].text());

@@ -30,7 +30,7 @@ std::size_t count(Service& service, const Value& log)
 {
     const Value page  = service.read(log["Entries"].link());
     const Value count = page["Members@odata.count"];
-    return count.isNumber() ? static_cast<std::size_t>(count.number()) : page["Members"].items().size();
+    return count.isNumber() ? static_cast<std::size_t>(count.count()) : page["Members"].items().size();
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ std::vector<Value> named(const std::vector<Value>& logs, const std::string& name
             if (isSameWord(log[member].text(), name)) return {log};
     std::vector<std::string> there;
     for (const Value& log : logs) there.push_back(idOf(log));
-    throw wrongUsage("there is no log '" + name + '\'', "there is " + (there.empty() ? "none" : listed(there)));
+    throw noSuch("log", name, there);
 }
 
 std::string timeOfEntry(const Value& entry)
@@ -79,7 +79,7 @@ public:
         newestFirst_       = isNewestFirst(sample);
         const bool isWhole = first["Members@odata.nextLink"].link().empty();
         if (!newestFirst_ && !isWhole && filter_.most != 0 && service_.offers("TopSkipQuery") && !filter_.since)
-            readEnd(static_cast<std::size_t>(first["Members@odata.count"].number()));
+            readEnd(static_cast<std::size_t>(first["Members@odata.count"].count()));
         else
             readPages();
         if (!newestFirst_) std::reverse(found_.rows.begin(), found_.rows.end());

@@ -55,8 +55,8 @@ private:
         LogFilter filter;
         for (filter.most = kFirstLook;; filter.most *= 4) {
             const std::vector<Value> rows = readLog(service_, log_, filter).rows;
-            count_ = static_cast<long long>(service_.page(log_["Entries"].link())["Members@odata.count"].number());
-            const auto wasSeen = [&](const Value& row) { return seen_.count(row["id"].text()) != 0; };
+            count_                        = service_.page(log_["Entries"].link())["Members@odata.count"].count();
+            const auto wasSeen            = [&](const Value& row) { return seen_.count(row["id"].text()) != 0; };
             if (rows.size() < filter.most || seen_.empty() || std::any_of(rows.begin(), rows.end(), wasSeen))
                 return rows;
         }
@@ -70,9 +70,9 @@ private:
 };
 
 /** Events where the BMC has them; else, and when they are over for good, time alone. */
-class Bell {
+class NextLook {
 public:
-    explicit Bell(Service& service, unsigned seconds) : interrupts_(service.context().interrupts), seconds_(seconds)
+    explicit NextLook(Service& service, unsigned seconds) : interrupts_(service.context().interrupts), seconds_(seconds)
     {
         const Value events = service.readOr(service.root()["EventService"], "event service");
         if (Value(events["ServerSentEventUri"]).link().empty()) return;
@@ -82,18 +82,18 @@ public:
         const auto turn = interrupts_.hold();
         interrupts_.onInterruptStop([this] { stream_->stop(); });
     }
-    ~Bell()
+    ~NextLook()
     {
         const auto turn = interrupts_.hold();
         interrupts_.onInterruptStop({});
     }
-    Bell(Bell&&) = delete;
+    NextLook(NextLook&&) = delete;
 
     void wait()
     {
-        const bool rings = stream_ && !stream_->error();
-        const auto pause = seconds_ != 0 ? std::chrono::seconds(seconds_) : rings ? kBesideEvents : kWithoutEvents;
-        if (rings)
+        const bool hasEvents = stream_ && !stream_->error();
+        const auto pause = seconds_ != 0 ? std::chrono::seconds(seconds_) : hasEvents ? kBesideEvents : kWithoutEvents;
+        if (hasEvents)
             stream_->next(Clock::now() + pause);
         else
             std::this_thread::sleep_for(pause);
@@ -125,8 +125,9 @@ try {
     service.forget();
     for (Followed& log : logs) showNews(screen, log, log.look());
 } catch (const Failure& failure) {
+    service.context().interrupts.stayIfEnding();
     if (failure.exit() == kExitOutput) throw;
-    screen.warning(std::string("could not look: ") + failure.what());
+    screen.warning(std::string("not read, the next round makes up for it: ") + failure.what());
 }
 
 }  // namespace
@@ -138,11 +139,11 @@ void followLog(const Context& context, const LogWords& words)
     Screen                screen(context);
     std::vector<Followed> logs;
     for (const Value& log : logServices(service, words.log)) logs.emplace_back(service, log, words.severity);
-    Bell bell(service, words.rounds.every);
+    NextLook nextLook(service, words.rounds.every);
     screen.note("following " + std::to_string(logs.size()) + " logs");
     for (;;) {
-        lookAt(service, screen, logs);  // at once: what came while the stream was opened rings no more
-        bell.wait();
+        lookAt(service, screen, logs);  // at once: what came while the stream was opened is told by no event
+        nextLook.wait();
     }
 }
 

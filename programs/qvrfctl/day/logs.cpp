@@ -1,6 +1,7 @@
 /** @file logs.cpp  qvrfctl log: the newest entries of the logs, in the order of their times. */
 #include <algorithm>
 
+#include "change.h"
 #include "day.h"
 #include "log.h"
 #include "logclear.h"
@@ -17,6 +18,12 @@ std::string wholeTime(const Value& entry)
 std::string shortTime(const Value& entry)
 {
     return shortTimeText(entry["time"].text());
+}
+
+void checkSeverity(const std::string& word)
+{
+    const std::vector<std::string> all{"OK", "Warning", "Critical"};
+    if (!word.empty() && !sameOf(all, word)) throw noSuch("severity", word, all);
 }
 
 LogFilter filterOf(const LogWords& words)
@@ -88,6 +95,7 @@ Action declareLog(Arguments arguments)
     const Arguments clear  = arguments.mayBe("clear", "delete all entries of a log");
     const Arguments follow = arguments.mayBe("follow", "show entries as they come; --watch says how often to look");
     return [words, clear, follow](const Context& context) {
+        checkSeverity(words->severity);
         if (follow.isNamed()) return followLog(context, *words);
         if (!clear.isNamed()) return list(context, *words);
         checkOnce(words->rounds);

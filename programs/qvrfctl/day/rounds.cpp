@@ -34,20 +34,20 @@ void showOnce(Screen& screen, const Value& read, const Showing& show)
 void showAgain(Screen& screen, const Value& read, const Showing& show)
 {
     if (screen.isJson()) return screen.record(Value(read).set("time", now()));
-    screen.redraw();
-    screen.write(timeText(now()) + '\n');
+    beginAgain(screen);
     show(screen, read);
-    screen.flush();
 }
 
-void watch(Service& service, Screen& screen, unsigned every, const Reading& read, const Showing& show)
+void repeat(Service& service, Screen& screen, unsigned every, const Round& round)
 {
     for (int failures = 0;; std::this_thread::sleep_for(std::chrono::seconds(every))) {
         try {
             service.forget();
-            showAgain(screen, read(service), show);
+            round(service, screen);
+            screen.flush();
             failures = 0;
         } catch (const Failure& failure) {
+            service.context().interrupts.stayIfEnding();
             if (failure.exit() == kExitOutput || ++failures == kMostFailures) throw;
             screen.warning(std::string("this round failed: ") + failure.what());
         }
@@ -66,6 +66,12 @@ Failure late(unsigned seconds)
                    "what was sent may have been done all the same");
 }
 
+Failure lateReading(unsigned seconds)
+{
+    return Failure(kExitStreamOver, "not done within " + std::to_string(seconds) + " s",
+                   "give it more time; 'qvrfctl doctor' finds out whether the BMC answers at all");
+}
+
 }  // namespace
 
 void declareSystem(Arguments arguments, std::string& system)
@@ -73,16 +79,11 @@ void declareSystem(Arguments arguments, std::string& system)
     arguments.text("--system", system, "Id of the system, where the BMC has several");
 }
 
-void declareTimeout(Arguments arguments, unsigned& seconds)
-{
-    arguments.count("--timeout", seconds, "end after this many seconds, whatever the BMC does");
-}
-
-void declareRounds(Arguments arguments, Rounds& rounds, bool withSystem)
+Argument declareRounds(Arguments arguments, Rounds& rounds, bool withSystem)
 {
     if (withSystem) declareSystem(arguments, rounds.system);
-    arguments.count("--watch", rounds.every, "read again every so many seconds");
-    declareTimeout(arguments, rounds.timeout);
+    arguments.count("--timeout", rounds.timeout, "end after this many seconds, whatever the BMC does");
+    return arguments.count("--watch", rounds.every, "read again every so many seconds");
 }
 
 void checkOnce(const Rounds& rounds)
@@ -108,16 +109,29 @@ void limitShowing(const Context& context, unsigned seconds)
     if (whole != 0) context.interrupts.endAfter(std::chrono::seconds(whole), [] { return static_cast<int>(kExitOk); });
 }
 
-void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show)
+void beginAgain(Screen& screen)
+{
+    screen.redraw();
+    screen.write(timeText(now()) + '\n');
+}
+
+void repeatRounds(const Context& context, const Rounds& rounds, const Round& round)
 {
     if (rounds.every != 0)
         limitShowing(context, rounds.timeout);
     else
-        limit(context, rounds.timeout);
-    Service service(context, rounds.system);
+        limit(context, rounds.timeout, 0, lateReading);
+    Service service(context, rounds.system, rounds.login);
     Screen  screen(context);
-    if (rounds.every != 0) return watch(service, screen, rounds.every, read, show);
-    showOnce(screen, read(service), show);
+    if (rounds.every != 0) return repeat(service, screen, rounds.every, round);
+    round(service, screen);
+}
+
+void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show)
+{
+    repeatRounds(context, rounds, [&](Service& service, Screen& screen) {
+        (rounds.every != 0 ? showAgain : showOnce)(screen, read(service), show);
+    });
 }
 
 }  // namespace qvrfctl

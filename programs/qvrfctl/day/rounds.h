@@ -16,13 +16,13 @@ struct Rounds {
     std::string system;
     unsigned    every   = 0;  ///< seconds between rounds; 0: one round
     unsigned    timeout = 0;  ///< seconds for all of it; 0: no limit
+    Login       login   = Login::session;
 };
 
 /** --watch, --timeout and, where there is a choice, --system. */
-void declareRounds(Arguments arguments, Rounds& rounds, bool withSystem = true);
-/** --timeout alone, for what changes something. */
-void declareTimeout(Arguments arguments, unsigned& seconds);
-void declareSystem(Arguments arguments, std::string& system);
+/** @return --watch */
+Argument declareRounds(Arguments arguments, Rounds& rounds, bool withSystem = true);
+void     declareSystem(Arguments arguments, std::string& system);
 
 /** @throws Failure(kExitUsage) with --watch: for what does not only read */
 void checkOnce(const Rounds& rounds);
@@ -38,6 +38,12 @@ void limitShowing(const Context& context, unsigned seconds);
 
 using Reading = std::function<Value(Service&)>;
 using Showing = std::function<void(Screen&, const Value&)>;
+/** Logs in, and carries out a round, or one after the other. */
+using Round = std::function<void(Service&, Screen&)>;
+void repeatRounds(const Context& context, const Rounds& rounds, const Round& round);
+/** A terminal begins anew, elsewhere what comes stands below what was; the time first. Not for JSON. */
+void beginAgain(Screen& screen);
+
 /** Logs in, reads, and shows what was read: the document with --json, else what @p show makes of it. */
 void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show);
 

@@ -106,6 +106,7 @@ void Screen::cells(const std::vector<std::string>& texts, const std::vector<std:
 
 void Screen::table(const std::vector<Column>& all, const std::vector<Value>& rows)
 {
+    if (rows.empty() && isTerminal()) return context_.output.write("none\n");
     std::vector<std::size_t> widths;
     const auto               columns = fitting(all, rows, width_, widths);
     std::vector<std::string> texts;

@@ -31,7 +31,8 @@ public:
     bool isNarrow() const noexcept { return width_ != 0 && width_ < 60; }
 
     // Each throws Failure(kExitOutput) when standard output does not take it.
-    /** Aligned, cut to the terminal's width; Warning is yellow and Critical red. Elsewhere whole and without colour. */
+    /** Aligned, cut to the terminal's width, "none" without rows; Warning is yellow and Critical red. Elsewhere whole
+     * and without colour. */
     void table(const std::vector<Column>& columns, const std::vector<Value>& rows);
     /** "label:      value"; @p health gives the colour. */
     void line(const std::string& label, const std::string& value, const std::string& health = {});

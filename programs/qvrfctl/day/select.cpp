@@ -50,29 +50,30 @@ bool hasAny(const std::vector<Value>& resources, const std::vector<std::string>&
     return false;
 }
 
-void show(Screen& screen, const std::vector<Value>& resources, const std::vector<std::string>& keys)
+Value read(Service& service, const std::string& path, const std::vector<std::string>& keys, bool expand)
 {
+    const Value resource = expand ? expanded(service, path) : service.page(path);
+    if (keys.empty()) return resource;
+    const bool isCollection = resource["Members"].isList();
+    const auto resources    = isCollection ? service.members(path) : std::vector<Value>{resource};
+    if (!hasAny(resources, keys)) throw Failure(kExitLibrary, "there is no " + listed(keys) + " in " + path);
     std::vector<Value> rows;
-    for (const Value& resource : resources) rows.push_back(picked(resource, keys));
-    if (screen.isJson()) return screen.document({{"selected", rows}});
-    for (const Value& resource : resources) screen.write(lineOf(resource, keys) + '\n');
+    for (const Value& each : resources) rows.push_back(picked(each, keys));
+    return {{"selected", rows}};
 }
 
 }  // namespace
 
-void showSelected(const Context& context, const std::string& path, const std::string& keys, bool expand,
-                  unsigned seconds)
+void showSelected(const Context& context, const Rounds& rounds, const std::string& path, const std::string& keys,
+                  bool expand)
 {
-    limit(context, seconds);
-    Service     service(context);
-    Screen      screen(context);
-    const auto  names    = parts(keys);
-    const Value resource = expand ? expanded(service, path) : service.page(path);
-    if (names.empty()) return screen.document(resource);
-    const bool isCollection = resource["Members"].isList();
-    const auto resources    = isCollection ? service.members(path) : std::vector<Value>{resource};
-    if (!hasAny(resources, names)) throw Failure(kExitLibrary, "there is no " + listed(names) + " in " + path);
-    show(screen, resources, names);
+    const auto names = parts(keys);
+    const auto show  = [&](Screen& screen, const Value& document) {
+        if (names.empty()) return screen.document(document);
+        for (const Value& row : document["selected"].items()) screen.write(lineOf(row, names) + '\n');
+    };
+    inRounds(
+        context, rounds, [&](Service& service) { return read(service, path, names, expand); }, show);
 }
 
 }  // namespace qvrfctl

@@ -4,17 +4,19 @@
 
 #include <string>
 
+#include "rounds.h"
+
 namespace qvrfctl {
 
 struct Context;
 
 /**
  * Reads @p path and shows the members that @p keys names ("Id,Status.Health"; empty: all of it), of a collection those
- * of each member, a line each. @p expand: all pages with their members. @p seconds: for all of it; 0: no limit
+ * of each member, a line each. @p expand: all pages with their members.
  * @throws Failure where nothing has any of them
  */
-void showSelected(const Context& context, const std::string& path, const std::string& keys, bool expand,
-                  unsigned seconds);
+void showSelected(const Context& context, const Rounds& rounds, const std::string& path, const std::string& keys,
+                  bool expand);
 
 }  // namespace qvrfctl
 

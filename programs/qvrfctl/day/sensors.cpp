@@ -34,7 +34,7 @@ std::vector<Value> wantedChassis(Service& service, const std::string& name)
         if (idOf(each) == name) return {each};
         there.push_back(idOf(each));
     }
-    throw wrongUsage("there is no chassis '" + name + '\'', "there is " + orDash(listed(there)));
+    throw noSuch("chassis", name, there);
 }
 
 Value read(Service& service, const Words& words)

@@ -9,6 +9,8 @@
 
 #include "../progress.h"
 #include "../request.h"
+#include "../tokenaccess.h"
+#include "qvrfutil_inventory.hpp"
 
 namespace qvrfctl {
 namespace {
@@ -120,19 +122,40 @@ std::string messageOf(const Value& body)
     return text;
 }
 
+Failure noSuch(const std::string& kind, const std::string& name, const std::vector<std::string>& there)
+{
+    return wrongUsage("there is no " + kind + " '" + name + '\'',
+                      there.empty() ? "the BMC has none now" : "there is " + listed(there));
+}
+
 std::string idOf(const Value& resource)
 {
     return resource["Id"].text(lastSegment(resource.link()));
 }
 
-Service::Service(const Context& context, const std::string& system)
-    : context_(context), session_(std::make_unique<Session>(context)), state_(std::make_unique<State>())
+Service::Service(const Context& context, const std::string& system, Login login)
+    : context_(context), state_(std::make_unique<State>())
 {
+    logIn(login);
     state_->wantedSystem = system.empty() ? context.options.system : system;
     QVRFUTILKeepConnections(TRUE);  // what is read takes one TLS handshake, and not one a resource
     state_->root = read(kRoot);
 }
 Service::~Service() = default;
+
+void Service::logIn(Login login)
+try {
+    session_ = std::make_unique<Session>(context_);
+} catch (const NoSessionLeft&) {
+    if (login != Login::sessionOrToken) throw;
+    context_.output.warning("the BMC has no session left to give: each request is sent with a login token instead");
+    token_ = std::make_unique<TokenAccess>(context_);
+}
+
+std::string Service::ownSession() const
+{
+    return session_ ? session_->record().SessionID : std::string();
+}
 
 Value Service::root()
 {
@@ -141,7 +164,7 @@ Value Service::root()
 
 Reply Service::sendOnce(const Order& order)
 {
-    return replyOf(qvrfctl::send(*session_, requestOf(order)));
+    return replyOf(token_ ? token_->send(requestOf(order)) : qvrfctl::send(*session_, requestOf(order)));
 }
 
 Reply Service::push(const std::string& path, const std::string& file, const Value& parameters)
@@ -275,9 +298,41 @@ Value Service::page(const std::string& path)
     return whole;
 }
 
+/** Those that are but links, over a few connections. One that fails is left to be asked for by itself. */
+void Service::readAtOnce(const Value& members)
+{
+    constexpr std::size_t    kAtOnce = 16;  // one that hangs does not keep more than these waiting
+    std::vector<std::string> paths;
+    for (const Value& member : members.items())
+        if (member.isReference() && state_->read.count(member.link()) == 0) paths.push_back(member.link());
+    if (token_ || paths.size() < 2 || state_->root["ProtocolFeaturesSupported.MultipleHTTPRequests"].isFalse()) return;
+    for (bool isAnswered = true; isAnswered && !paths.empty();) {
+        const auto rest = paths.begin() + static_cast<std::ptrdiff_t>(std::min(paths.size(), kAtOnce));
+        isAnswered      = takeAnswers({paths.begin(), rest});
+        paths.erase(paths.begin(), rest);
+    }
+    session_->renewNote();
+}
+
+/** @return whether each was answered, whatever the answer */
+bool Service::takeAnswers(const std::vector<std::string>& paths)
+{
+    bool       isAnswered = true;
+    const auto answers    = qvrfutil::readAll(session_->layer(), paths);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        isAnswered = isAnswered && answers[i];
+        if (!answers[i]) continue;
+        context_.output.note("GET " + paths[i] + ": HTTP " + std::to_string(answers[i]->http));
+        const Value body = answers[i]->ok() ? Value::parse(answers[i]->body) : Value();
+        if (body.isObject()) state_->read[paths[i]] = body;
+    }
+    return isAnswered;
+}
+
 std::vector<Value> Service::resolved(const Value& members)
 {
     std::vector<Value> all;
+    readAtOnce(members);
     for (const Value& member : members.items()) {
         const Value read = member.isReference() ? readOr(member, lastSegment(member.link()).c_str()) : member;
         if (read.isObject()) all.push_back(read);
@@ -319,12 +374,10 @@ Value Service::chosen(const std::string& collection, const Choice& choice)
             return each;
         names.push_back(idOf(each));
     }
-    const std::string there = "there is " + (names.empty() ? "none" : listed(names));
     if (names.empty()) throw Failure(kExitLibrary, std::string("the BMC tells no ") + choice.title);
-    throw wrongUsage(choice.wanted.empty()
-                         ? std::string("there are several of them: name a ") + choice.title + " with " + choice.option
-                         : std::string("there is no ") + choice.title + " '" + choice.wanted + '\'',
-                     there);
+    if (!choice.wanted.empty()) throw noSuch(choice.title, choice.wanted, names);
+    throw wrongUsage(std::string("the BMC has several: name a ") + choice.title + " with " + choice.option,
+                     "there is " + listed(names));
 }
 
 Value Service::system()

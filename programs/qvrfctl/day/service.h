@@ -15,6 +15,13 @@ namespace qvrfctl {
 
 struct Context;
 class Session;
+class TokenAccess;
+
+/** How a service is reached. */
+enum class Login {
+    session,
+    sessionOrToken,  ///< where the BMC has no session left to give, a login token with each request
+};
 
 /** What is asked of the BMC beyond a GET. */
 struct Order {
@@ -59,13 +66,15 @@ struct Choice {
 class Service {
 public:
     /** Finds the BMC, logs in and reads the service root. @throws Failure */
-    explicit Service(const Context& context, const std::string& system = {});
+    explicit Service(const Context& context, const std::string& system = {}, Login login = Login::session);
     ~Service();
     Service(Service&&) = delete;
 
     const Context& context() const noexcept { return context_; }
-    Session&       session() noexcept { return *session_; }
-    Value          root();
+    /** Not with Login::sessionOrToken: there may be none. */
+    Session&    session() noexcept { return *session_; }
+    std::string ownSession() const;  ///< the Id of its session; empty: it has none
+    Value       root();
 
     /** Sends; a GET that meets a busy BMC is sent again when it says so. Any HTTP status is an answer. */
     Reply send(const Order& order);
@@ -101,18 +110,24 @@ public:
 
 private:
     struct State;
+    void  logIn(Login login);
     Value chosen(const std::string& collection, const Choice& choice);
     Reply sendOnce(const Order& order);
     void  tellRefused(const Value& link, const char* what, const Refusal& refusal);
     Value expanded(const std::string& path);
+    void  readAtOnce(const Value& members);
+    bool  takeAnswers(const std::vector<std::string>& paths);
 
-    const Context&           context_;
-    std::unique_ptr<Session> session_;
-    std::unique_ptr<State>   state_;
+    const Context&               context_;
+    std::unique_ptr<Session>     session_;
+    std::unique_ptr<TokenAccess> token_;  ///< in the place of the session
+    std::unique_ptr<State>       state_;
 };
 
 /** The first message of an error body, with what it is about and what to do: never a secret that was sent. */
 std::string messageOf(const Value& body);
+/** For a name that is none of @p there: "there is no log 'x'", and those that there are. */
+Failure noSuch(const std::string& kind, const std::string& name, const std::vector<std::string>& there);
 /** A resource's "Id", or the last part of its path. */
 std::string idOf(const Value& resource);
 

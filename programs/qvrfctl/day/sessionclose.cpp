@@ -14,7 +14,7 @@ Value found(const Value& rows, const std::string& id)
         if (row["id"].text() == id || row["path"].text() == id) return row;
         there.push_back(row["id"].text());
     }
-    throw wrongUsage("there is no session '" + id + '\'', "there is " + listed(there));
+    throw noSuch("session", id, there);
 }
 
 std::vector<Value> wanted(const Value& rows, const std::vector<std::string>& ids)
@@ -41,7 +41,7 @@ void closeSessions(const Context& context, const std::vector<std::string>& ids, 
 {
     if (ids.empty() != others) throw wrongUsage("session close takes either IDs or --others");
     const bool asks = others && mustAsk(context, yes);
-    Service    service(context);
+    Service    service(context, {}, Login::sessionOrToken);
     Screen     screen(context);
     const auto rows = wanted(sessionRows(service)["sessions"], ids);
     if (asks && !rows.empty()) ask("This ends " + std::to_string(rows.size()) + " sessions of others.");

@@ -9,7 +9,7 @@ namespace qvrfctl {
 
 /** The path of the collection, as the service root names it. @throws Failure where it does not */
 std::string sessionCollection(Service& service);
-/** The collection itself; null, and told, where it cannot be read. */
+/** The collection itself; null where the BMC has none; and told, where it cannot be read. */
 Value readSessions(Service& service);
 /** "sessions": id, user, from, type, since, own, path of each. */
 Value sessionRows(Service& service);

@@ -205,7 +205,7 @@ void show(Screen& screen, const Value& status)
         screen.line("BIOS, BMC:",
                     text("biosVersion") + ", " + joined({bmc, clockText(status["bmcSecondsBehind"])}, " "));
     if (!narrow) screen.line("link:", linkText(status["link"]));
-    screen.line("sessions:", text("sessions") + (narrow ? "" : ", this one among them"));
+    screen.line("sessions:", text("sessions") + (narrow || status["sessions"].isNull() ? "" : ", this one among them"));
     if (!narrow) screen.line("agent, package:", text("agentVersion") + ", " + text("packageVersion"));
 }
 

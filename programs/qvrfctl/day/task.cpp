@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "../session.h"
 #include "rounds.h"
 
 namespace qvrfctl {
@@ -208,6 +209,7 @@ Value readThroughRestart(Service& service, const std::function<Value()>& read)
         } catch (const Refusal&) {
             throw;
         } catch (const Failure& failure) {
+            service.context().interrupts.stayIfEnding();
             if (failure.exit() == kExitOutput) throw;
             Screen(service.context()).note(std::string("waiting for the BMC: ") + failure.what());
         }

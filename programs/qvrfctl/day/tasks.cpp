@@ -13,8 +13,8 @@ std::string startText(const Value& task)
 
 std::vector<Value> collection(Service& service)
 {
-    const Value tasks = service.readOr(service.root()["Tasks"], "tasks");
-    const auto  list  = tasks["Tasks"].link();
+    const auto tasks = service.root()["Tasks"].link();
+    const auto list  = tasks.empty() ? tasks : service.read(tasks)["Tasks"].link();
     if (list.empty()) throw Failure(kExitLibrary, "this BMC tells no tasks by Redfish");
     return service.members(list);
 }
@@ -46,7 +46,7 @@ std::string pathOf(Service& service, const std::string& id)
         if (idOf(task) == id) return task.link();
         there.push_back(idOf(task));
     }
-    throw wrongUsage("there is no task '" + id + '\'', "there is " + (there.empty() ? "none" : listed(there)));
+    throw noSuch("task", id, there);
 }
 
 void wait(const Context& context, const std::string& id, const Rounds& rounds)

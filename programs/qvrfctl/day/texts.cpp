@@ -2,6 +2,7 @@
 #include <time.h>
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -47,6 +48,9 @@ std::string numberText(const Value& number)
 {
     if (!number.isNumber()) return "-";
     std::array<char, 64> text{};
+    // What no sensor reads: short, and without digits that were never sent.
+    constexpr double kMost = 1e15;
+    if (std::fabs(number.number()) >= kMost) return number.text();
     std::snprintf(text.data(), text.size(), "%.3f", number.number());
     std::string shown = text.data();
     shown.erase(shown.find_last_not_of('0') + 1);

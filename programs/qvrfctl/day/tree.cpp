@@ -14,9 +14,9 @@ constexpr unsigned kDepth     = 3;
 constexpr char     kRoot[]    = "/redfish/v1";
 
 struct Words {
-    std::string path    = kRoot;
-    unsigned    depth   = kDepth;
-    unsigned    timeout = 0;
+    Rounds      rounds;
+    std::string path  = kRoot;
+    unsigned    depth = kDepth;
 };
 
 /** Where links lead back, or to what only its maker understands. */
@@ -118,10 +118,10 @@ private:
 void run(const Context& context, const Words& words)
 {
     checkPath(words.path);
-    limit(context, words.timeout);
-    Service service(context);
-    Screen  screen(context);
-    Walk(service, screen, words.depth).run(words.path);
+    repeatRounds(context, words.rounds, [&](Service& service, Screen& screen) {
+        if (words.rounds.every != 0 && !screen.isJson()) beginAgain(screen);
+        Walk(service, screen, words.depth).run(words.path);
+    });
 }
 
 }  // namespace
@@ -131,7 +131,7 @@ Action declareTree(Arguments arguments)
     auto words = std::make_shared<Words>();
     arguments.text("PATH", words->path, "where to begin").showsDefault();
     arguments.count("--depth", words->depth, "how many links deep to go").showsDefault();
-    declareTimeout(arguments, words->timeout);
+    declareRounds(arguments, words->rounds, false);
     return [words](const Context& context) { run(context, *words); };
 }
 

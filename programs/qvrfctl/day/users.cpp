@@ -6,6 +6,7 @@
 #include "change.h"
 #include "rounds.h"
 #include "secret.h"
+#include "useraccounts.h"
 
 namespace qvrfctl {
 namespace {
@@ -17,31 +18,6 @@ struct Words {
     std::string passwordFile;
     bool        generate = false;
 };
-
-Value accountService(Service& service)
-{
-    const std::string link = service.root()["AccountService"].link();
-    if (link.empty()) throw Failure(kExitLibrary, "this BMC has no account service by Redfish");
-    return service.read(link);
-}
-
-Value rows(Service& service)
-{
-    const std::string link = accountService(service)["Accounts"].link();
-    if (link.empty()) throw Failure(kExitLibrary, "this BMC tells no users by Redfish");
-    std::vector<Value> all;
-    for (const Value& account : service.members(link)) {
-        if (account["UserName"].text().empty()) continue;  // an empty slot
-        all.push_back({{"id", idOf(account)},
-                       {"name", account["UserName"]},
-                       {"role", account["RoleId"]},
-                       {"enabled", account["Enabled"].isTrue()},
-                       {"locked", account["Locked"]},
-                       {"mustChangePassword", account["PasswordChangeRequired"]},
-                       {"path", account.link()}});
-    }
-    return {{"users", all}};
-}
 
 std::string enabledText(const Value& row)
 {
@@ -65,11 +41,11 @@ void show(Screen& screen, const Value& document)
 Value found(Service& service, const std::string& name)
 {
     std::vector<std::string> there;
-    for (const Value& row : rows(service)["users"].items()) {
+    for (const Value& row : userRows(service)["users"].items()) {
         if (row["name"].text() == name) return row;
         there.push_back(row["name"].text());
     }
-    throw wrongUsage("the BMC has no user '" + name + '\'', "there is " + listed(there));
+    throw noSuch("user", name, there);
 }
 
 /** Who locks the session's own user out locks himself out. */
@@ -109,12 +85,11 @@ void change(const Context& context, const Words& words, const char* member, cons
 /** A name of ours, or an Id of the BMC's. */
 std::string roleOf(Service& service, const std::string& word)
 {
-    for (const auto& [own, role] : {std::pair("ro", "ReadOnly"), {"op", "Operator"}, {"root", "Administrator"}})
-        if (word == own) return role;
+    if (const std::string role = roleOfPrivilege(word); !role.empty()) return role;
     std::vector<std::string> there{"ro", "op", "root"};
     for (const Value& role : service.membersOr(accountService(service)["Roles"], "roles")) there.push_back(idOf(role));
     if (const auto same = sameOf(there, word)) return *same;
-    throw wrongUsage("there is no role '" + word + '\'', "there is " + listed(there));
+    throw noSuch("role", word, there);
 }
 
 void checkLength(const Value& service, const std::string& password)
@@ -132,15 +107,6 @@ Secret newPassword(const Words& words)
     return words.generate ? Secret(Password().text()) : askPassword(words.name);
 }
 
-/** The BMC's word about a change may quote what was sent. */
-Failure without(const Failure& failure, const std::string& secret)
-{
-    std::string text = failure.what();
-    for (auto at = text.find(secret); at != text.npos; at = text.find(secret, at))
-        text.replace(at, secret.size(), "...");
-    return Failure(failure.exit(), text, failure.advice());
-}
-
 void changePassword(const Context& context, const Words& words)
 {
     const Secret password = newPassword(words);
@@ -153,7 +119,7 @@ void changePassword(const Context& context, const Words& words)
         patchText(service, user["path"].text(), Secret("{\"Password\":" + body + '}'));
     } catch (const Refusal& refusal) {
         wipe(body);
-        throw without(refusal, password.text());
+        throw withoutSecret(refusal, password.text());
     }
     wipe(body);
     if (!words.generate) return showChanged(screen, words.name, "password", "has another password now");
@@ -184,7 +150,7 @@ std::function<bool(const Context&, bool)> declareUserAccounts(Arguments argument
     return [=](const Context& context, bool isOther) {
         const bool isChange = enabling.isNamed() || disabling.isNamed() || role.isNamed() || passwd.isNamed();
         if (isOther && !isChange) return false;
-        if (!isChange) return inRounds(context, words->rounds, rows, show), true;
+        if (!isChange) return inRounds(context, words->rounds, userRows, show), true;
         checkOnce(words->rounds);
         checkChangeable(context, words->name);
         if (!passwd.isNamed()) limit(context, words->rounds.timeout);  // who types is not hurried

@@ -157,6 +157,13 @@ double Value::number(double otherwise) const noexcept
     return isNumber() ? json().get<double>() : otherwise;
 }
 
+long long Value::count() const noexcept
+{
+    constexpr double kMost = 1e15;
+    const double     told  = number();
+    return told > 0 && told < kMost ? static_cast<long long>(told) : 0;
+}
+
 std::string Value::text(const std::string& otherwise) const
 {
     if (json().is_string()) return json().get<std::string>();

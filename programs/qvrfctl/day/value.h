@@ -47,6 +47,7 @@ public:
     bool               isTrue() const noexcept;
     bool               isFalse() const noexcept;
     double             number(double otherwise = 0) const noexcept;
+    long long          count() const noexcept;                         ///< a number that can be one of things; else 0
     std::string        text(const std::string& otherwise = {}) const;  ///< a number or flag as JSON writes it
     std::vector<Value> items() const;                                  ///< of a list; else none
     /** Of an object, as they came; each by its name costs a look at all. */
