@@ -1,16 +1,33 @@
 # bash completion for qvrfctl(1)
 
+# The resources below what is typed of a path, as far as the BMC lets somebody log in. _qvrfctl_paths PATH OPTION...
+_qvrfctl_paths()
+{
+    local below=${1%/*}
+    [[ $below == /redfish/v1* ]] || below=/redfish/v1
+    if [[ "$below ${*:2}" != "${_qvrfctl_asked-}" ]]; then
+        _qvrfctl_known=$(qvrfctl tree "$below" --depth 1 --timeout 3 "${@:2}" 2> /dev/null < /dev/null)
+        _qvrfctl_asked=${_qvrfctl_known:+"$below ${*:2}"}
+    fi
+    COMPREPLY=($(compgen -W "/redfish/v1/ $_qvrfctl_known" -- "$1"))
+    compopt -o nospace 2> /dev/null || true
+}
+
 _qvrfctl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local commands="status power sensors log firmware boot task tree discover services link get post patch delete upload events session user doctor report help"
     local options="--address --port --generation --user --privilege --json --pretty --verbose --version --help"
-    local command="" verb="" i
+    local command="" verb="" reach=() i
 
     COMPREPLY=()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --address | --port | --generation | --user | --privilege | -d | --data | -o | --output | \
+            --address | --port | --generation | --user | --privilege)
+                reach+=("${COMP_WORDS[i]}" "${COMP_WORDS[i + 1]}")
+                ((i++))
+                ;;
+            -d | --data | -o | --output | \
                 --file | --metadata | --count | --timeout | --watch | --system | --select | --chassis | --log | \
                 --severity | --since | --until | -n | --lines | --depth | --mode | --password-file | --url | \
                 --target | --apply) ((i++)) ;;
@@ -51,8 +68,8 @@ _qvrfctl()
             [[ $command$verb == sessionclose ]] && options+=" --others --yes"
             [[ $command$verb == firmwareupdate ]] && options+=" --url --target --apply --no-wait --yes"
             ;;
-        tree) options+=" --depth --timeout" ;;
-        get) options+=" --include --output --no-auth --select --expand --timeout" ;;
+        tree) options+=" --depth --watch --timeout" ;;
+        get) options+=" --include --output --no-auth --select --expand --watch --timeout" ;;
         post | patch) options+=" --include --data" ;;
         delete) options+=" --include" ;;
         upload) options+=" --file --metadata" ;;
@@ -61,7 +78,7 @@ _qvrfctl()
         report) options+=" --output" ;;
         user)
             options+=" --watch --timeout"
-            [[ $verb == add || $verb == delete ]] && options+=" --no-check"
+            [[ $verb == add || $verb == delete ]] && options+=" --no-check --redfish"
             [[ $verb == passwd ]] && options+=" --password-file --generate"
             ;;
     esac
@@ -94,8 +111,7 @@ _qvrfctl()
     elif [[ $command == help && -z $verb ]]; then
         COMPREPLY=($(compgen -W "$commands" -- "$word"))
     elif [[ $command =~ ^(get|post|patch|delete|upload|events|tree)$ && -z $verb ]]; then
-        COMPREPLY=($(compgen -W "/redfish/v1/" -- "$word"))
-        compopt -o nospace 2> /dev/null || true
+        _qvrfctl_paths "$word" "${reach[@]}"
     fi
 } &&
     complete -F _qvrfctl qvrfctl
