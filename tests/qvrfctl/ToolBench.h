@@ -13,7 +13,10 @@ using cases::casesOf;
 /** A simulator, and the tool that talks to it. */
 class Bench {
 public:
-    explicit Bench(std::string ofGeneration) : generation(std::move(ofGeneration)), bmc(generation) {}
+    explicit Bench(std::string ofGeneration, const Words& arguments = {})
+        : generation(std::move(ofGeneration)), bmc(generation, arguments)
+    {
+    }
 
     Json        control(const Words& words) const { return bmc.control(words); }
     std::size_t openSessions() const { return control({"sessions"})["sessions"].size(); }

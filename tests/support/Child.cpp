@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -106,12 +107,15 @@ Words split(const std::string& line)
 
 Child::Child(const Words& command, const ChildOptions& options)
 {
-    const bool onTerminal = options.output == ChildOptions::Output::terminal;
-    const int  in         = newFile(options.input);
-    pty_                  = onTerminal ? newTerminal() : -1;
-    out_                  = standardOutput(options.output, pty_);
-    err_                  = onTerminal ? out_ : newFile();
-    pid_                  = ::fork();
+    const bool    onTerminal = options.output == ChildOptions::Output::terminal;
+    const winsize size{24, options.columns, 0, 0};
+    pty_         = onTerminal ? newTerminal() : -1;
+    out_         = standardOutput(options.output, pty_);
+    const int in = onTerminal ? ::dup(out_) : newFile(options.input);
+    if (onTerminal && options.columns != 0) ::ioctl(pty_, TIOCSWINSZ, &size);
+    if (onTerminal) static_cast<void>(::write(pty_, options.input.data(), options.input.size()) + 1);
+    err_ = onTerminal ? out_ : newFile();
+    pid_ = ::fork();
     if (pid_ == 0) become(command, options, {in, out_, err_});
     ::close(in);
     if (!onTerminal) return;

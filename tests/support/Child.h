@@ -32,9 +32,10 @@ bool comesTrue(Condition condition)
 
 struct ChildOptions {
     enum class Output { kept, full, closed, terminal };
-    std::map<std::string, std::string> environment;            ///< on top of the test's own
-    std::string                        input;                  ///< on standard input
-    Output                             output = Output::kept;  ///< terminal: of standard error too, both in "out"
+    std::map<std::string, std::string> environment;             ///< on top of the test's own
+    std::string                        input;                   ///< on standard input
+    Output                             output  = Output::kept;  ///< terminal: all three, written ones in "out"
+    unsigned short                     columns = 0;             ///< of the terminal
 };
 
 struct Outcome {
