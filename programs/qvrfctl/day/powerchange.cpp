@@ -109,7 +109,7 @@ private:
     std::string question() const
     {
         return "This " + std::string(kind_.does) + ' ' + nameOf(system_) +
-               (isThisServer() ? ", the server that this runs on" : "") + ": " + type_ + ".";
+               (isThisServer() ? ", the server that this runs on" : "") + inBrackets(type_) + ".";
     }
 
     void send()

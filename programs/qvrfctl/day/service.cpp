@@ -43,7 +43,9 @@ const char* adviceFor(int http) noexcept
 {
     switch (http) {
         case 401: return "the session is not accepted: 'qvrfctl doctor' finds out why";
-        case 403: return "this session may not: try --privilege root; or the BMC has locked the function";
+        case 403:
+            return "this session may not: try --privilege root where it has another; or the BMC has locked the "
+                   "function";
         case 404: return "the BMC does not have it: 'qvrfctl tree' shows what it has";
         case 405:
         case 501: return "this BMC does not offer it by Redfish: use its web pages";
