@@ -148,13 +148,18 @@ private:
         return (trouble.http == 0 ? "" : "HTTP " + std::to_string(trouble.http) + ": ") + harmlessLine(trouble.meaning);
     }
 
+    static Failure notOpened(const std::string& what, const qvrfutil::Error& trouble)
+    {
+        const bool isSilent = trouble.http == 0;
+        return Failure(isSilent ? kExitStreamOver : kExitHttpError, what + inWords(trouble),
+                       isSilent ? statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice : httpRow(trouble.http).advice);
+    }
+
     void checkEnough(const EventStream& stream) const
     {
         if (const auto trouble = stream.trouble(); trouble && shown_ == 0)
-            throw Failure(
-                trouble->http == 0 ? kExitStreamOver : kExitHttpError,
-                stream.path() + " was not opened within " + std::to_string(words_.seconds) + " s: " + inWords(*trouble),
-                trouble->http == 0 ? statusRow(QVRFUTIL_EVENT_STREAM_BROKEN).advice : httpRow(trouble->http).advice);
+            throw notOpened(stream.path() + " was not opened within " + std::to_string(words_.seconds) + " s: ",
+                            *trouble);
         if (words_.count != 0)
             throw Failure(kExitStreamOver, "only " + counted(shown_) + " of " + std::to_string(words_.count) +
                                                " came within " + std::to_string(words_.seconds) + " s");
@@ -163,6 +168,7 @@ private:
     Failure streamOver(const std::string& path, const qvrfutil::Error& error) const
     {
         if (error.status != 0) return libraryFailure("follow " + path, error.status);
+        if (error.http >= 500) return notOpened(path + " was not opened: ", error);
         if (error.http >= 400 || !error.page.empty())
             return Failure(kExitHttpError,
                            path + " answered with something else than an event stream: HTTP " +
