@@ -182,7 +182,8 @@ int __real_socket(int family, int type, int protocol);
 int __wrap_socket(int family, int type, int protocol)
 {
     if (refused("socket")) return -1;
-    if (counting() && family != AF_NETLINK && type != SOCK_DGRAM) rig::platform().complain("a socket of another type");
+    const bool isKnown = family == AF_NETLINK || type == SOCK_DGRAM || type == (SOCK_STREAM | SOCK_CLOEXEC);
+    if (counting() && !isKnown) rig::platform().complain("a socket of another type");
     return __real_socket(family, type, protocol);
 }
 

@@ -1,4 +1,5 @@
 /** @file qvrfutilLXExtended.cpp  The request that carries whatever its caller wants carried. */
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -133,6 +134,12 @@ int cannotRead(const char* path) noexcept
     return ::access(path, R_OK) == 0 ? 0 : errno;
 }
 
+/** The programs that the host starts meanwhile get no connection to the BMC, which the token goes over. */
+curl_socket_t openSocket(void* /*context*/, curlsocktype /*purpose*/, curl_sockaddr* address) noexcept
+{
+    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 /** One exchange: all that has to live as long as its transfer. */
 class Exchange {
 public:
@@ -166,8 +173,9 @@ private:
     s32 setOptions() noexcept
     {
         CURL* const easy = easy_.get();
-        return curlStatus(setOption(kOp, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) && answer_.receive(kOp) &&
-                          setLimits() && verifyNothing(kOp, easy) && setMethod());
+        return curlStatus(setOption(kOp, easy, QVRF_OPT(CURLOPT_SSLVERSION), 0L) &&
+                          setOption(kOp, easy, QVRF_OPT(CURLOPT_OPENSOCKETFUNCTION), &openSocket) &&
+                          answer_.receive(kOp) && setLimits() && verifyNothing(kOp, easy) && setMethod());
     }
 
     bool setLimits() noexcept
@@ -180,7 +188,8 @@ private:
             !setOption(kOp, easy, QVRF_OPT(CURLOPT_CONNECTTIMEOUT_MS), static_cast<long>(request_.connectLimitMs)))
             return false;
         if ((request_.flags & QVRFUTIL_EX_TCP_KEEPALIVE) == 0) return true;
-        return setOption(kOp, easy, QVRF_OPT(CURLOPT_TCP_KEEPALIVE), 1L) &&
+        return setOption(kOp, easy, QVRF_OPT(CURLOPT_FRESH_CONNECT), 1L) &&  // a kept one was opened without
+               setOption(kOp, easy, QVRF_OPT(CURLOPT_TCP_KEEPALIVE), 1L) &&
                setOption(kOp, easy, QVRF_OPT(CURLOPT_TCP_KEEPIDLE), kKeepAliveIdle) &&
                setOption(kOp, easy, QVRF_OPT(CURLOPT_TCP_KEEPINTVL), kKeepAlivePeriod);
     }
