@@ -39,6 +39,23 @@ inline int answered(const std::string& kind)
     return tell("stats")["requests"].value(kind, 0);
 }
 
+/** These bytes as a word of the simulator's control socket. */
+inline std::string word(const std::string& bytes)
+{
+    std::string text;
+    for (const char c : bytes) {
+        if (c == '"') text += '\\';
+        text += c == '\n' ? "\\\\n" : c == '\r' ? "\\\\r" : c == '\\' ? R"(\\\\)" : std::string(1, c);
+    }
+    return '"' + text + '"';
+}
+/** The BMC's answer to so many GETs of @p path. */
+inline void answer(const std::string& path, const std::string& statusAndHead, const std::string& body, int count = 1)
+{
+    tell("raw " + word("HTTP/1.1 " + statusAndHead + "\r\nConnection: close\r\n\r\n" + body) + " GET " + path + ' ' +
+         std::to_string(count));
+}
+
 class EachGeneration : public testing::TestWithParam<const char*> {
 protected:
     EachGeneration() { tell(std::string("generation ") + GetParam()); }

@@ -1,4 +1,6 @@
 /** @file PromiseTest.cpp  What docs/qvrfutil-hpp.md promises of sessions, requests and files. */
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,11 +19,16 @@ namespace {
 constexpr char kSystem[] = "/redfish/v1/Systems/System.Embedded.1";
 constexpr char kEcho[]   = "/test/echo";
 
-/** A BMC's answer of this status line and head, to GETs of @p path. */
-void answer(const std::string& statusAndHead, const std::string& path, const std::string& count = "1")
+/** Connections that a program started now would have. */
+int inheritable()
 {
-    tell(R"(raw "HTTP/1.1 )" + statusAndHead +
-         R"(\\r\\nContent-Length: 3\\r\\nConnection: close\\r\\n\\r\\nnew" GET )" + path + ' ' + count);
+    int count = 0;
+    for (int fd = 0, domain = 0; fd < 100; ++fd) {
+        socklen_t size = sizeof domain;
+        if (getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && domain == AF_INET)
+            count += (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0 ? 1 : 0;
+    }
+    return count;
 }
 
 class Promise : public EachGeneration {
@@ -228,7 +235,7 @@ TEST_P(Promise, AFileIsReplacedByItsBodyAlone)
         std::ofstream(file) << "old";
         std::ofstream(file + ".1.part") << "left by a process that was killed";
         chmod(file.c_str(), 04751);
-        answer(head, kEcho);
+        answer(kEcho, head, "new");
         RequestOptions options;
         if (range != nullptr) options.with(range);
         EXPECT_EQ(bool(session.download(kEcho, link, {}, options)), succeeds) << head;
@@ -280,7 +287,10 @@ TEST_P(Promise, ARequestCarriesWhatItsCallerWants)
     std::ofstream(file) << "image bytes";
     u64            sent = 0;
     RequestOptions watched;
-    watched.onProgress = [&](const Progress& progress) { sent = progress.sent; };
+    watched.onProgress = [&](const Progress& progress) {
+        sent = progress.sent;
+        EXPECT_EQ(inheritable(), 0);
+    };
     const Json form =
         session
             .sendForm(kEcho, {FormField::text("UpdateParameters", "{}"), FormField::file("UpdateFile", file)}, watched)
@@ -301,12 +311,11 @@ TEST_P(Promise, ARequestCarriesWhatItsCallerWants)
     small.room = 100;
     EXPECT_EQ(session.get("/test/bytes/101", small).error().reason, Reason::tooLong);
     EXPECT_TRUE(session.get("/test/bytes/100", small));
+    const Error changed = session.post(kEcho, "{}", small).error();
+    EXPECT_EQ(changed.http, 200);
+    EXPECT_TRUE(has(changed.text(), "it was carried out")) << changed.text();
     EXPECT_EQ(session.get(kEcho, RequestOptions().with("X-Auth-Token: mine")).error().status,
               QVRFUTIL_INVALID_PARAMETER);
-    answer(R"(503 Busy\\r\\nRetry-After: 0)", kEcho, "2");
-    RequestOptions patient;
-    patient.patience = Duration(60000);
-    EXPECT_EQ(session.get(kEcho, patient).orThrow().http, 200);
 }
 
 TEST_P(Promise, ALoginThatComesTooLateIsClosedAgain)
@@ -350,8 +359,6 @@ TEST_P(Promise, TheOperationBelowTakesNoLessThanItSays)
     SMFreeMem(reply.pHeaders);
     request.pBody = "x";
     EXPECT_EQ(send(), QVRFUTIL_INVALID_PARAMETER) << "a GET with a body";
-    request.pMethod = "get";
-    EXPECT_EQ(send(), QVRFUTIL_INVALID_PARAMETER);
     request.recordSize = 8;
     EXPECT_EQ(send(), QVRFUTIL_INVALID_PARAMETER);
 }

@@ -1,6 +1,5 @@
 /** @file SessionTest.cpp  Client and Session against a simulator. */
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 
 #include "LayerBench.h"
@@ -74,27 +73,6 @@ TEST_P(Layer, SendsOnceMoreWhatAnEndedSessionRefused)
     const std::string file = bmc.directory() + "/file";
     std::ofstream(file) << "abc";
     EXPECT_EQ(session.upload("/redfish/v1/UpdateService/MultipartUpload", file, "{}").orThrow().json()["Size"], 3);
-    tell("status 401 POST /test 2");
-    const Result<Response> refused = session.post("/test/echo");
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().status, QVRFUTIL_SESSION_FAILURE);
-    EXPECT_EQ(refused.error().http, 401);
-    EXPECT_TRUE(comesTrue([] { return answered("POST /test/echo 401") == 3; })) << "one before, and these two";
-    tell("expire");  // those that the BMC only pretended to have ended
-    EXPECT_TRUE(session.get("/test/echo"));
-}
-
-TEST_P(Layer, TellsThatWhatItChangedHadNoRoomForItsAnswer)
-{
-    Client                 client;
-    Session                session(client);
-    const std::string      text    = '"' + std::string(300000, 'x') + '"';
-    const Result<Response> tooLong = session.request(Method::post, "/test/echo", text, {300000, true});
-    ASSERT_FALSE(tooLong);
-    EXPECT_EQ(tooLong.error().status, QVRFUTIL_BUFFER_TOO_SMALL);
-    EXPECT_EQ(tooLong.error().http, 200);
-    EXPECT_TRUE(comesTrue([] { return answered("POST /test/echo 200") == 1; }));
-    EXPECT_TRUE(session.post("/test/echo", text));
 }
 
 TEST_P(Layer, WalksTheMembersOverAllPages)
@@ -102,9 +80,9 @@ TEST_P(Layer, WalksTheMembersOverAllPages)
     Client     client;
     Session    session(client);
     const auto pages = [&](const std::string& next) {
-        const std::string members = R"([{\"@odata.id\":\"/a\"},{\"@odata.id\":\"no path\"},{\"@odata.id\":\"/b\"}])";
-        const std::string page = R"({\"Members\":)" + members + R"(,\"Members@odata.nextLink\":\")" + next + R"(\"})";
-        tell(R"(raw "HTTP/1.1 200 OK\\r\\nConnection: close\\r\\n\\r\\n)" + page + R"(" GET /redfish/v1/Systems 1)");
+        const std::string members = R"([{"@odata.id":"/a"},{"@odata.id":"no path"},{"@odata.id":"/b"}])";
+        answer("/redfish/v1/Systems", "200 OK",
+               R"({"Members":)" + members + R"(,"Members@odata.nextLink":")" + next + "\"}");
         return session.members("/redfish/v1/Systems");
     };
     auto expected = session.members(kChassis).orThrow();
@@ -129,44 +107,32 @@ TEST_P(Layer, LeavesASessionToABmcThatDoesNotAnswer)
 
 TEST_P(Layer, SurvivesAStormOfExpiries)
 {
-    const char* const wanted   = std::getenv("LAYER_EXPIRIES");  // 1000 for a long run
-    const int         expiries = wanted != nullptr ? std::atoi(wanted) : 40;
-    Client            client;
-    {
-        Session                  session(client);
-        std::atomic<bool>        over{false};
-        std::atomic<int>         accepted{0}, refused{0}, others{0}, renewed{0};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 8; ++i)
-            threads.emplace_back([&] {
-                while (!over) {
-                    const Result<Response> answer = session.post(kReset);
-                    if (answer && answer->http == 204) {
-                        ++accepted;
-                        if (answer->renewed) ++renewed;
-                    } else if (!answer && answer.error().status == QVRFUTIL_SESSION_FAILURE) {
-                        ++refused;  // it met two ends in a row
-                    } else {
-                        ++others;
-                    }
-                }
-            });
-        for (int i = 0; i < expiries; ++i) {
-            const int before = renewed;
-            tell("expire");
-            EXPECT_TRUE(comesTrue([&] { return renewed > before; }));
-        }
-        over = true;
-        for (std::thread& thread : threads) thread.join();
-        EXPECT_EQ(others, 0);
-        const auto kind = std::string("POST ") + kReset + " 204";
-        EXPECT_TRUE(comesTrue([&] { return answered(kind) >= accepted; }));
-        EXPECT_EQ(answered(kind), accepted) << "what was accepted was sent once";
-        EXPECT_EQ(openSessions(), 1u);
-        std::printf("%d expiries: %d accepted, %d refused, %d sent again\n", expiries, accepted.load(), refused.load(),
-                    renewed.load());
+    Client                   client;
+    Session                  session(client);
+    std::atomic<bool>        over{false};
+    std::atomic<int>         accepted{0}, others{0}, renewed{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] {
+            while (!over) {
+                const Result<Response> answer = session.post(kReset);
+                others += answer ? answer->http != 204 : answer.error().http != 401;  // it met two ends in a row
+                accepted += answer ? 1 : 0;
+                renewed += answer && answer->renewed ? 1 : 0;
+            }
+        });
+    for (int i = 0; i < 40; ++i) {
+        const int before = renewed;
+        tell("expire");
+        EXPECT_TRUE(comesTrue([&] { return renewed > before; }));
     }
-    EXPECT_EQ(openSessions(), 0u);
+    over = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(others, 0);
+    const auto kind = std::string("POST ") + kReset + " 204";
+    EXPECT_TRUE(comesTrue([&] { return answered(kind) >= accepted; }));
+    EXPECT_EQ(answered(kind), accepted) << "what was accepted was sent once";
+    EXPECT_EQ(openSessions(), 1u);
 }
 
 }  // namespace

@@ -43,7 +43,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -274,8 +273,9 @@ private:
     template <class Document>
     Result<Response> send(Method method, const std::string& path, const Document& body, RequestOptions&& options)
     {
-        std::string text;
-        if (!detail::contained([&] { return (text = body.dump(), true); }, [] { return false; }))
+        using Handler = typename Document::error_handler_t;  // one that throws is none where there are no exceptions
+        const std::string text = body.dump(-1, ' ', false, Handler::replace);
+        if (text.find("\xEF\xBF\xBD") != text.npos && text != body.dump(-1, ' ', false, Handler::ignore))
             return Error(std::string(methodName(method)) + ' ' + path, QVRFUTIL_INVALID_PARAMETER,
                          "the document holds text that is not UTF-8", detail::kCaller);
         return request(method, path, text, std::move(options));
@@ -294,13 +294,17 @@ private:
     template <class Look>
     Done walk(const std::string& path, Look look)
     {
-        std::set<std::string> seen;
-        std::string           page = path;
+        std::vector<std::string> seen;
+        std::string              page     = path;
+        std::size_t              received = 0;
         do {
-            if (!seen.insert(page).second || seen.size() > kMostPages)
+            if (std::find(seen.begin(), seen.end(), page) != seen.end() || seen.size() == kMostPages)
                 return Error("read the members of " + path, 0, "its pages have no end", "report it to the BMC's maker");
+            seen.push_back(page);
             const Result<std::string> text = object(page);
             if (!text) return text.error();
+            if ((received += text->size()) > kMostBytes)
+                return Error("read the members of " + path, QVRFUTIL_BUFFER_TOO_SMALL);
             const detail::JsonView collection(*text);
             collection["Members"].forEach([&](const detail::JsonView& member) { return look(member), true; });
             page = collection["Members@odata.nextLink"].text();
@@ -339,6 +343,7 @@ private:
     }
 
     static constexpr std::size_t kMostPages = 10000;
+    static constexpr std::size_t kMostBytes = 256u * 1024 * 1024;  // of a collection's pages together
     static constexpr std::size_t kMostPage  = 64u * 1024;
 
     std::shared_ptr<detail::Core> core_;

@@ -94,7 +94,7 @@ public:
     ~Client()
     {
         if (core_->isParents()) return;
-        for (const auto until = Clock::now() + settle_; core_.use_count() > 1 && Clock::now() < until;)
+        for (const auto until = detail::after(settle_); core_.use_count() > 1 && Clock::now() < until;)
             detail::pause(Duration(5));
         core_->listener().become({});
     }

@@ -104,7 +104,7 @@ public:
             if (!told->set(contained([&] { return openNow(); }, outOfMemory)))
                 static_cast<void>(closeNow());  // who wanted it has gone
         });
-        std::optional<Done> done = limit.count() == 0 ? told->wait() : told->wait(Clock::now() + limit);
+        std::optional<Done> done = limit.count() == 0 ? told->wait() : told->wait(after(limit));
         if (done) return *std::move(done);
         return Error("open a session", OXA_BMC_SESSION_CREATION_FAILED,
                      "the BMC did not open one within " + inWords(limit), kCheckLink);
@@ -121,7 +121,7 @@ public:
         }
         const auto told = std::make_shared<Told<Done>>();
         inBackground([this, told] { told->set(contained([&] { return closeNow(); }, outOfMemory)); });
-        if (std::optional<Done> done = told->wait(Clock::now() + limit)) return *std::move(done);
+        if (std::optional<Done> done = told->wait(after(limit))) return *std::move(done);
         return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
                      statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
     }
@@ -130,7 +130,8 @@ public:
      * Opens a session in place of the one of @p epoch, unless another thread did so meanwhile, by @p until. Who was
      * under way when a renewal failed, since @p begun, shares that failure: a BMC that refuses is not asked by each.
      */
-    Done renew(std::uint64_t epoch, Clock::time_point begun, std::optional<Clock::time_point> until)
+    Done renew(std::uint64_t epoch, Clock::time_point begun, std::optional<Clock::time_point> until,
+               const Cancellation* cancellation = nullptr)
     {
         if (isParents()) return childsError("renew the session");
         Lock       lock(mutex_);
@@ -143,9 +144,7 @@ public:
                 [this, epoch] { contained([&] { renewNow(); }, [&] { renewed(outOfMemory().error(), epoch); }); });
             lock.lock();
         }
-        if (!wait(lock, until, isDecided))
-            return Error("renew the session", OXA_BMC_SESSION_CREATION_FAILED,
-                         "the BMC did not open one within the time limit", kCheckLink);
+        if (!wait(lock, until, cancellation, isDecided)) return notRenewed(cancellation);
         if (isClosed_ || !session_) return noSession("renew the session");
         if (session_->epoch() == epoch && hasFailed()) return *failure_;
         return Nothing{};
@@ -166,8 +165,9 @@ public:
     }
 
 private:
-    static constexpr s32 kFirstIpVersion = 4;
-    static constexpr s32 kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
+    static constexpr Duration kLook{200};  // how often a thread that waits for a renewal looks at its cancellation
+    static constexpr s32      kFirstIpVersion = 4;
+    static constexpr s32      kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
 
     Core() : process_(processNumber()) {}
     ~Core()
@@ -177,17 +177,30 @@ private:
         QVRFUTILCleanUp();
     }
 
+    /** @return false: the time is over, or it was cancelled */
     template <class Condition>
-    bool wait(Lock& lock, std::optional<Clock::time_point> until, Condition condition)
+    bool wait(Lock& lock, std::optional<Clock::time_point> until, const Cancellation* cancellation, Condition condition)
     {
-        if (until) return changed_.wait_until(lock, *until, condition);
-        changed_.wait(lock, condition);
+        while (!condition()) {
+            if (until && Clock::now() >= *until) return false;
+            if (cancellation != nullptr && cancellation->isPulled()) return false;
+            const auto look = after(Duration(kLook));
+            changed_.wait_until(lock, until ? std::min(*until, look) : look);
+        }
         return true;
+    }
+    static Error notRenewed(const Cancellation* cancellation)
+    {
+        Error error("renew the session", OXA_BMC_SESSION_CREATION_FAILED,
+                    "the BMC did not open one within the time limit", kCheckLink);
+        if (cancellation == nullptr || !cancellation->isPulled()) return error;
+        error.reason  = Reason::cancelled;
+        error.meaning = "it was cancelled";
+        return error;
     }
 
     /** On a thread of its own, or here when none is to be had. */
-    template <class Work>
-    void inBackground(Work work)
+    void inBackground(const std::function<void()>& work)
     {
         if (!startThread([self = shared_from_this(), work] { work(); })) work();
     }
@@ -348,7 +361,7 @@ inline LastCore& lastCore()
 inline Result<std::shared_ptr<Core>> newCore(Duration wait)
 {
     LastCore&  last  = lastCore();
-    const auto until = Clock::now() + wait;
+    const auto until = after(wait);
     for (;;) {
         {
             const Lock lock(last.mutex);

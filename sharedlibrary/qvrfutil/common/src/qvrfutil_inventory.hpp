@@ -102,13 +102,19 @@ inline bool canExpand(Session& session)
     return expand["NoLinks"].isTrue() && expand["Levels"].isTrue();
 }
 
-/** A collection's members, whole: in a request or two where the BMC can expand, else over a few connections at once. */
+/**
+ * A collection's members, whole: in a request or two where the BMC can expand, else over a few connections at once.
+ * An error when one of them is not to be had; readAll() tells of each.
+ */
 inline Result<std::vector<Resource>> readMembers(Session& session, const std::string& path)
 {
     std::vector<Resource> all;
-    const auto isWhole = [](const Resource& one) { return detail::JsonView(one.text)["@odata.type"].isText(); };
+    const auto            isWhole = [](const Resource& one) {
+        return detail::isPath(one.path) && detail::JsonView(one.text)["@odata.type"].isText();
+    };
     if (canExpand(session)) {
-        const Result<std::vector<std::string>> texts = session.memberTexts(path + "?$expand=.($levels=1)");
+        const Result<std::vector<std::string>> texts =
+            session.memberTexts(path + (path.find('?') == path.npos ? '?' : '&') + "$expand=.($levels=1)");
         for (const std::string& text : texts ? *texts : std::vector<std::string>())
             all.push_back({detail::JsonView(text)["@odata.id"].text(), text});
         if (texts && std::all_of(all.begin(), all.end(), isWhole)) return all;

@@ -31,6 +31,8 @@ constexpr u16      kTooManyRequests = 429;
 constexpr u16      kUnavailable     = 503;
 constexpr char     kServiceRoot[]   = "/redfish/v1";
 constexpr Duration kOpenLimit{5000};
+constexpr Duration kLeastPause{
+    100};  // between two requests for the same: a BMC's "at once" is no invitation to a flood
 
 struct Request {
     Method                 method = Method::get;
@@ -179,15 +181,19 @@ class Deadline {
 public:
     explicit Deadline(Duration limit)
     {
-        if (limit.count() > 0) until_ = Clock::now() + limit;
+        if (limit.count() > 0) until_ = after(limit);
     }
     const std::optional<Clock::time_point>& until() const noexcept { return until_; }
-    bool                                    isOver() const { return until_ && Clock::now() >= *until_; }
-    /** At least 1 ms: 0 would be none. */
+    bool                                    isOver() const { return isWithin(Duration(0)); }
+    /** Whether it is over before @p length is. */
+    bool isWithin(Duration length) const { return until_ && after(length) >= *until_; }
+    /** At least 1 ms, for 0 would be none, and no more than the library counts. */
     Duration left() const
     {
+        constexpr std::chrono::hours kLongest{24 * 24};
         if (!until_) return Duration(0);
-        return std::max(Duration(1), std::chrono::duration_cast<Duration>(*until_ - Clock::now()));
+        const auto left = std::chrono::duration_cast<Duration>(*until_ - Clock::now());
+        return std::min<Duration>(std::max(Duration(1), left), kLongest);
     }
 
 private:
@@ -207,6 +213,13 @@ inline Error errorOf(Reason reason, const Request& request, const Attempt& attem
 {
     Error why(request.name(), attempt.status, meaning, remedy, attempt.response.http);
     why.reason = reason;
+    return why;
+}
+
+inline Error cancelled(const std::string& doing)
+{
+    Error why(doing, QVRFUTIL_FAILURE, "it was cancelled", kAgain);
+    why.reason = Reason::cancelled;
     return why;
 }
 
@@ -272,7 +285,7 @@ inline std::optional<Duration> retryAfter(const Response& response)
 inline bool pauseUnlessCancelled(Duration length, const Cancellation* cancellation)
 {
     constexpr Duration kLook{50};
-    for (const auto until = Clock::now() + length; Clock::now() < until;) {
+    for (const auto until = after(length); Clock::now() < until;) {
         if (cancellation != nullptr && cancellation->isPulled()) return false;
         pause(std::min(kLook, std::chrono::duration_cast<Duration>(until - Clock::now()) + Duration(1)));
     }
@@ -298,7 +311,8 @@ inline Result<Response> sendOnce(Core& core, const Request& request, const Deadl
                          "the BMC refuses it to a session that it has just opened",
                          "check the privilege of the session's user", kUnauthorized);
         core.listener().tell(request.name());
-        if (Done renewed = core.renew(session->epoch(), begun, deadline.until()); !renewed) return renewed.error();
+        Done renewed = core.renew(session->epoch(), begun, deadline.until(), request.options.cancellation);
+        if (!renewed) return renewed.error();
     }
 }
 
@@ -306,15 +320,18 @@ inline Result<Response> sendThrough(Core* core, const Request& request)
 {
     if (core == nullptr) return Core::noSession(request.name());
     if (std::optional<Error> error = unfit(request)) return *std::move(error);
-    const Deadline deadline(request.options.limit);
+    const Cancellation* const cancellation = request.options.cancellation;
+    if (cancellation != nullptr && cancellation->isPulled()) return cancelled(request.name());
+    const Deadline deadline(request.options.limit), patience(request.options.patience);
     const bool     mayWait = request.method == Method::get && request.options.patience.count() > 0;
-    const auto     patient = Clock::now() + request.options.patience;
     for (;;) {
         Result<Response> answer = sendOnce(*core, request, deadline);
-        const auto       wait   = answer && mayWait ? retryAfter(*answer) : std::nullopt;
+        const auto       asked  = answer && mayWait ? retryAfter(*answer) : std::nullopt;
         if (answer && !request.options.headers) answer->rawHeaders.clear();
-        if (!wait || Clock::now() + *wait > patient || deadline.isOver()) return answer;
-        if (!pauseUnlessCancelled(std::max(*wait, Duration(1)), request.options.cancellation)) return answer;
+        if (!asked) return answer;
+        const Duration wait = std::max(*asked, kLeastPause);
+        if (patience.isWithin(wait) || deadline.isWithin(wait)) return answer;
+        if (!pauseUnlessCancelled(wait, cancellation)) return cancelled(request.name());
     }
 }
 

@@ -15,11 +15,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 
 #include "qvstatus.h"
 #include "qvtypes.h"
@@ -228,10 +228,10 @@ private:
 template <class Value>
 class [[nodiscard]] Result {
 public:
-    Result(Value value) : content_(std::move(value)) {}
-    Result(Error error) : content_(std::move(error)) {}
+    Result(Value value) : value_(std::move(value)) {}
+    Result(Error error) : error_(std::move(error)) {}
 
-    explicit     operator bool() const noexcept { return content_.index() == 0; }
+    explicit     operator bool() const noexcept { return value_.has_value(); }
     Value&       operator*() & { return value(); }
     Value&&      operator*() && { return std::move(value()); }
     const Value& operator*() const& { return const_cast<Result*>(this)->value(); }
@@ -241,7 +241,7 @@ public:
     const Error& error() const
     {
         if (*this) wrongSide(Error("look for an error", QVRFUTIL_INVALID_PARAMETER, "there is none", detail::kCaller));
-        return *std::get_if<1>(&content_);
+        return *error_;
     }
 
 #ifdef __cpp_exceptions
@@ -255,8 +255,8 @@ public:
 private:
     Value& value()
     {
-        if (!*this) wrongSide(*std::get_if<1>(&content_));
-        return *std::get_if<0>(&content_);
+        if (!*this) wrongSide(*error_);
+        return *value_;
     }
     [[noreturn]] static void wrongSide(Error error)
     {
@@ -268,7 +268,9 @@ private:
 #endif
     }
 
-    std::variant<Value, Error> content_;
+    // One of them. A variant takes compilers several times as long.
+    std::optional<Value> value_;
+    std::optional<Error> error_;
 };
 
 struct Nothing {};

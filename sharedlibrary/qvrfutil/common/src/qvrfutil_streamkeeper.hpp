@@ -277,7 +277,7 @@ private:
     {
         std::optional<Duration> wanted = retryAfter(answer);
         if (!wanted) wanted = state_->told().retry;
-        if (!wanted) return options_.firstPause;
+        if (!wanted) return std::max(std::min(options_.firstPause, options_.mostPause), Duration(1));
         return std::max(std::min(*wanted, options_.mostPause), kLeastPause);
     }
 
@@ -293,7 +293,6 @@ private:
 
     static constexpr int      kMostBeginnings = 5;  // of one that is not to be begun anew
     static constexpr Duration kSteady{10000};       // a stream that stood as long had no trouble
-    static constexpr Duration kLeastPause{100};
 
     std::shared_ptr<Core>        core_;
     std::shared_ptr<StreamState> state_;

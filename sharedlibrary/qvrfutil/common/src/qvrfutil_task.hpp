@@ -5,8 +5,9 @@
  * @code
  *     const qvrfutil::Response answer = session.post(action, body).orThrow();
  *     if (auto task = qvrfutil::Task::of(session, answer)) {
- *         const auto end = task->wait(std::chrono::minutes(30), [](const qvrfutil::TaskStatus& now) {
- * show(now.percent); }); if (!end) complain(end.error().text());                     // not asked, or not over in time
+ *         const auto onChange = [](const qvrfutil::TaskStatus& now) { show(now.percent); };
+ *         const auto end      = task->wait(std::chrono::minutes(30), onChange);
+ *         if (!end) complain(end.error().text());  // not over in time
  *         else if (end->state != qvrfutil::TaskState::done) complain(end->message);
  *     }
  * @endcode
@@ -25,27 +26,35 @@
 
 namespace qvrfutil {
 
-enum class TaskState { running, done, failed };
+enum class TaskState {
+    running,
+    done,
+    failed,  ///< by the task's own word, or by the answer of 300 and above that a monitor ends with
+    gone,    ///< the BMC does not know it any more, as after a restart: how it ended is not known
+};
 
 struct TaskStatus {
     TaskState   state = TaskState::running;
-    std::string word;          ///< the BMC's own: "Running", "Completed", "Exception"; empty when it has none
-    int         percent = -1;  ///< -1: not told
-    std::string message;       ///< the last one that the BMC has about it
+    std::string word;          ///< the BMC's own: "Running", "Completed", "Exception"; printable, empty without one
+    int         percent = -1;  ///< 0 to 100; -1: not told
+    std::string message;       ///< the last one that the BMC has about it, printable
     Response    answer;        ///< all of it; of a task monitor whose task is over, what the request came to
 };
 
 class Task {
 public:
-    /** The task that @p answer of 201 or 202 tells of; nothing when it tells of none. @p session outlives it. */
+    /**
+     * The task that @p answer tells of: a 202 by its "Location", any success by a task as its body. Nothing when it
+     * tells of none. @p session outlives it.
+     */
     static std::optional<Task> of(Session& session, const Response& answer)
     {
-        if (answer.http != 201 && answer.http != 202) return std::nullopt;
         const detail::JsonView body(answer.body);
-        std::string            path = body["@odata.id"].text();
-        if (!body["TaskState"].isText() || !detail::isPath(path)) path = pathOf(answer.header("Location"));
-        const bool isTask = answer.http == 202 || body["TaskState"].isText();
-        if (!isTask || !detail::isPath(path)) return std::nullopt;
+        const bool             isTask = body["TaskState"].isText();
+        if (!answer.ok() || (answer.http != kAccepted && !isTask)) return std::nullopt;
+        std::string path = isTask ? body["@odata.id"].text() : std::string();
+        if (!detail::isPath(path)) path = pathOf(answer.header("Location"));
+        if (!detail::isPath(path)) return std::nullopt;
         return Task(session, path);
     }
     /** A task, or a task monitor. @p session outlives it. */
@@ -53,24 +62,26 @@ public:
 
     const std::string& path() const noexcept { return path_; }
 
-    /** How it is now. An HTTP status of 400 and above from a monitor is the end of what it monitors. */
+    /** How it is now. A BMC that has no time for the question (503 or 429 with Retry-After) leaves it running. */
     Result<TaskStatus> ask(RequestOptions options = {}) const
     {
         Result<Response> answer = session_->get(path_, std::move(options));
         if (!answer) return answer.error();
         const detail::JsonView body(answer->body);
         TaskStatus             status;
-        status.word    = body["TaskState"].text();
+        status.word    = printable(body["TaskState"].text());
         status.percent = percentOf(body["PercentComplete"]);
         status.message = messageOf(body, answer->body);
-        status.state   = stateOf(answer->http, status.word);
+        status.state   = stateOf(*answer, body);
         status.answer  = *std::move(answer);
         return status;
     }
 
     /**
-     * Asks until it is over, at most for @p limit, as often as the BMC says (Retry-After), every other second
-     * otherwise. @param onChange  told each state, the last one too
+     * Asks until it is over, at most for @p limit, as often as the BMC says (Retry-After, within 0.1 and 60 s), every
+     * other second otherwise. Within a limit a BMC that does not answer meanwhile is asked on: it may be restarting.
+     * @param limit     0: none, and the first question without an answer ends it
+     * @param onChange  told each state, the last one too
      */
     Result<TaskStatus> wait(Duration limit, const std::function<void(const TaskStatus&)>& onChange = {},
                             const Cancellation* cancellation = nullptr) const
@@ -78,21 +89,23 @@ public:
         const detail::Deadline deadline(limit);
         for (;;) {
             RequestOptions options;
-            options.limit             = limit.count() == 0 ? options.limit : std::min(options.limit, deadline.left());
+            if (deadline.until()) options.limit = std::min(options.limit, deadline.left());
             options.cancellation      = cancellation;
             Result<TaskStatus> status = ask(std::move(options));
             if (status && onChange) onChange(*status);
-            if (!status || status->state != TaskState::running) return status;
-            Duration pause = detail::waitAsked(status->answer).value_or(kBetween);
+            if (status ? status->state != TaskState::running : !deadline.until() || !isPassing(status.error()))
+                return status;
+            Duration pause = status ? pauseAfter(status->answer) : kBetween;
             if (deadline.until()) pause = std::min(pause, deadline.left());
-            if (!detail::pauseUnlessCancelled(pause, cancellation)) return over(Reason::cancelled, "it was cancelled");
-            if (deadline.isOver())
-                return over(Reason::timeLimit, "the task is not over within " + detail::inWords(limit));
+            if (!detail::pauseUnlessCancelled(pause, cancellation)) return detail::cancelled("wait for " + path_);
+            if (deadline.isOver()) return status ? Result<TaskStatus>(notOver(limit)) : status;
         }
     }
 
 private:
+    static constexpr u16      kAccepted = 202;
     static constexpr Duration kBetween{2000};
+    static constexpr Duration kMostBetween{60000};
 
     /** Of a whole URL the path, whatever host it names: the token goes to the BMC alone. */
     static std::string pathOf(const std::string& location)
@@ -103,20 +116,36 @@ private:
         return path == location.npos ? std::string() : location.substr(path);
     }
 
-    static TaskState stateOf(u16 http, std::string_view word) noexcept
+    static TaskState stateOf(const Response& answer, const detail::JsonView& task)
     {
-        if (http >= 400) return TaskState::failed;
-        if (word == "Completed") return TaskState::done;
+        if (detail::retryAfter(answer)) return TaskState::running;
+        if (answer.http == 404 || answer.http == 410) return TaskState::gone;
+        if (answer.http >= 300) return TaskState::failed;
+        const std::string word = task["TaskState"].text();
+        if (word == "Completed") return task["TaskStatus"].text() == "Critical" ? TaskState::failed : TaskState::done;
         for (const char* end : {"Exception", "Killed", "Cancelled"})
             if (word == end) return TaskState::failed;
-        return http == 202 || !word.empty() ? TaskState::running : TaskState::done;
+        return answer.http == kAccepted || !task["TaskState"].raw().empty() ? TaskState::running : TaskState::done;
+    }
+
+    /** Whether the same question may have an answer later. */
+    static bool isPassing(const Error& error) noexcept
+    {
+        return error.http == 0 && error.reason != Reason::cancelled && error.reason != Reason::tooLong &&
+               error.status != QVRFUTIL_NO_SESSION_DETAILS && error.status != QVRFUTIL_INVALID_PARAMETER;
+    }
+
+    static Duration pauseAfter(const Response& answer)
+    {
+        return std::max(detail::kLeastPause, std::min(kMostBetween, detail::waitAsked(answer).value_or(kBetween)));
     }
 
     static int percentOf(const detail::JsonView& value)
     {
         const std::string_view digits = value.raw();
         if (digits.empty() || digits.size() > 3 || digits.find_first_not_of("0123456789") != digits.npos) return -1;
-        return std::atoi(std::string(digits).c_str());
+        const int percent = std::atoi(std::string(digits).c_str());
+        return percent <= 100 ? percent : -1;
     }
 
     static std::string messageOf(const detail::JsonView& body, const std::string& text)
@@ -129,10 +158,11 @@ private:
         return printable(message);
     }
 
-    Error over(Reason reason, const std::string& meaning) const
+    Error notOver(Duration limit) const
     {
-        Error error("wait for " + path_, QVRFUTIL_FAILURE, meaning, "ask again: the BMC goes on with it");
-        error.reason = reason;
+        Error error("wait for " + path_, QVRFUTIL_FAILURE, "the task is not over within " + detail::inWords(limit),
+                    "ask again: the BMC goes on with it");
+        error.reason = Reason::timeLimit;
         return error;
     }
 

@@ -9,6 +9,7 @@
 #include <pthread.h>
 #include <time.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -55,6 +56,13 @@ auto contained(Work work, Otherwise otherwise) -> decltype(work())
     static_cast<void>(otherwise);
     return work();
 #endif
+}
+
+/** The time @p length from now on. Callers say "for ever" by more than a clock can count. */
+inline Clock::time_point after(Duration length)
+{
+    constexpr std::chrono::hours kForEver{24 * 365 * 10};
+    return Clock::now() + std::min<Duration>(length, kForEver);
 }
 
 inline void pause(Duration length) noexcept
