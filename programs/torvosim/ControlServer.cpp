@@ -63,10 +63,10 @@ Json powerIgnore(Bmc& bmc, const Words& words)
 
 Json bootHow(Bmc& bmc, const Words& words)
 {
-    using How = BootOverride::How;
-    static const Choices<How, 4> choices{
-        {{"direct", How::direct}, {"settings", How::settings}, {"ignore", How::ignore}, {"revert", How::revert}}};
-    const How how = wantChoice(words[0], choices);
+    using Boot = BootOverride::How;
+    static const Choices<Boot, 4> choices{
+        {{"direct", Boot::direct}, {"settings", Boot::settings}, {"ignore", Boot::ignore}, {"revert", Boot::revert}}};
+    const Boot how = wantChoice(words[0], choices);
     bmc.boot.with([&](BootOverride& boot) { boot = {how, Json::object()}; });
     return Json::object();
 }

@@ -34,11 +34,6 @@ Bytes okReply(std::size_t size)
     return reply;
 }
 
-std::uint16_t le16(const Bytes& data, std::size_t at)
-{
-    return static_cast<std::uint16_t>(data[at] | data[at + 1] << 8);
-}
-
 void putText(Bytes& reply, std::size_t at, std::string_view text)
 {
     if (reply.size() < at + text.size()) reply.resize(at + text.size());
@@ -213,7 +208,7 @@ struct PassThroughField {
     bool (*store)(Facts&, const Bytes& value);
 };
 
-std::string textOf(const Bytes& value)
+std::string textUpToNul(const Bytes& value)
 {
     return {value.begin(), std::find(value.begin(), value.end(), std::uint8_t{0})};
 }
@@ -226,12 +221,12 @@ constexpr PassThroughField kPassThrough[] = {
      }},
     {0x04, 16,
      [](Facts& f, const Bytes& v) {
-         f.passThroughBmcAddress = textOf(v);
+         f.passThroughBmcAddress = textUpToNul(v);
          return true;
      }},
     {0x14, 16,
      [](Facts& f, const Bytes& v) {
-         f.passThroughHostAddress = textOf(v);
+         f.passThroughHostAddress = textUpToNul(v);
          return true;
      }},
     {0x24, 4,

@@ -38,7 +38,7 @@ std::string because(const std::string& what)
     return what + ": " + std::strerror(errno);
 }
 
-[[noreturn]] void failed(const std::string& what)
+[[noreturn]] void linkFailed(const std::string& what)
 {
     if (errno == EPERM || errno == EACCES) throw std::runtime_error(because(what) + " (the link needs root)");
     throw std::runtime_error(because(what));
@@ -92,7 +92,7 @@ void ip(std::vector<std::string> words)
     arguments.push_back(nullptr);
 
     std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) failed("pipe");
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) linkFailed("pipe");
     const Descriptor out(ends[0]);
     Descriptor       in(ends[1]);
 
@@ -138,25 +138,25 @@ Link::~Link()
 void Link::makeNamespace()
 {
     onItsOwnThread([this] {
-        if (::unshare(CLONE_NEWNET) != 0) failed("network namespace");
+        if (::unshare(CLONE_NEWNET) != 0) linkFailed("network namespace");
         namespace_ = Descriptor(::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
-        if (!namespace_) failed("network namespace");
+        if (!namespace_) linkFailed("network namespace");
     });
 }
 
 /** Where `ip netns` looks for names: a file each, with the namespace mounted on it. */
 void Link::giveName(const std::string& name)
 {
-    if (::mkdir(kNameDirectory, 0755) != 0 && errno != EEXIST) failed(kNameDirectory);
+    if (::mkdir(kNameDirectory, 0755) != 0 && errno != EEXIST) linkFailed(kNameDirectory);
     const std::string path = std::string(kNameDirectory) + '/' + name;
     const Descriptor  file(::open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0444));
     if (!file && errno == EEXIST)
         throw std::runtime_error("network namespace " + name + " exists already; if nobody uses it: ip netns delete " +
                                  name);
-    if (!file) failed(path);
+    if (!file) linkFailed(path);
     namePath_               = path;
     const std::string inode = "/proc/self/fd/" + std::to_string(namespace_.get());
-    if (::mount(inode.c_str(), path.c_str(), "none", MS_BIND, nullptr) != 0) failed(path);
+    if (::mount(inode.c_str(), path.c_str(), "none", MS_BIND, nullptr) != 0) linkFailed(path);
 }
 
 void Link::makePair()
@@ -194,7 +194,7 @@ std::vector<std::string> Link::addresses() const
 void Link::atFarEnd(const std::function<void()>& body) const
 {
     onItsOwnThread([&] {
-        if (::setns(namespace_.get(), CLONE_NEWNET) != 0) failed("network namespace");
+        if (::setns(namespace_.get(), CLONE_NEWNET) != 0) linkFailed("network namespace");
         body();
     });
 }

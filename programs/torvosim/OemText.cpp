@@ -13,11 +13,6 @@ namespace torvosim {
 
 namespace {
 
-std::uint16_t le16(const Bytes& data, std::size_t at)
-{
-    return static_cast<std::uint16_t>(data[at] | data[at + 1] << 8);
-}
-
 std::uint32_t le32(const Bytes& data, std::size_t at)
 {
     return le16(data, at) | static_cast<std::uint32_t>(le16(data, at + 2)) << 16;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned kMostLevels = 3;
 
-using Options = std::map<std::string, std::string>;
+using QueryWords = std::map<std::string, std::string>;
 
 std::string decoded(std::string_view text)
 {
@@ -43,9 +43,9 @@ void forPieces(std::string_view text, char separator, Take take)
 }
 
 /** Those options of a target's query that begin with "$"; the others are nobody's. */
-Options optionsOf(std::string_view target)
+QueryWords optionsOf(std::string_view target)
 {
-    Options    options;
+    QueryWords options;
     const auto question = target.find('?');
     if (question == target.npos) return options;
     target.remove_prefix(question + 1);
@@ -83,7 +83,7 @@ std::optional<Expansion> parseExpansion(const std::string& text)
 /** One answer's way from the resource that was read to what the query wants of it. */
 class QueryStep {
 public:
-    QueryStep(const QueryManners& manners, Options options, const ReadResource& read, Json& resource)
+    QueryStep(const QueryManners& manners, QueryWords options, const ReadResource& read, Json& resource)
         : manners_(manners), options_(std::move(options)), read_(read), resource_(resource)
     {
     }
@@ -116,7 +116,7 @@ private:
     void                    select();
 
     const QueryManners& manners_;
-    Options             options_;
+    QueryWords          options_;
     const ReadResource& read_;
     Json&               resource_;
 };
@@ -247,11 +247,11 @@ Json protocolFeatures(const QueryManners& manners)
 std::optional<Response> applyQuery(const QueryManners& manners, const std::string& target, const ReadResource& read,
                                    Json& resource)
 {
-    Options options = optionsOf(target);
+    QueryWords options = optionsOf(target);
     if (manners.mode == QueryManners::Mode::refuse && !options.empty() && options.count("$skiptoken") == 0)
         return errorResponse(501, "The service does not take the query option " + options.begin()->first);
     if (manners.mode != QueryManners::Mode::obey) {
-        Options own;  // pages are the service's doing, not an option's
+        QueryWords own;  // pages are the service's doing, not an option's
         if (options.count("$skiptoken") != 0) own["$skiptoken"] = options["$skiptoken"];
         options = std::move(own);
     }

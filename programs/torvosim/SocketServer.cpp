@@ -24,7 +24,7 @@ namespace {
 constexpr int kBacklog    = 128;
 constexpr int kBreatherMs = 20;
 
-[[noreturn]] void failed(const std::string& what)
+[[noreturn]] void socketFailed(const std::string& what)
 {
     throw std::system_error(errno, std::generic_category(), what);
 }
@@ -57,13 +57,13 @@ Descriptor listenTcp(const std::string& host, std::uint16_t port)
     const std::unique_ptr<addrinfo, FreeAddresses> address(found);
 
     Descriptor fd(::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd) failed(host);
+    if (!fd) socketFailed(host);
     const int on = 1;
     ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     // 0.0.0.0 and :: may both be asked for, with the same port.
     if (address->ai_family == AF_INET6) ::setsockopt(fd.get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
     if (::bind(fd.get(), address->ai_addr, address->ai_addrlen) != 0 || ::listen(fd.get(), kBacklog) != 0)
-        failed(host + " port " + std::to_string(port));
+        socketFailed(host + " port " + std::to_string(port));
     return fd;
 }
 
@@ -80,7 +80,7 @@ Descriptor listenUnix(const std::string& path)
     Descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd || ::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::chmod(path.c_str(), 0600) != 0 || ::listen(fd.get(), kBacklog) != 0)
-        failed(path);
+        socketFailed(path);
     return fd;
 }
 
@@ -98,7 +98,7 @@ std::uint16_t boundPort(int fd)
 {
     sockaddr_storage address{};
     socklen_t        size = sizeof address;
-    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) failed("getsockname");
+    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) socketFailed("getsockname");
     return ntohs(address.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(address).sin6_port
                                                : reinterpret_cast<sockaddr_in&>(address).sin_port);
 }

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -53,6 +54,12 @@ private:
     std::mutex mutex_;
     T          value_{};
 };
+
+/** Two bytes, the low one first. */
+inline std::uint16_t le16(const Bytes& data, std::size_t at)
+{
+    return static_cast<std::uint16_t>(data[at] | data[at + 1] << 8);
+}
 
 std::string hexText(const Bytes& bytes);  ///< "18 01 00"
 /** Bytes of "18 01 00", "180100" or a mix; nothing when a digit is missing or wrong. */

@@ -13,16 +13,16 @@ struct VorskAttribute {
     const char* fact;
     bool        writable;
 };
-constexpr VorskAttribute kAttributes[] = {
+constexpr VorskAttribute kVorskAttributes[] = {
     {"torvo.webserver.enable", "WebServer.1", "Enable", "webserver", true},
     {"torvo.webserver.httpsport", "WebServer.1", "HttpsPort", "port", false},
     {"torvo.redfish.enable", "Redfish.1", "Enable", "redfish", true},
     {"torvo.servicemodule.servicemoduleversion", "ServiceModule.1", "ServiceModuleVersion", "agent", true},
 };
 
-const VorskAttribute* findAttribute(std::string_view target)
+const VorskAttribute* findVorskAttribute(std::string_view target)
 {
-    for (const VorskAttribute& attribute : kAttributes)
+    for (const VorskAttribute& attribute : kVorskAttributes)
         if (equalsIgnoreCase(attribute.target, target)) return &attribute;
     return nullptr;
 }
@@ -37,7 +37,7 @@ std::string_view nextWord(std::string_view& line)
     return word;
 }
 
-CommandResult failed(const std::string& why)
+CommandResult failure(const std::string& why)
 {
     return {1, "ERROR: " + why + ".\n"};
 }
@@ -49,53 +49,53 @@ CommandResult valueReply(const std::string& group, const std::string& key, const
 
 CommandResult get(Bmc& bmc, std::string_view target)
 {
-    if (const VorskAttribute* attribute = findAttribute(target)) {
+    if (const VorskAttribute* attribute = findVorskAttribute(target)) {
         const FactRow* fact = findFact(attribute->fact);
         return valueReply(attribute->group, attribute->key, bmc.facts.with([&](Facts& f) { return fact->read(f); }));
     }
     if (const auto user = userTarget(target)) {
         const auto value = bmc.users.get(user->first, user->second);
-        if (!value) return failed("no such user attribute, or one that is not told");
+        if (!value) return failure("no such user attribute, or one that is not told");
         return valueReply("Users." + std::to_string(user->first), std::string(user->second), *value);
     }
-    return failed("unknown attribute");
+    return failure("unknown attribute");
 }
 
 CommandResult set(Bmc& bmc, std::string_view target, std::string_view value)
 {
-    if (const VorskAttribute* attribute = findAttribute(target)) {
-        if (!attribute->writable) return failed("read-only attribute");
+    if (const VorskAttribute* attribute = findVorskAttribute(target)) {
+        if (!attribute->writable) return failure("read-only attribute");
         const FactRow* fact = findFact(attribute->fact);
         if (!bmc.facts.with([&](Facts& f) { return fact->write(f, std::string(value)); }))
-            return failed("invalid value");
+            return failure("invalid value");
         return {0, "Object value modified successfully\n"};
     }
     if (userTarget(target)) {
         const std::string problem = bmc.users.set(target, value);
-        if (!problem.empty()) return failed(problem);
+        if (!problem.empty()) return failure(problem);
         return {0, "Object value modified successfully\n"};
     }
-    return failed("unknown attribute");
+    return failure("unknown attribute");
 }
 
 }  // namespace
 
 CommandResult runVorskCommand(Bmc& bmc, std::string_view line)
 {
-    if (nextWord(line) != "vorsk") return failed("unknown command");
+    if (nextWord(line) != "vorsk") return failure("unknown command");
     const std::string_view verb   = nextWord(line);
     const std::string_view target = nextWord(line);
     if (verb == "get" && !target.empty()) return get(bmc, target);
     // The value is the rest of the line as it is: passwords may hold any character.
     if (verb == "set" && !target.empty() && !line.empty()) return set(bmc, target, line);
-    return failed("the command is vorsk get <attribute> or vorsk set <attribute> <value>");
+    return failure("the command is vorsk get <attribute> or vorsk set <attribute> <value>");
 }
 
 CommandResult runUserSet(Bmc& bmc, std::string_view line)
 {
     std::string_view rest = line;
     if (nextWord(rest) != "vorsk" || nextWord(rest) != "set" || !userTarget(nextWord(rest)))
-        return failed("the user database takes vorsk set torvo.users.<slot>.<attribute> <value>");
+        return failure("the user database takes vorsk set torvo.users.<slot>.<attribute> <value>");
     return runVorskCommand(bmc, line);
 }
 
