@@ -57,12 +57,15 @@ Json keepAlive(Bmc& bmc, const Words&)
     return postBytes(bmc, ":\n\n");
 }
 
+constexpr std::uint64_t kLongestFiller = 1 << 20;
+
 Json events(Bmc& bmc, const Words& words)
 {
     StreamStep step;
     step.kind  = StreamStep::Kind::burst;
     step.count = wantNumber(words[0], "a number of events");
     if (words.size() > 1) step.perSecond = static_cast<double>(wantNumber(words[1], "events a second", UINT32_MAX));
+    if (words.size() > 2) step.bytes.assign(wantNumber(words[2], "characters more", kLongestFiller), 'x');
     return post(bmc, std::move(step));
 }
 
@@ -86,7 +89,8 @@ const std::vector<ControlVerb>& eventVerbs()
 {
     static const std::vector<ControlVerb> verbs = {
         {"event", "[TEXT]", "one event on every open stream", 0, 1, event},
-        {"events", "COUNT [PER-SECOND]", "a burst of events that say when they left, by CLOCK_MONOTONIC", 1, 2, events},
+        {"events", "COUNT [PER-SECOND [FILL]]", "a burst of events that say when they left, by CLOCK_MONOTONIC", 1, 3,
+         events},
         {"events-together", "COUNT", "several events in one write", 1, 1, together},
         {"event-split", "[TEXT]", "one event in two writes", 0, 1, split},
         {"event-raw", "TEXT", "these bytes in one write", 1, 1, raw},

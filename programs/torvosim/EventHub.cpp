@@ -22,10 +22,10 @@ void signal(int eventFd)
 }
 
 /** Says when the event left, by the clock that every process on this machine shares: a host can tell its delay. */
-std::string burstMessage()
+std::string burstMessage(const std::string& filler)
 {
     const std::chrono::nanoseconds now = Clock::now().time_since_epoch();
-    return "Burst at " + std::to_string(now.count());
+    return "Burst at " + std::to_string(now.count()) + (filler.empty() ? "" : ' ' + filler);
 }
 
 }  // namespace
@@ -130,7 +130,7 @@ private:
                                              std::chrono::duration<double>(static_cast<double>(i) / step.perSecond));
                 if (due > Clock::now() && !peerStaysFor(due, false)) return false;
             }
-            if (!sendEvent(burstMessage())) return false;
+            if (!sendEvent(burstMessage(step.bytes))) return false;
         }
         return true;
     }

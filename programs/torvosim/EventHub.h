@@ -17,7 +17,7 @@ namespace torvosim {
 struct StreamStep {
     enum class Kind { write, burst, end, breakOff };
     Kind          kind = Kind::write;
-    std::string   bytes;          ///< of a write: one chunk on the wire
+    std::string   bytes;          ///< of a write: one chunk on the wire; of a burst: the end of each message
     std::uint64_t count     = 0;  ///< of a burst
     double        perSecond = 0;  ///< of a burst; 0: as fast as the peer takes them
 };
