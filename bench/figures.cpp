@@ -24,6 +24,7 @@ std::string targetText(const Row& row)
         case Limit::ratio: return "<= " + number(row.most, 2) + " x";
         case Limit::difference: return "<= raw + " + number(row.most, row.decimals);
         case Limit::value: return "<= " + number(row.most, row.decimals);
+        case Limit::rate: return ">= " + number(row.most, 2) + " x";
         case Limit::none: break;
     }
     return "-";
@@ -35,6 +36,7 @@ bool kept(const Row& row)
         case Limit::ratio: return row.sides.at("library") <= row.sides.at("raw") * row.most;
         case Limit::difference: return row.sides.at("library") <= row.sides.at("raw") + row.most;
         case Limit::value: return row.sides.at("library") <= row.most;
+        case Limit::rate: return row.sides.at("library") >= row.sides.at("raw") * row.most;
         case Limit::none: break;
     }
     return true;

@@ -27,8 +27,9 @@ private:
     std::vector<double> values_;
 };
 
-/** What the library may take: so many times what libcurl takes, so much more, or so much. */
-enum class Limit { none, ratio, difference, value };
+/** What the library may take: so many times what libcurl takes, so much more, or so much; or do: so much of its rate.
+ */
+enum class Limit { none, ratio, difference, value, rate };
 
 struct Row {
     std::string measure;

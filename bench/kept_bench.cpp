@@ -2,7 +2,7 @@
  * @file kept_bench.cpp  A GET of 1.4 KB on a kept connection, on 1 to 16 threads.
  *
  *   kept_bench [--effort PERCENT]                    the comparison
- *   kept_bench --variant library|raw --count N       one side alone, for a profiler
+ *   kept_bench --variant library|raw|token --count N one side alone, or decryption of the token, for a profiler
  */
 #include <atomic>
 #include <cstdio>
@@ -28,23 +28,33 @@ void byLibrary(const Bytes& bytes)
     getByLibrary(bytes, buffer.data());
 }
 
-/** Microseconds that a request takes when @p threads send kEach of them; thread t calls call(t). */
+Figures rateOf(double microsecondsEach)
+{
+    return {{"perSecond", 1e6 / microsecondsEach}};
+}
+
+/** Latency and rate of requests when @p threads send kEach of them; thread t calls call(t). */
 Figures perRequest(unsigned threads, const std::function<void(unsigned)>& call)
 {
     std::atomic<bool>        failed{false};
     std::vector<std::thread> workers;
+    std::vector<double>      took(std::size_t{threads} * kEach);
     const Stopwatch          watch;
     for (unsigned t = 0; t < threads; ++t)
         workers.emplace_back([&, t] {
             try {
-                for (unsigned i = 0; i < kEach; ++i) call(t);
+                for (unsigned i = 0; i < kEach; ++i) took[t * kEach + i] = timed([&] { call(t); }).at("us");
             } catch (const std::exception& error) {
                 if (!failed.exchange(true)) std::fprintf(stderr, "kept_bench: %s\n", error.what());
             }
         });
     for (auto& worker : workers) worker.join();
     if (failed) throw std::runtime_error("a thread gave up");
-    return {{"us", watch.seconds() * 1e6 / (static_cast<double>(threads) * kEach)}};
+    Figures figures = rateOf(watch.seconds() * 1e6 / static_cast<double>(took.size()));
+    Samples latencies;
+    for (const double us : took) latencies.add(us);
+    figures["us"] = latencies.median();
+    return figures;
 }
 
 /** One process with as many transfers at a time; a short run is taken off, and with it start and end of the process. */
@@ -57,19 +67,20 @@ Figures byCurlCommand(const Resource& resource, unsigned threads)
             words.insert(words.begin(), {"-Z", "--no-progress-meter", "--parallel-max", std::to_string(threads)});
         return timedProcess(curlCommand(words)).at("ms");
     };
-    return {{"us", (run(kEach + 1) - run(1)) * 1000 / (kEach * threads)}};
+    return rateOf((run(kEach + 1) - run(1)) * 1000 / (kEach * threads));
 }
 
 void addOutside(Sides& sides, const std::string& port, const Bytes& bytes, const Resource& resource, unsigned threads)
 {
     if (haveCurl()) sides.push_back({kCurl, [&, threads] { return byCurlCommand(resource, threads); }, 4});
     if (haveSushy())
-        sides.push_back({kSushy,
-                         [&, threads] {
-                             return findingsOf(sushyCommand(
-                                 port, {"get", bytes.path, std::to_string(kEach), std::to_string(threads), "keep"}));
-                         },
-                         10});
+        sides.push_back(
+            {kSushy,
+             [&, threads] {
+                 const Words words{"get", bytes.path, std::to_string(kEach), std::to_string(threads), "keep"};
+                 return rateOf(findingsOf(sushyCommand(port, words)).at("us"));
+             },
+             10});
 }
 
 void compare(const Bmc& bmc, const Bytes& bytes, const Resource& resource, unsigned threads, unsigned long rounds)
@@ -81,7 +92,9 @@ void compare(const Bmc& bmc, const Bytes& bytes, const Resource& resource, unsig
     addOutside(sides, bmc.port(), bytes, resource, threads);
     const std::string measure =
         "GET 1.4 KB, kept connection, " + std::to_string(threads) + (threads == 1 ? " thread" : " threads");
-    report({measure, "us", 1, takeTurns(sides, rounds, 1).medians("us"), Limit::ratio, threads == 1 ? 1.05 : 1.10});
+    const Outcome outcome = takeTurns(sides, rounds, 1);
+    report({measure, "us", 1, outcome.medians("us"), Limit::ratio, threads == 1 ? 1.05 : 1.10});
+    report({measure + ", rate", "1/s", 0, outcome.medians("perSecond"), Limit::rate, 0.95});
 }
 
 }  // namespace
@@ -96,7 +109,8 @@ void measure(const Arguments& arguments)
     QVRFUTILKeepConnections(TRUE);
     const auto library = [&] { return timed([&] { byLibrary(bytes); }); };
     const auto raw     = [&] { return timed([&] { getByCurl(kept, bytes.size); }); };
-    if (alone(arguments, {{kLibrary, library}, {kRaw, raw}})) return;
+    const auto token   = [&] { return timed([&] { agent.token(); }); };
+    if (alone(arguments, {{kLibrary, library}, {kRaw, raw}, {"token", token}})) return;
     for (const unsigned threads : {1U, 2U, 4U, 8U, 16U}) compare(bmc, bytes, resource, threads, arguments.effort(20));
 }
 

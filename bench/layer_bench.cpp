@@ -92,10 +92,14 @@ void measure(const Arguments& arguments)
     if (alone(arguments, calls)) return;
     report({"C++ layer beside the C call, GET 1.4 KB", "us", 1,
             takeTurns(calls, arguments.effort(2000), 20).medians("us"), Limit::ratio, 1.02});
+    QVRFUTILKeepConnections(TRUE);
+    report({"C++ layer beside the C call, GET 1.4 KB, kept connection", "us", 1,
+            takeTurns(calls, arguments.effort(10000), 100).medians("us"), Limit::ratio, 1.05});
+    QVRFUTILKeepConnections(FALSE);
     const Sides whole{{kLibrary, [&] { return timed([&] { inventory(session); }); }},
                       {kRaw, [] { return timed(plainCalls); }}};
     report({"C++ layer, inventory of 500 beside plain C calls", "us", 0,
-            takeTurns(whole, arguments.effort(3)).medians("us"), Limit::ratio, 0.1});
+            takeTurns(whole, arguments.effort(3)).medians("us"), Limit::ratio, 0.08});
 }
 
 }  // namespace bench
