@@ -82,9 +82,7 @@ constexpr LoginRow kRefusals[] = {
     {401, kCheckToken},
     {403, kCheckToken},
     {404, "this BMC has its sessions elsewhere, as the other generation does: --generation auto finds it"},
-    {503,
-     "close sessions that are no longer needed: 'qvrfctl session list' shows them, 'qvrfctl session close ID' ends "
-     "one; or wait until the BMC ends the idle ones"},
+    {503, "close sessions that are no longer needed ('qvrfctl session list'), or wait until idle ones end"},
 };
 constexpr char kOtherRefusal[] = "check the state of Redfish with 'qvrfctl services'; the BMC's log may say more";
 

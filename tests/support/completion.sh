@@ -50,12 +50,9 @@ else
     expect --exit-code --
 fi
 # The other shells ask the same function, from where it is installed.
-installed=$(mktemp -d) && mkdir -p "$installed"/{bash-completion/completions,fish/x,zsh/x}
-trap 'rm -rf "$installed" "${scratch-}"' EXIT
-ln -s "$(realpath "$completion")" "$installed/bash-completion/completions/$name"
-cp "$3/$name.fish" "$installed/fish/x/" && cp "$3/_$name" "$installed/zsh/x/"
-shown=$(fish --no-config -c "source $installed/fish/x/$name.fish; complete -C '$name --ver'" 2>&1) || [[ -z $(type -P fish) ]] || wrong "fish: $shown"
-[[ -z $(type -P fish) || $shown == *--version* ]] || wrong "fish does not offer --version, but: $shown"
-shown=$(zsh -fc "autoload -Uz compinit && compinit -D -u; source $installed/zsh/x/_$name; print \$_comps[$name]; functions _${name//-/_}" 2>&1) || true
-[[ -z $(type -P zsh) || $shown == *"_${name//-/_}"*--version* ]] || wrong "zsh does not know --version, but: $shown"
+installed=$(mktemp -d) && mkdir -p "$installed"/{bash-completion/completions,fish/x,zsh/x} && trap 'rm -rf "$installed" "${scratch-}"' EXIT
+ln -s "$(realpath "$completion")" "$installed/bash-completion/completions/$name" && cp "$3/$name.fish" "$installed/fish/x/" && cp "$3/_$name" "$installed/zsh/x/"
+shown() { [[ -z $(type -P "$1") || $("$@" 2>&1) == *--version* ]] || wrong "$1 does not offer --version"; }
+shown fish --no-config -c "source $installed/fish/x/$name.fish; complete -C '$name --ver'"
+shown zsh -fc "autoload -Uz compinit && compinit -D -u; source $installed/zsh/x/_$name; functions _${name//-/_}"
 exit $((failures > 0))
