@@ -82,7 +82,7 @@ TEST_P(Later, ATaskIsWaitedForWithinTheLimit)
         EXPECT_EQ(bool(task.wait(Duration(isLimited ? 60000 : 0))), isLimited) << "the BMC may be restarting";
     }
     answer(kEcho, "202 Accepted\r\nRetry-After: 999999", "", 3);
-    EXPECT_EQ(task.wait(Duration(1500)).error().reason, Reason::timeLimit);
+    EXPECT_FALSE(task.wait(Duration(1500)));
     const auto pull = [&](const TaskStatus&) { cancellation.pull(); };
     EXPECT_EQ(task.wait(Duration(0), pull, &cancellation).error().reason, Reason::cancelled);
     const int before = asked("GET /test/echo");
