@@ -86,15 +86,7 @@ bool isCall(const std::string& line)
 
 std::string replaced(std::string text, const std::string& name, const std::string& value)
 {
-    for (std::size_t at = 0; (at = text.find(name, at)) != text.npos;) {
-        const std::size_t end = at + name.size();
-        if (end < text.size() && std::isalnum(static_cast<unsigned char>(text[end])) != 0) {
-            at = end;
-            continue;
-        }
-        text.replace(at, name.size(), value);
-        at += value.size();
-    }
+    replaceAll(text, name, value, true);
     return text;
 }
 
@@ -119,23 +111,17 @@ public:
 private:
     void take(const std::string& line)
     {
-        if (startsWith(line, "| ")) return base(line.substr(0));
+        if (startsWith(line, "| ")) return base(line);
         recording_ = false;
         if (startsWith(line, "    ") || line.empty()) return variant(line);
-        if (startsWith(line, "== ")) return begin(line.substr(3));
+        if (startsWith(line, "== ")) return void(sheet_.groups.emplace_back().title = line.substr(3));
         if (sheet_.groups.empty()) return sheet_.prelude.push_back(line);
         Group& group = sheet_.groups.back();
-        if (line == "-- title" || startsWith(line, "-- ")) return header(group, line.substr(3));
+        if (startsWith(line, "-- ")) return header(group, line.substr(3));
         if (startsWith(line, "for ")) return variants(group, line);
         if (group.table) return row(group, line);
         group.lines.push_back(isCall(line) ? withoutResult(line) : line);
         if (startsWith(line, "walk ")) name_ = group.title;
-    }
-    void begin(const std::string& title)
-    {
-        sheet_.groups.push_back({});
-        sheet_.groups.back().title    = title;
-        sheet_.groups.back().variants = {{}};
     }
     static void header(Group& group, const std::string& line)
     {
@@ -337,8 +323,7 @@ private:
         const std::string value = cell[0] == '"' ? cell.substr(1, cell.size() - 2) : cell;
         if (name == "$status" && startsWith(text + " ", " -> " + value + " ")) text.replace(4, value.size(), name);
         if (!first || value.find_first_not_of("-0123456789") == value.npos) return text;
-        for (std::size_t at = 0; (at = text.find(value, at)) != text.npos; at += name.size())
-            text.replace(at, value.size(), name);
+        replaceAll(text, value, name);
         return text;
     }
     static std::string resultOf(const std::vector<Told>& all)

@@ -19,9 +19,9 @@ struct Row {
 struct Group {
     std::string                           title;
     std::vector<std::string>              lines;
-    std::vector<std::string>              names;     ///< of variants: "for $method $data = GET null | POST "{}""
-    std::vector<std::vector<std::string>> variants;  ///< their values; one without any when there is no such line
-    std::vector<std::string>              columns;   ///< "$answer"
+    std::vector<std::string>              names;         ///< of variants: "for $method $data = GET null | POST "{}""
+    std::vector<std::vector<std::string>> variants{{}};  ///< their values; one without any when there is no such line
+    std::vector<std::string>              columns;       ///< "$answer"
     std::vector<Row>                      rows;
     bool                                  table = false;
 

@@ -6,10 +6,13 @@
 #include <cstdio>
 #include <regex>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace golden {
 namespace {
+
+constexpr std::string_view kEscapes = R"(nrt"\)", kEscaped = "\n\r\t\"\\";
 
 class Reader {
 public:
@@ -70,15 +73,12 @@ private:
         ++at_;
         if (c != '\\') return std::string(1, c);
         const char escaped = line_.at(at_++);
-        switch (escaped) {
-            case 'n': return "\n";
-            case 'r': return "\r";
-            case 't': return "\t";
-            case 'x':
-                at_ += 2;
-                return std::string(1, static_cast<char>(std::stoi(line_.substr(at_ - 2, 2), nullptr, 16)));
-            default: return std::string(1, escaped);
+        if (escaped == 'x') {
+            at_ += 2;
+            return std::string(1, static_cast<char>(std::stoi(line_.substr(at_ - 2, 2), nullptr, 16)));
         }
+        const std::size_t known = kEscapes.find(escaped);
+        return std::string(1, known == kEscapes.npos ? escaped : kEscaped[known]);
     }
 
     std::string variable()
@@ -109,14 +109,7 @@ private:
 
 std::string escaped(char c)
 {
-    switch (c) {
-        case '\n': return "\\n";
-        case '\r': return "\\r";
-        case '\t': return "\\t";
-        case '"': return "\\\"";
-        case '\\': return "\\\\";
-        default: break;
-    }
+    if (const std::size_t known = kEscaped.find(c); known != kEscaped.npos) return {'\\', kEscapes[known]};
     const auto byte = static_cast<unsigned char>(c);
     if (byte >= 0x20 && byte < 0x7F) return std::string(1, c);
     char hex[5];
@@ -129,8 +122,9 @@ bool partOfAWord(const std::string& text, std::size_t at)
     return at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
 }
 
-/** @param words  only where no letter or digit adjoins: a port's digits may turn up in a cipher text */
-void replaceAll(std::string& text, const std::string& from, const std::string& to, bool words = false)
+}  // namespace
+
+void replaceAll(std::string& text, const std::string& from, const std::string& to, bool words)
 {
     for (std::size_t at = 0; (at = text.find(from, at)) != text.npos;) {
         const bool part = words && (partOfAWord(text, at - 1) || partOfAWord(text, at + from.size()));
@@ -138,8 +132,6 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
         at += part ? 1 : to.size();
     }
 }
-
-}  // namespace
 
 std::vector<Word> wordsOf(const std::string& line, const Variables& variables)
 {
@@ -185,8 +177,7 @@ std::string lineOf(std::string text, const Variables& variables)
         if (value.size() > 2) replaceAll(text, value, "$" + name, true);
     text = withShortRuns(std::regex_replace(text, pointer, "0x..."));
     if (text.size() > 1000) text = text.substr(0, 60) + " ... " + std::to_string(text.size()) + " characters";
-    const bool ends = !text.empty() && text.back() == '\n';
-    if (ends) text.pop_back();
+    if (!text.empty() && text.back() == '\n') text.pop_back();
     replaceAll(text, "\r", "\\r");
     replaceAll(text, "\n", "\\n");
     while (!text.empty() && text.back() == ' ') text.replace(text.size() - 1, 1, "\\x20");

@@ -31,6 +31,9 @@ std::vector<Word> wordsOf(const std::string& line, const Variables& variables);
 /** A text between quotes: escapes for what is not printable, `"b"*300000` for long runs. */
 std::string inQuotes(const std::string& text);
 
+/** @param words  only where no letter or digit adjoins: a port's digits may turn up in a cipher text */
+void replaceAll(std::string& text, const std::string& from, const std::string& to, bool words = false);
+
 /** One transcript line of anything: line feeds within are "\n"; variables' values become their names again. */
 std::string lineOf(std::string text, const Variables& variables);
 

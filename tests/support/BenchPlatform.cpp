@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace rig {
@@ -11,20 +12,13 @@ namespace {
 
 using Guard = std::lock_guard<std::recursive_mutex>;
 
-std::vector<std::string> words(const std::string& text)
-{
-    std::istringstream       in(text);
-    std::vector<std::string> all;
-    for (std::string word; in >> word;) all.push_back(word);
-    return all;
-}
-
 /** Word by word; "**" is any word. Texts without it must be equal to the letter. */
 bool matches(const std::string& awaited, const std::string& actual)
 {
     if (awaited.find("**") == awaited.npos) return awaited == actual;
-    const auto a = words(awaited), b = words(actual);
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+    using Word = std::istream_iterator<std::string>;
+    std::istringstream a(awaited), b(actual);
+    return std::equal(Word(a), Word(), Word(b), Word(),
                       [](const std::string& x, const std::string& y) { return x == "**" || x == y; });
 }
 
@@ -111,11 +105,6 @@ Exchange* Platform::next(Channel channel, const std::string& request)
         complain("unexpected " + inWords(channel, request) + ", awaited " +
                  (awaited == nullptr ? "nothing more" : inWords(awaited->channel, awaited->request)));
     return nullptr;
-}
-
-void Platform::mustBeWiped(const std::string& secret)
-{
-    secrets_.push_back(secret);
 }
 
 std::size_t Platform::logged(const std::string& part) const

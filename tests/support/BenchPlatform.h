@@ -66,7 +66,7 @@ public:
 
     Exchange& expect(Channel channel, const std::string& request);
     /** From now on no block may be given back to SMFreeMem with this text in it. */
-    void mustBeWiped(const std::string& secret);
+    void mustBeWiped(const std::string& secret) { secrets_.push_back(secret); }
 
     std::size_t logged(const std::string& part) const;  ///< the lines of either log with this in them
     /** What was wrong: unexpected and missing traffic, a foreign mutex, a secret, blocks, locks or threads left. */
