@@ -13,12 +13,14 @@
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateLinuxUtils.h"
 #include "OxaAutoUpdateUtils.h"
+#include "curlLxReceived.h"
 #include "osprivlege.h"
 #include "oxarfutilHelper.h"
 #include "qvisocppsecurecompat.h"
 #include "qvrfutilLX.h"
 #include "qvrfutilRequestEx.h"
 #include "qvrfutilWatch.h"
+#include "uncancelled.h"
 
 // The formats and their values come from scenarios.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -44,6 +46,12 @@ s32 collected(Function* append, const astring* text, size_t size, size_t count)
     const size_t                       total = received.responseSize;
     std::free(received.pResponse);
     return taken == bytes.size() && again == size * count ? static_cast<s32>(total) : -1;
+}
+
+s32 keptHead(const astring* text)
+{
+    const qvrf::Uncancelled uncancelled;
+    return qvrf::Received(qvrf::Received::Content::head).append("head", text, std::strlen(text)) ? 0 : -1;
 }
 
 /** The nine texts of a manifest, one a line. */
@@ -152,6 +160,7 @@ const std::map<std::string, Operation>& operations()
                return static_cast<s32>(taken);
            }),
         {"QVRFUTILWatchSSE", of(&watch)},
+        {"head", of(&keptHead)},
         AS(QVRFUTILSendRequestEx,
            [](const astring* method, const astring* path, const astring* body, u16* http) {
                QVRFUTILRequestEx request{};

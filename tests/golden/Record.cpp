@@ -83,7 +83,6 @@ private:
             note.replace(static_cast<std::size_t>(found.position(1)), code_.size(), "$CURL");
         return note;
     }
-    /** Without the operation's own name. */
     std::string shortened(const std::string& note) const
     {
         if (startsWith(note, "  ") && note.size() > 2 && std::isupper(static_cast<unsigned char>(note[2])) != 0)
