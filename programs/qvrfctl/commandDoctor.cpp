@@ -30,8 +30,8 @@ void show(Output& output, const Finding& finding)
     const auto& [step, verdict] = finding;
     output.write(std::to_string(step->number) + ' ' + padded(step->label, kLabelWidth));
     output.write(padded(nameOf(verdict.result), kResultWidth), colourOf(verdict.result));
-    output.write(harmlessLine(verdict.said) + '\n');
-    if (!verdict.todo.empty()) output.write("   to do: " + harmlessLine(verdict.todo) + '\n');
+    output.write(harmlessLine(verdict.finding) + '\n');
+    if (!verdict.advice.empty()) output.write("   to do: " + harmlessLine(verdict.advice) + '\n');
 }
 
 void examineAndTell(const Context& context, bool probes)
@@ -45,7 +45,7 @@ void examineAndTell(const Context& context, bool probes)
     if (first == nullptr) return;
     const Failure failure(static_cast<ExitStatus>(first->step->number),
                           "step " + std::to_string(first->step->number) + " (" + first->step->label + ") failed",
-                          first->verdict.todo);
+                          first->verdict.advice);
     if (!diagnosis.overdue) throw failure;
     report(failure, false);  // the hanging step still uses what the usual way out would take away
     ::_exit(failure.exit());

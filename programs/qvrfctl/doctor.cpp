@@ -41,9 +41,9 @@ constexpr Step kSteps[] = {
     {33, "leftovers", "update leftovers", checkLeftovers},
 };
 
-Verdict tried(const Step& step, Patient& patient)
+Verdict tried(const Step& step, Evidence& evidence)
 try {
-    return step.run(patient);
+    return step.run(evidence);
 } catch (const Failure& f) {
     return failed(f.what(), f.advice());
 } catch (const std::exception& e) {
@@ -67,8 +67,8 @@ struct Walk {
 
 void walk(const std::shared_ptr<Walk>& shared, const Context& context, bool probes)
 {
-    Patient patient(context, probes);
-    for (const Step& step : doctorSteps()) shared->add({&step, tried(step, patient)});
+    Evidence evidence(context, probes);
+    for (const Step& step : doctorSteps()) shared->add({&step, tried(step, evidence)});
 }
 
 /** Adds what is missing when time is over: the step that hangs, and those that never began. */
@@ -89,22 +89,22 @@ void keepFirstRemedy(std::vector<Finding>& findings)
     const auto first    = std::find_if(findings.begin(), findings.end(), isFailed);
     if (first == findings.end()) return;
     for (auto finding = findings.begin(); finding != findings.end(); ++finding)
-        if (finding != first) finding->verdict.todo.clear();
+        if (finding != first) finding->verdict.advice.clear();
 }
 
 }  // namespace
 
-Verdict ok(std::string said)
+Verdict ok(std::string finding)
 {
-    return {Result::ok, std::move(said), {}};
+    return {Result::ok, std::move(finding), {}};
 }
-Verdict warning(std::string said, std::string todo)
+Verdict warning(std::string finding, std::string advice)
 {
-    return {Result::warning, std::move(said), std::move(todo)};
+    return {Result::warning, std::move(finding), std::move(advice)};
 }
-Verdict failed(std::string said, std::string todo)
+Verdict failed(std::string finding, std::string advice)
 {
-    return {Result::failed, std::move(said), std::move(todo)};
+    return {Result::failed, std::move(finding), std::move(advice)};
 }
 Verdict skipped(std::string why)
 {
@@ -117,13 +117,13 @@ const char* nameOf(Result result) noexcept
     return names[static_cast<std::size_t>(result)];
 }
 
-bool needsLink(const Patient& patient)
+bool needsLink(const Evidence& evidence)
 {
-    if (!patient.endpoint) return true;
-    const std::string& address  = patient.endpoint->address;
+    if (!evidence.endpoint) return true;
+    const std::string& address  = evidence.endpoint->address;
     const auto         begins   = [&](const char* text) { return address.rfind(text, 0) == 0; };
     const bool         loopback = begins("127.") || address == "::1";
-    const bool         given    = patient.context.target.endpoint.has_value();
+    const bool         given    = evidence.context.target.endpoint.has_value();
     return !loopback && (!given || begins("169.254.") || begins("fe80"));
 }
 
@@ -146,8 +146,8 @@ Json Diagnosis::document() const
         steps.push_back({{"number", step->number},
                          {"step", step->key},
                          {"result", nameOf(verdict.result)},
-                         {"said", verdict.said},
-                         {"todo", verdict.todo}});
+                         {"said", verdict.finding},
+                         {"todo", verdict.advice}});
     const Finding* first = firstFailed();
     return {{"firstFailed", first != nullptr ? Json(first->step->number) : Json()}, {"steps", steps}};
 }
@@ -156,8 +156,9 @@ std::string Diagnosis::text() const
 {
     std::string text;
     for (const auto& [step, verdict] : findings) {
-        text += std::to_string(step->number) + ' ' + step->label + ": " + nameOf(verdict.result) + ": " + verdict.said;
-        text += (verdict.todo.empty() ? "" : "\n   to do: " + verdict.todo) + '\n';
+        text +=
+            std::to_string(step->number) + ' ' + step->label + ": " + nameOf(verdict.result) + ": " + verdict.finding;
+        text += (verdict.advice.empty() ? "" : "\n   to do: " + verdict.advice) + '\n';
     }
     return text;
 }

@@ -19,19 +19,19 @@ enum class Result { ok, warning, failed, skipped };
 /** What a step found, and what to do about it. */
 struct Verdict {
     Result      result;
-    std::string said;
-    std::string todo;
+    std::string finding;
+    std::string advice;
 };
 
-Verdict ok(std::string said);
-Verdict warning(std::string said, std::string todo);
-Verdict failed(std::string said, std::string todo);
+Verdict ok(std::string finding);
+Verdict warning(std::string finding, std::string advice);
+Verdict failed(std::string finding, std::string advice);
 /** Not looked at: not needed here, or not possible after what failed before. */
 Verdict skipped(std::string why);
 
 /** What is known so far. Each step adds to it, and takes from it what those before found. */
-struct Patient {
-    Patient(const Context& c, bool mayProbe) : context(c), probes(mayProbe), target(c.target) {}
+struct Evidence {
+    Evidence(const Context& c, bool mayProbe) : context(c), probes(mayProbe), target(c.target) {}
 
     const Context& context;
     bool           probes;  ///< may do what changes something on the host
@@ -53,13 +53,13 @@ struct Patient {
 };
 
 /** Where the web server is behind the USB NIC, the link's state counts; else it is not looked at. */
-bool needsLink(const Patient& patient);
+bool needsLink(const Evidence& evidence);
 
 struct Step {
     int         number;  ///< the exit status when it is the first that fails; scripts rely on it
     const char* key;
     const char* label;
-    Verdict (*run)(Patient&);
+    Verdict (*run)(Evidence&);
 };
 
 struct StepTable {
@@ -92,29 +92,29 @@ Diagnosis examine(const Context& context, bool probes);
 const char* nameOf(Result result) noexcept;
 
 // The steps: of the host, of the link to the BMC, of its web server, of what its users see.
-Verdict checkConfiguration(Patient& patient);
-Verdict checkLibraries(Patient& patient);
-Verdict checkModule(Patient& patient);
-Verdict checkDevice(Patient& patient);
-Verdict checkPermission(Patient& patient);
-Verdict checkFirmware(Patient& patient);
-Verdict checkPassThrough(Patient& patient);
-Verdict checkUsbNic(Patient& patient);
-Verdict checkCarrier(Patient& patient);
-Verdict checkAddresses(Patient& patient);
-Verdict checkArp(Patient& patient);
-Verdict checkTcp(Patient& patient);
-Verdict checkTls(Patient& patient);
-Verdict checkRoot(Patient& patient);
-Verdict checkGeneration(Patient& patient);
-Verdict checkToken(Patient& patient);
-Verdict checkSession(Patient& patient);
-Verdict checkEvents(Patient& patient);
-Verdict checkClock(Patient& patient);
-Verdict checkSessionsLeft(Patient& patient);
-Verdict checkPackage(Patient& patient);
-Verdict checkAgent(Patient& patient);
-Verdict checkLeftovers(Patient& patient);
+Verdict checkConfiguration(Evidence& evidence);
+Verdict checkLibraries(Evidence& evidence);
+Verdict checkModule(Evidence& evidence);
+Verdict checkDevice(Evidence& evidence);
+Verdict checkPermission(Evidence& evidence);
+Verdict checkFirmware(Evidence& evidence);
+Verdict checkPassThrough(Evidence& evidence);
+Verdict checkUsbNic(Evidence& evidence);
+Verdict checkCarrier(Evidence& evidence);
+Verdict checkAddresses(Evidence& evidence);
+Verdict checkArp(Evidence& evidence);
+Verdict checkTcp(Evidence& evidence);
+Verdict checkTls(Evidence& evidence);
+Verdict checkRoot(Evidence& evidence);
+Verdict checkGeneration(Evidence& evidence);
+Verdict checkToken(Evidence& evidence);
+Verdict checkSession(Evidence& evidence);
+Verdict checkEvents(Evidence& evidence);
+Verdict checkClock(Evidence& evidence);
+Verdict checkSessionsLeft(Evidence& evidence);
+Verdict checkPackage(Evidence& evidence);
+Verdict checkAgent(Evidence& evidence);
+Verdict checkLeftovers(Evidence& evidence);
 
 }  // namespace qvrfctl
 

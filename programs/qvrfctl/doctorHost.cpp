@@ -59,14 +59,14 @@ std::string portToldOverIpmi()
 }
 
 /** The web server's place: the command line's, or what the BMC tells. */
-void learnEndpoint(Patient& patient)
+void learnEndpoint(Evidence& evidence)
 {
-    patient.endpoint = patient.context.target.endpoint;
-    if (patient.endpoint || !patient.answers) return;
+    evidence.endpoint = evidence.context.target.endpoint;
+    if (evidence.endpoint || !evidence.answers) return;
     const std::string address = addressToldOverIpmi();
     const std::string port    = address.empty() ? "" : portToldOverIpmi();
     // Not parsed: the older generation takes ports of five digits, which the command line does not.
-    if (!port.empty()) patient.endpoint = Endpoint{address, port, address.find(':') != address.npos};
+    if (!port.empty()) evidence.endpoint = Endpoint{address, port, address.find(':') != address.npos};
 }
 
 /** The configuration, the device and the right to it are in order: the steps before have looked at them. */
@@ -78,16 +78,16 @@ Verdict silent()
 
 }  // namespace
 
-Verdict checkConfiguration(Patient& patient)
+Verdict checkConfiguration(Evidence& evidence)
 {
-    const qvtools::Configuration& told = patient.configuration = qvtools::configuration();
-    patient.bmcDevice                                          = told.isTold ? told.endpoint : "device:/dev/ipmi0";
+    const qvtools::Configuration& told = evidence.configuration = qvtools::configuration();
+    evidence.bmcDevice                                          = told.isTold ? told.endpoint : "device:/dev/ipmi0";
     if (!told.isTold) return skipped("this platform does not tell its configuration");
     if (!told.fault().empty()) return failed(told.fault(), qvtools::kMendConfiguration);
     return ok(told.file.empty() ? "no file: the platform's defaults count" : told.file);
 }
 
-Verdict checkLibraries(Patient&)
+Verdict checkLibraries(Evidence&)
 {
     std::string all;
     for (const char* symbol : {"QVRFUTILInit", "SMAllocMem", "QVHIPMCommand", "SMqvoxaPBKDF2Encrypt"}) {
@@ -99,74 +99,75 @@ Verdict checkLibraries(Patient&)
     return ok(all + " in " + std::filesystem::path(providerOf("QVRFUTILInit")).parent_path().string());
 }
 
-Verdict checkModule(Patient& patient)
+Verdict checkModule(Evidence& evidence)
 {
-    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
-    if (!begins(patient.bmcDevice, kDevice)) return skipped("not needed: the BMC is at " + patient.bmcDevice);
+    if (evidence.bmcDevice.empty()) return skipped(kNoDevice);
+    if (!begins(evidence.bmcDevice, kDevice)) return skipped("not needed: the BMC is at " + evidence.bmcDevice);
     if (::access("/sys/class/ipmi", F_OK) == 0 || ::access("/sys/module/ipmi_devintf", F_OK) == 0)
         return ok("ipmi_devintf is loaded");
     return failed("the kernel's IPMI device interface is not loaded", "sudo modprobe -a ipmi_devintf ipmi_si");
 }
 
-Verdict checkDevice(Patient& patient)
+Verdict checkDevice(Evidence& evidence)
 {
-    const std::string path = pathOf(patient.bmcDevice);
+    const std::string path = pathOf(evidence.bmcDevice);
     struct stat       about {};
-    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
-    if (path.empty()) return skipped("not needed: the BMC is at " + patient.bmcDevice);
+    if (evidence.bmcDevice.empty()) return skipped(kNoDevice);
+    if (path.empty()) return skipped("not needed: the BMC is at " + evidence.bmcDevice);
     if (::stat(path.c_str(), &about) != 0)
         return failed(path + ": " + std::strerror(errno),
-                      begins(patient.bmcDevice, kDevice) ? "sudo modprobe ipmi_si; see what the kernel's log says of it"
-                                                         : "start the BMC there, or correct hipm.endpoint");
+                      begins(evidence.bmcDevice, kDevice)
+                          ? "sudo modprobe ipmi_si; see what the kernel's log says of it"
+                          : "start the BMC there, or correct hipm.endpoint");
     if (S_ISCHR(about.st_mode) || S_ISSOCK(about.st_mode)) return ok(path);
     return failed(path + " is neither a device nor a socket", "correct hipm.endpoint in the configuration");
 }
 
-Verdict checkPermission(Patient& patient)
+Verdict checkPermission(Evidence& evidence)
 {
-    const std::string path = pathOf(patient.bmcDevice);
-    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
-    if (path.empty()) return skipped("not needed: the BMC is at " + patient.bmcDevice);
+    const std::string path = pathOf(evidence.bmcDevice);
+    if (evidence.bmcDevice.empty()) return skipped(kNoDevice);
+    if (path.empty()) return skipped("not needed: the BMC is at " + evidence.bmcDevice);
     if (::access(path.c_str(), F_OK) != 0) return skipped("there is no " + path);
     if (::eaccess(path.c_str(), R_OK | W_OK) == 0) return ok("this user may read and write it");
     return failed(path + ": " + std::strerror(errno), "run it with sudo, or let this user read and write the device");
 }
 
-Verdict checkFirmware(Patient& patient)
+Verdict checkFirmware(Evidence& evidence)
 {
-    u16       major = 0;
-    u16       minor = 0;
-    const s32 st    = APMDiscoveryGetTorvoFwVersion(&major, &minor);
-    patient.answers = !isSilence(st);
-    learnEndpoint(patient);
-    if (patient.bmcDevice.empty()) return skipped(kNoDevice);
-    if (!patient.answers) return silent();
+    u16       major  = 0;
+    u16       minor  = 0;
+    const s32 st     = APMDiscoveryGetTorvoFwVersion(&major, &minor);
+    evidence.answers = !isSilence(st);
+    learnEndpoint(evidence);
+    if (evidence.bmcDevice.empty()) return skipped(kNoDevice);
+    if (!evidence.answers) return silent();
     if (st != 0) return failed(discoveryReason(st), "look into the BMC's log");
     const std::string version = std::to_string(major) + '.' + std::to_string(minor);
     if (major > 6 || (major == 6 && minor >= 10)) return ok(version);
     return warning(version + " is too old for Redfish", "update the BMC's firmware to 6.10 or newer");
 }
 
-Verdict checkPackage(Patient& patient)
+Verdict checkPackage(Evidence& evidence)
 {
     std::array<astring, APM_VERSION_SIZE> version{};
-    if (!patient.answers) return skipped("the BMC does not answer over IPMI");
+    if (!evidence.answers) return skipped("the BMC does not answer over IPMI");
     if (const s32 st = APMDiscoveryGetOxaPloxVersion(version.data()); st != 0)
         return warning("not told: " + discoveryReason(st), "a BMC without an update package has none to tell");
     if (std::strlen(version.data()) > kLongestNoVersion) return ok(version.data());
     return warning("the BMC holds no update package", "put one on the BMC where it is to update this host's agent");
 }
 
-Verdict checkAgent(Patient& patient)
+Verdict checkAgent(Evidence& evidence)
 {
     std::array<astring, APM_VERSION_SIZE + 1> version{};
-    if (!patient.answers) return skipped("the BMC does not answer over IPMI");
+    if (!evidence.answers) return skipped("the BMC does not answer over IPMI");
     if (const s32 st = APMDiscoveryGetOxaOSVersion(version.data()); st != 0)
         return warning("the BMC has recorded none", "an agent that was never started leaves no record: start it");
     return ok(version.data());
 }
 
-Verdict checkLeftovers(Patient&)
+Verdict checkLeftovers(Evidence&)
 {
     for (const char* place : {"/tmp/.AutoUpdate", "/tmp/.signature"})
         if (std::error_code error; std::filesystem::exists(std::filesystem::symlink_status(place, error)))

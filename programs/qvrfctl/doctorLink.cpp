@@ -23,15 +23,15 @@ constexpr auto        kArpTime           = std::chrono::seconds(2);
 constexpr auto        kArpPause          = std::chrono::milliseconds(50);
 constexpr char        kSetUp[]           = "sudo qvrfctl link setup";
 
-bool has(const Patient& patient, const char* flag)
+bool has(const Evidence& evidence, const char* flag)
 {
-    const auto& flags = patient.link.flags;
+    const auto& flags = evidence.link.flags;
     return std::find(flags.begin(), flags.end(), flag) != flags.end();
 }
 
-Verdict notBehindLink(const Patient& patient)
+Verdict notBehindLink(const Evidence& evidence)
 {
-    return skipped("not needed: the BMC is at " + patient.endpoint->address);
+    return skipped("not needed: the BMC is at " + evidence.endpoint->address);
 }
 
 std::string joined(const std::vector<std::string>& words)
@@ -84,64 +84,65 @@ bool isNeighbour(const std::string& address)
 
 }  // namespace
 
-Verdict checkPassThrough(Patient& patient)
+Verdict checkPassThrough(Evidence& evidence)
 {
-    if (!needsLink(patient)) return notBehindLink(patient);
-    if (!patient.answers) return skipped("the BMC does not answer over IPMI");
+    if (!needsLink(evidence)) return notBehindLink(evidence);
+    if (!evidence.answers) return skipped("the BMC does not answer over IPMI");
     u8 mode = 0;
     if (APMDiscoveryGetOSToBMCStatus(&mode) != 0)
         return failed("the BMC does not tell its mode", "look into the BMC's log");
-    patient.mode = mode;
+    evidence.mode = mode;
     if (mode == kPassThroughUsbNic) return ok(passThroughText(mode));
     return failed(passThroughText(mode), mode == kPassThroughOff ? "sudo qvrfctl link setup switches it on"
                                                                  : "choose the USB NIC in the BMC's settings");
 }
 
-Verdict checkUsbNic(Patient& patient)
+Verdict checkUsbNic(Evidence& evidence)
 {
-    if (!needsLink(patient)) return notBehindLink(patient);
+    if (!needsLink(evidence)) return notBehindLink(evidence);
     std::array<astring, kInterfaceNameSize> name{};
     if (GetUSBNICInterfaceName(name.data()) != 0 || name[0] == '\0')
-        return failed("no interface of this host is the BMC's USB NIC (USB device 7a3e/c051)",
-                      patient.mode == kPassThroughUsbNic ? "check the host's USB devices and network drivers" : kSetUp);
-    patient.interface = name.data();
-    patient.link      = readLink(patient.interface);
-    return ok(patient.interface);
+        return failed(
+            "no interface of this host is the BMC's USB NIC (USB device 7a3e/c051)",
+            evidence.mode == kPassThroughUsbNic ? "check the host's USB devices and network drivers" : kSetUp);
+    evidence.interface = name.data();
+    evidence.link      = readLink(evidence.interface);
+    return ok(evidence.interface);
 }
 
-Verdict checkCarrier(Patient& patient)
+Verdict checkCarrier(Evidence& evidence)
 {
-    if (!needsLink(patient)) return notBehindLink(patient);
-    if (patient.interface.empty()) return skipped("there is no USB NIC");
-    if (!has(patient, "UP")) return failed(patient.interface + " is down", kSetUp);
-    if (has(patient, "RUNNING")) return ok(patient.interface + " is up and running");
-    return failed(patient.interface + " has no carrier",
+    if (!needsLink(evidence)) return notBehindLink(evidence);
+    if (evidence.interface.empty()) return skipped("there is no USB NIC");
+    if (!has(evidence, "UP")) return failed(evidence.interface + " is down", kSetUp);
+    if (has(evidence, "RUNNING")) return ok(evidence.interface + " is up and running");
+    return failed(evidence.interface + " has no carrier",
                   "switch the OS-to-BMC pass-through off and on in the BMC's settings: it plugs its USB NIC in anew");
 }
 
-Verdict checkAddresses(Patient& patient)
+Verdict checkAddresses(Evidence& evidence)
 {
-    if (!needsLink(patient)) return notBehindLink(patient);
-    if (patient.interface.empty()) return skipped("there is no USB NIC");
-    const auto&       own   = patient.link.ipv4Addresses;
-    const std::string all   = joined(own) + ' ' + joined(patient.link.ipv6Addresses);
-    const bool        other = !patient.endpoint || patient.endpoint->ipv6;
-    if (own.empty() && (!other || patient.link.ipv6Addresses.empty()))
-        return failed(patient.interface + " has no address for the BMC", kSetUp);
-    const auto beside = [&](const std::string& network) { return isBeside(network, patient.endpoint->address); };
+    if (!needsLink(evidence)) return notBehindLink(evidence);
+    if (evidence.interface.empty()) return skipped("there is no USB NIC");
+    const auto&       own   = evidence.link.ipv4Addresses;
+    const std::string all   = joined(own) + ' ' + joined(evidence.link.ipv6Addresses);
+    const bool        other = !evidence.endpoint || evidence.endpoint->ipv6;
+    if (own.empty() && (!other || evidence.link.ipv6Addresses.empty()))
+        return failed(evidence.interface + " has no address for the BMC", kSetUp);
+    const auto beside = [&](const std::string& network) { return isBeside(network, evidence.endpoint->address); };
     if (other || std::any_of(own.begin(), own.end(), beside)) return ok(all);
-    return failed(all + " and the BMC's " + patient.endpoint->address + " are in different networks",
+    return failed(all + " and the BMC's " + evidence.endpoint->address + " are in different networks",
                   "give the interface an address beside the BMC's, or remove its own and run 'qvrfctl link setup'");
 }
 
-Verdict checkArp(Patient& patient)
+Verdict checkArp(Evidence& evidence)
 {
-    if (!needsLink(patient)) return notBehindLink(patient);
-    if (patient.interface.empty() || !patient.endpoint) return skipped("there is no link to ask on");
-    if (patient.endpoint->ipv6) return skipped("the BMC's address is IPv6");
-    std::string address = patient.endpoint->address;
-    if (patient.probes) {
-        std::string name = patient.interface;
+    if (!needsLink(evidence)) return notBehindLink(evidence);
+    if (evidence.interface.empty() || !evidence.endpoint) return skipped("there is no link to ask on");
+    if (evidence.endpoint->ipv6) return skipped("the BMC's address is IPv6");
+    std::string address = evidence.endpoint->address;
+    if (evidence.probes) {
+        std::string name = evidence.interface;
         return OSSendARPProbeToTorvo(name.data(), 1, 1, address.data()) == 0
                    ? ok(address + " answers a request")
                    : failed(address + " does not answer", kSetUp);

@@ -25,10 +25,10 @@ constexpr int  kMany       = 4;
 const char kNoSession[] = "there is no session";
 
 /** The resource at @p path. @throws Failure */
-nlohmann::json read(Patient& patient, const std::string& path)
+nlohmann::json read(Evidence& evidence, const std::string& path)
 {
     const Request request{QVRFUTIL_REQUEST_GET, path, {}, false, {}};
-    const Answer  answer = send(*patient.session, request);
+    const Answer  answer = send(*evidence.session, request);
     if (answer.http >= 400) throw httpFailure(request, answer);
     auto json = fromBmc(answer.body);
     if (json.is_null()) throw Failure(kExitLibrary, path + " is not JSON");
@@ -45,12 +45,12 @@ std::time_t timeOf(const std::string& text)
 }
 
 /** The BMC's clock: the web server's date, or the first manager's own word. -1: it tells none. */
-std::time_t clockOf(Patient& patient)
+std::time_t clockOf(Evidence& evidence)
 {
-    if (!patient.root.date.empty()) return ::curl_getdate(patient.root.date.c_str(), nullptr);
-    if (!patient.session) return -1;
+    if (!evidence.root.date.empty()) return ::curl_getdate(evidence.root.date.c_str(), nullptr);
+    if (!evidence.session) return -1;
     try {
-        const auto manager = read(patient, read(patient, kManagers).at("Members").at(0).at("@odata.id"));
+        const auto manager = read(evidence, read(evidence, kManagers).at("Members").at(0).at("@odata.id"));
         return timeOf(manager.at("DateTime").get<std::string>());
     } catch (const std::exception&) {
         return -1;
@@ -59,13 +59,13 @@ std::time_t clockOf(Patient& patient)
 
 }  // namespace
 
-Verdict checkToken(Patient& patient)
+Verdict checkToken(Evidence& evidence)
 {
-    if (!patient.generation) return skipped("the BMC's generation is not known");
+    if (!evidence.generation) return skipped("the BMC's generation is not known");
     astring*    token     = nullptr;
     u32         length    = 0;
-    std::string privilege = patient.context.options.privilege;
-    const s32   st        = GenerateOAuthToken(patient.context.options.user.c_str(), privilege.data(), &token, &length);
+    std::string privilege = evidence.context.options.privilege;
+    const s32   st = GenerateOAuthToken(evidence.context.options.user.c_str(), privilege.data(), &token, &length);
     if (token != nullptr) ::explicit_bzero(token, length);
     SMFreeMem(token);
     if (st == OXA_SUCCESS) return ok("made, and the BMC knows it");
@@ -73,22 +73,22 @@ Verdict checkToken(Patient& patient)
     return failed(failure.what(), failure.advice());
 }
 
-Verdict checkSession(Patient& patient)
+Verdict checkSession(Evidence& evidence)
 {
-    if (!patient.generation) return skipped("the BMC's generation is not known");
-    const Context& context         = patient.context;
-    patient.target.generation      = *patient.generation;
-    patient.target.findsGeneration = false;
-    if (*patient.generation == Generation::older) patient.target.endpoint.reset();  // it is found over IPMI alone
-    patient.own.reset(new Context{context.options, patient.target, context.output, context.interrupts});
-    patient.session = std::make_unique<Session>(*patient.own);
-    return ok(std::string("opened for ") + patient.session->record().UserName);
+    if (!evidence.generation) return skipped("the BMC's generation is not known");
+    const Context& context          = evidence.context;
+    evidence.target.generation      = *evidence.generation;
+    evidence.target.findsGeneration = false;
+    if (*evidence.generation == Generation::older) evidence.target.endpoint.reset();  // it is found over IPMI alone
+    evidence.own.reset(new Context{context.options, evidence.target, context.output, context.interrupts});
+    evidence.session = std::make_unique<Session>(*evidence.own);
+    return ok(std::string("opened for ") + evidence.session->record().UserName);
 }
 
-Verdict checkEvents(Patient& patient)
+Verdict checkEvents(Evidence& evidence)
 {
-    if (!patient.session) return skipped(kNoSession);
-    const auto service = read(patient, kEvents);
+    if (!evidence.session) return skipped(kNoSession);
+    const auto service = read(evidence, kEvents);
     const auto stream  = service.find("ServerSentEventUri");
     if (stream == service.end() || !stream->is_string())
         return warning("the event service announces no stream", "'qvrfctl events' needs the PATH of one");
@@ -97,10 +97,10 @@ Verdict checkEvents(Patient& patient)
     return warning("the event service is off", "set ServiceEnabled of " + std::string(kEvents));
 }
 
-Verdict checkClock(Patient& patient)
+Verdict checkClock(Evidence& evidence)
 {
-    if (!patient.reached) return skipped("there is no connection");
-    const std::time_t theirs = clockOf(patient);
+    if (!evidence.reached) return skipped("there is no connection");
+    const std::time_t theirs = clockOf(evidence);
     if (theirs == -1) return skipped("the BMC tells no time");
     const long        skew = std::labs(static_cast<long>(std::time(nullptr) - theirs));
     const std::string text = std::to_string(skew) + " s between host and BMC";
@@ -108,14 +108,14 @@ Verdict checkClock(Patient& patient)
     return warning(text, "set both clocks: login tokens are good for five minutes of the BMC's time");
 }
 
-Verdict checkSessionsLeft(Patient& patient)
+Verdict checkSessionsLeft(Evidence& evidence)
 {
-    if (!patient.session) return skipped(kNoSession);
-    const bool newer   = *patient.generation == Generation::newer;
-    const auto all     = read(patient, newer ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions");
+    if (!evidence.session) return skipped(kNoSession);
+    const bool newer   = *evidence.generation == Generation::newer;
+    const auto all     = read(evidence, newer ? "/redfish/v1/SessionService/Sessions" : "/redfish/v1/Sessions");
     const auto members = all.find("Members");
     const int  others  = members != all.end() && members->is_array() ? static_cast<int>(members->size()) - 1 : 0;
-    patient.session.reset();  // the last that needs it
+    evidence.session.reset();  // the last that needs it
     const std::string text = std::to_string(others) + " beside this one";
     if (others < kMany) return ok(text);
     return warning(text, "programs that were killed leave them: the BMC ends them when their idle time is over");

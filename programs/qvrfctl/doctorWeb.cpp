@@ -17,9 +17,9 @@ std::string placeOf(const Endpoint& endpoint)
     return endpoint.address + " port " + endpoint.port;
 }
 
-WebProbe probeOf(const Patient& patient)
+WebProbe probeOf(const Evidence& evidence)
 {
-    return WebProbe(*patient.endpoint, patient.interface);
+    return WebProbe(*evidence.endpoint, evidence.interface);
 }
 
 /** Where the service root says that sessions are; empty when it does not. */
@@ -33,54 +33,54 @@ std::string sessionsOf(const WebAnswer& root)
     }
 }
 
-bool exists(const Patient& patient, const char* collection)
+bool exists(const Evidence& evidence, const char* collection)
 {
-    const WebAnswer answer = probeOf(patient).get(collection);
+    const WebAnswer answer = probeOf(evidence).get(collection);
     return answer.problem.empty() && answer.http != 404;
 }
 
 /** The collection that is there: the one that the service root names, before the others. */
-std::optional<Generation> generationOf(const Patient& patient)
+std::optional<Generation> generationOf(const Evidence& evidence)
 {
-    const std::string told   = sessionsOf(patient.root);
+    const std::string told   = sessionsOf(evidence.root);
     const bool        older  = told == kOlderOnes;
     const char* const first  = older ? kOlderOnes : kNewerOnes;
     const char* const second = older ? kNewerOnes : kOlderOnes;
-    if (exists(patient, first)) return older ? Generation::older : Generation::newer;
-    if (exists(patient, second)) return older ? Generation::newer : Generation::older;
+    if (exists(evidence, first)) return older ? Generation::older : Generation::newer;
+    if (exists(evidence, second)) return older ? Generation::newer : Generation::older;
     return std::nullopt;
 }
 
 }  // namespace
 
-Verdict checkTcp(Patient& patient)
+Verdict checkTcp(Evidence& evidence)
 {
-    if (!patient.endpoint)
-        return patient.answers ? failed("the BMC tells no address", "switch its USB NIC on, or give --address")
-                               : skipped("the BMC's address is not known: give --address");
-    const WebAnswer answer = probeOf(patient).connect();
-    patient.reached        = answer.problem.empty();
-    if (patient.reached) return ok(placeOf(*patient.endpoint) + " takes connections");
-    return failed(placeOf(*patient.endpoint) + ": " + answer.problem,
+    if (!evidence.endpoint)
+        return evidence.answers ? failed("the BMC tells no address", "switch its USB NIC on, or give --address")
+                                : skipped("the BMC's address is not known: give --address");
+    const WebAnswer answer = probeOf(evidence).connect();
+    evidence.reached       = answer.problem.empty();
+    if (evidence.reached) return ok(placeOf(*evidence.endpoint) + " takes connections");
+    return failed(placeOf(*evidence.endpoint) + ": " + answer.problem,
                   "see the link's steps; switch the BMC's web server on, or correct --address and --port");
 }
 
-Verdict checkTls(Patient& patient)
+Verdict checkTls(Evidence& evidence)
 {
-    if (!patient.reached) return skipped("there is no connection");
+    if (!evidence.reached) return skipped("there is no connection");
     std::string all;
-    for (const std::string& version : probeOf(patient).tlsVersions()) all += (all.empty() ? "" : ", ") + version;
+    for (const std::string& version : probeOf(evidence).tlsVersions()) all += (all.empty() ? "" : ", ") + version;
     if (all.empty())
         return failed("no version of TLS is answered", "restart the BMC's web server; it may serve no HTTPS here");
     if (all.find("1.2") != all.npos || all.find("1.3") != all.npos) return ok("versions " + all);
     return warning("versions " + all + " alone", "update the BMC's firmware: this host may refuse TLS older than 1.2");
 }
 
-Verdict checkRoot(Patient& patient)
+Verdict checkRoot(Evidence& evidence)
 {
-    if (!patient.reached) return skipped("there is no connection");
-    patient.root          = probeOf(patient).get(kRoot);
-    const WebAnswer& root = patient.root;
+    if (!evidence.reached) return skipped("there is no connection");
+    evidence.root         = probeOf(evidence).get(kRoot);
+    const WebAnswer& root = evidence.root;
     const HttpRow&   row  = httpRow(static_cast<int>(root.http));
     if (!root.problem.empty()) return failed(std::string(kRoot) + ": " + root.problem, "restart the BMC's web server");
     if (root.http != 200)
@@ -91,14 +91,14 @@ Verdict checkRoot(Patient& patient)
                : failed(std::string(kRoot) + " is not JSON", "this may be no BMC: check --address and --port");
 }
 
-Verdict checkGeneration(Patient& patient)
+Verdict checkGeneration(Evidence& evidence)
 {
-    if (patient.root.http != 200) return skipped("there is no service root");
-    patient.generation = generationOf(patient);
-    if (!patient.generation)
+    if (evidence.root.http != 200) return skipped("there is no service root");
+    evidence.generation = generationOf(evidence);
+    if (!evidence.generation)
         return failed("there is a session collection of neither generation", "update the BMC's firmware");
-    const char*        name  = *patient.generation == Generation::newer ? "new" : "old";
-    const std::string& given = patient.context.options.generation;
+    const char*        name  = *evidence.generation == Generation::newer ? "new" : "old";
+    const std::string& given = evidence.context.options.generation;
     if (given == "auto" || given == name) return ok(name);
     return failed(std::string(name) + ", and not " + given, "leave --generation out, or give auto");
 }

@@ -65,7 +65,7 @@ void showChanged(Screen& screen, const std::string& name, const char* what, cons
 using Wanted = std::function<Value(Service&)>;
 
 void change(const Context& context, const Words& words, const char* member, const Wanted& wantedOf,
-            const std::string& said)
+            const std::string& subject)
 {
     Service     service(context);
     Screen      screen(context);
@@ -79,7 +79,8 @@ void change(const Context& context, const Words& words, const char* member, cons
         throw Failure(kExitLibrary, "the BMC answered that it is done, but " + std::string(member) + " of " +
                                         words.name + " is " + service.read(path)[member].dump());
     if (screen.isJson() && isSo) return screen.document({{"name", words.name}, {"changed", Value::list()}});
-    showChanged(screen, words.name, said.c_str(), isSo ? "so already" : std::string(member) + " is " + wanted.text());
+    showChanged(screen, words.name, subject.c_str(),
+                isSo ? "so already" : std::string(member) + " is " + wanted.text());
 }
 
 /** A name of ours, or an Id of the BMC's. */

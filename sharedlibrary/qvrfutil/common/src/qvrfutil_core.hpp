@@ -99,12 +99,12 @@ public:
         }
         const Duration limit = login.limit;
         login_               = std::move(login);
-        const auto told      = std::make_shared<Told<Done>>();
-        inBackground([this, told] {
-            if (!told->set(contained([&] { return openNow(); }, outOfMemory)))
+        const auto late      = std::make_shared<LateResult<Done>>();
+        inBackground([this, late] {
+            if (!late->set(contained([&] { return openNow(); }, outOfMemory)))
                 static_cast<void>(closeNow());  // who wanted it has gone
         });
-        std::optional<Done> done = limit.count() == 0 ? told->wait() : told->wait(after(limit));
+        std::optional<Done> done = limit.count() == 0 ? late->wait() : late->wait(after(limit));
         if (done) return *std::move(done);
         return Error("open a session", OXA_BMC_SESSION_CREATION_FAILED,
                      "the BMC did not open one within " + inWords(limit), kCheckLink);
@@ -119,9 +119,9 @@ public:
             isOver_   = isOver_ || forGood;
             isClosed_ = true;  // nothing begins any more, and nothing is renewed
         }
-        const auto told = std::make_shared<Told<Done>>();
-        inBackground([this, told] { told->set(contained([&] { return closeNow(); }, outOfMemory)); });
-        if (std::optional<Done> done = told->wait(after(limit))) return *std::move(done);
+        const auto late = std::make_shared<LateResult<Done>>();
+        inBackground([this, late] { late->set(contained([&] { return closeNow(); }, outOfMemory)); });
+        if (std::optional<Done> done = late->wait(after(limit))) return *std::move(done);
         return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
                      statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
     }

@@ -36,7 +36,8 @@ public:
         request.path        = options_.path;
         request.isKeptAlive = true;
         request.options.with("Accept: text/event-stream");
-        if (const std::string id = state_.told().lastId; isSendable(id)) request.options.with("Last-Event-ID: " + id);
+        if (const std::string id = state_.received().lastId; isSendable(id))
+            request.options.with("Last-Event-ID: " + id);
         request.options.connectLimit = kConnecting;
         request.onLine               = [this](std::string_view line) { return readHead(line); };
         request.sink                 = [this](u16 http, std::string_view piece) { return take(http, piece); };
@@ -58,7 +59,7 @@ public:
     bool isStream() const
     {
         if (http() != kOk) return false;
-        return isTyped_ ? isEventStream_ : page_.empty() || state_.told().isStream;
+        return isTyped_ ? isEventStream_ : page_.empty() || state_.received().isStream;
     }
 
 private:
@@ -276,7 +277,7 @@ private:
     Duration asked(const Response& answer) const
     {
         std::optional<Duration> wanted = retryAfter(answer);
-        if (!wanted) wanted = state_->told().retry;
+        if (!wanted) wanted = state_->received().retry;
         if (!wanted) return std::max(std::min(options_.firstPause, options_.mostPause), Duration(1));
         return std::max(std::min(*wanted, options_.mostPause), kLeastPause);
     }

@@ -98,12 +98,12 @@ public:
         if (!error_) error_ = std::move(error);
         changed_.notify_all();
     }
-    struct Told {
+    struct Received {
         bool                    isStream;
         std::optional<Duration> retry;
         std::string             lastId;
     };
-    Told told() const
+    Received received() const
     {
         const Lock lock(mutex_);
         return {parser_.isStream(), parser_.retry(), parser_.lastId()};

@@ -128,9 +128,9 @@ inline bool startThread(std::function<void()> work) noexcept
     return true;
 }
 
-/** What a thread of its own has to tell, to somebody who does not wait for it forever. */
+/** The result of a thread of its own, for somebody who does not wait for it forever. */
 template <class Value>
-class Told {
+class LateResult {
 public:
     /** @return whether somebody still waits for it */
     bool set(Value value)
