@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "OxaAutoUpdateUtils.h"
 #include "commands.h"
+#include "day/rounds.h"
 #include "linkstate.h"
 #include "oxarfutilHelper.h"
 #include "qvstatus.h"
@@ -78,10 +80,9 @@ constexpr Fact kFacts[] = {
     {"pass-through", "passThrough", passThroughMode},
 };
 
-void discover(const Context& context)
+void discover(const Context& context, const Show& show)
 {
-    const Generation generation = context.target.generation;
-    const Library    library(generation);
+    const Generation generation  = context.target.generation;
     Json             facts       = Json::object();
     Json             unavailable = Json::object();
     std::string      lines;
@@ -100,13 +101,10 @@ void discover(const Context& context)
             unavailable[fact.key] = {{"status", st}, {"reason", discoveryReason(st)}};
             value                 = "not available (" + discoveryReason(st) + ")";
         }
-        if (!context.output.json()) lines += labelled(fact.label, value);
+        lines += labelled(fact.label, value);
     }
     facts["unavailable"] = std::move(unavailable);
-    if (context.output.json())
-        context.output.document(facts);
-    else
-        context.output.write(lines);
+    show(facts, lines);
 }
 
 struct Service {
@@ -119,11 +117,10 @@ constexpr Service kServices[] = {
     {"Redfish", "redfish", OXAGetTorvoRedfish},
 };
 
-void services(const Context& context)
+void services(const Context&, const Show& show)
 {
-    const Library library(context.target.generation);
-    Json          states = Json::object();
-    std::string   lines;
+    Json        states = Json::object();
+    std::string lines;
     for (const Service& service : kServices) {
         std::array<astring, OXA_SERVICE_STATE_SIZE> state{};
         if (const s32 st = service.read(state.data()); st != OXA_SUCCESS)
@@ -131,22 +128,29 @@ void services(const Context& context)
         states[service.key] = state.data();
         lines += labelled(service.label, state.data());
     }
-    if (context.output.json())
-        context.output.document(states);
-    else
-        context.output.write(lines);
+    show(states, lines);
+}
+
+Action declared(Arguments arguments, void (*round)(const Context&, const Show&))
+{
+    auto rounds = std::make_shared<Rounds>();
+    declareRounds(arguments, *rounds, false);
+    return [rounds, round](const Context& context) {
+        const Library library(context.target.generation);
+        inRoundsWithoutSession(context, *rounds, [&](const Show& show) { round(context, show); });
+    };
 }
 
 }  // namespace
 
-Action declareDiscover(Arguments)
+Action declareDiscover(Arguments arguments)
 {
-    return discover;
+    return declared(arguments, discover);
 }
 
-Action declareServices(Arguments)
+Action declareServices(Arguments arguments)
 {
-    return services;
+    return declared(arguments, services);
 }
 
 }  // namespace qvrfctl

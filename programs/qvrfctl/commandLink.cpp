@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
 #include "commands.h"
+#include "day/rounds.h"
 #include "linkstate.h"
 #include "osprivlege.h"
 #include "qvstatus.h"
@@ -99,42 +101,41 @@ Json orNull(const std::optional<Value>& value)
     return value ? Json(*value) : Json();
 }
 
-void show(Output& output, const Findings& found)
+Json documentOf(const Findings& found, const LinkState& link)
 {
-    const LinkState link = found.interface ? readLink(*found.interface) : LinkState();
-    if (output.json()) {
-        output.document({{"interface", orNull(found.interface)},
-                         {"flags", link.flags},
-                         {"hardwareAddress", link.hardwareAddress},
-                         {"ipv4Addresses", link.ipv4Addresses},
-                         {"ipv6Addresses", link.ipv6Addresses},
-                         {"passThrough", found.mode ? Json(passThroughText(*found.mode)) : Json()},
-                         {"passThroughMode", orNull(found.mode)},
-                         {"bmcAddress", orNull(found.bmcAddress)}});
-        return;
-    }
-    constexpr char nothing[] = "not available";
-    output.write(labelled("interface", found.interface.value_or(nothing)));
-    if (found.interface) {
-        output.write(labelled("flags", joined(link.flags)));
-        if (!link.hardwareAddress.empty()) output.write(labelled("hardware address", link.hardwareAddress));
-        output.write(labelled("IPv4", joined(link.ipv4Addresses)));
-        output.write(labelled("IPv6", joined(link.ipv6Addresses)));
-    }
-    output.write(labelled("pass-through", found.mode ? passThroughText(*found.mode) : nothing));
-    output.write(labelled("BMC's IPv4", found.bmcAddress.value_or(nothing)));
+    return {{"interface", orNull(found.interface)},
+            {"flags", link.flags},
+            {"hardwareAddress", link.hardwareAddress},
+            {"ipv4Addresses", link.ipv4Addresses},
+            {"ipv6Addresses", link.ipv6Addresses},
+            {"passThrough", found.mode ? Json(passThroughText(*found.mode)) : Json()},
+            {"passThroughMode", orNull(found.mode)},
+            {"bmcAddress", orNull(found.bmcAddress)}};
 }
 
-void showStatus(const Context& context)
+std::string textOf(const Findings& found, const LinkState& link)
 {
-    const Library library(context.target.generation);
-    Findings      found{findInterface(), {}, {}};
-    const bool    answers = answersOverIpmi();
+    constexpr char nothing[] = "not available";
+    std::string    text      = labelled("interface", found.interface.value_or(nothing));
+    if (found.interface) {
+        text += labelled("flags", joined(link.flags));
+        if (!link.hardwareAddress.empty()) text += labelled("hardware address", link.hardwareAddress);
+        text += labelled("IPv4", joined(link.ipv4Addresses)) + labelled("IPv6", joined(link.ipv6Addresses));
+    }
+    return text + labelled("pass-through", found.mode ? passThroughText(*found.mode) : nothing) +
+           labelled("BMC's IPv4", found.bmcAddress.value_or(nothing));
+}
+
+void showStatus(const Context& context, const Show& show)
+{
+    Findings   found{findInterface(), {}, {}};
+    const bool answers = answersOverIpmi();
     if (answers) {
         found.mode       = askMode();
         found.bmcAddress = askAddress();
     }
-    show(context.output, found);
+    const LinkState link = found.interface ? readLink(*found.interface) : LinkState();
+    show(documentOf(found, link), textOf(found, link));
     context.output.flush();  // what is known stands before the failure
     if (!answers) throw noAnswerOverIpmi();
     if (!found.interface)
@@ -285,13 +286,14 @@ void setUp(const Context& context)
 
 Action declareLink(Arguments arguments)
 {
-    const Arguments setup = arguments.command("setup", "bring the USB NIC up, give it an address, probe the BMC");
-    arguments.command("status", "show the USB NIC, its addresses, and what the BMC says about it");
-    return [setup](const Context& context) {
-        if (setup.isNamed())
-            setUp(context);
-        else
-            showStatus(context);
+    const Arguments setup  = arguments.command("setup", "bring the USB NIC up, give it an address, probe the BMC");
+    auto            rounds = std::make_shared<Rounds>();
+    declareRounds(arguments.command("status", "show the USB NIC, its addresses, and what the BMC says about it"),
+                  *rounds, false);
+    return [setup, rounds](const Context& context) {
+        if (setup.isNamed()) return setUp(context);
+        const Library library(context.target.generation);
+        inRoundsWithoutSession(context, *rounds, [&](const Show& show) { showStatus(context, show); });
     };
 }
 

@@ -59,6 +59,7 @@ _qvrfctl()
 
     case $command in
         status) options+=" --watch --timeout --system" ;;
+        discover | services | link) options+=" --watch --timeout" ;;
         power) options+=" --watch --timeout --system --force --yes --no-wait" ;;
         boot) options+=" --watch --timeout --system --mode" ;;
         sensors) options+=" --watch --timeout --system --chassis --all --bad" ;;

@@ -5,6 +5,8 @@
 #include <ctime>
 #include <thread>
 
+#include <nlohmann/json.hpp>
+
 #include "../session.h"
 
 namespace qvrfctl {
@@ -38,20 +40,31 @@ void showAgain(Screen& screen, const Value& read, const Showing& show)
     show(screen, read);
 }
 
-void repeat(Service& service, Screen& screen, unsigned every, const Round& round)
+void repeat(const Context& context, unsigned every, const std::function<void()>& round)
 {
     for (int failures = 0;; std::this_thread::sleep_for(std::chrono::seconds(every))) {
         try {
-            service.forget();
-            round(service, screen);
-            screen.flush();
+            round();
+            context.output.flush();
             failures = 0;
         } catch (const Failure& failure) {
-            service.context().interrupts.stayIfEnding();
+            context.interrupts.stayIfEnding();
             if (failure.exit() == kExitOutput || ++failures == kMostFailures) throw;
-            screen.warning(std::string("this round failed: ") + failure.what());
+            context.output.warning(std::string("this round failed: ") + failure.what());
         }
     }
+}
+
+void showFacts(const Context& context, bool again, Json document, const std::string& text)
+{
+    Output& output = context.output;
+    if (!output.json()) {
+        if (again) output.clear();
+        return output.write(again ? timeText(now()) + '\n' + text : text);
+    }
+    if (!again) return output.document(document);
+    document["time"] = now();
+    output.record(document);
 }
 
 unsigned wholeTime(const Context& context, unsigned seconds, unsigned otherwise)
@@ -115,16 +128,35 @@ void beginAgain(Screen& screen)
     screen.write(timeText(now()) + '\n');
 }
 
-void repeatRounds(const Context& context, const Rounds& rounds, const Round& round)
+void limitRounds(const Context& context, const Rounds& rounds)
 {
     if (rounds.every != 0)
         limitShowing(context, rounds.timeout);
     else
         limit(context, rounds.timeout, 0, lateReading);
+}
+
+void repeatRounds(const Context& context, const Rounds& rounds, const Round& round)
+{
+    limitRounds(context, rounds);
     Service service(context, rounds.system, rounds.login);
     Screen  screen(context);
-    if (rounds.every != 0) return repeat(service, screen, rounds.every, round);
-    round(service, screen);
+    if (rounds.every == 0) return round(service, screen);
+    repeat(context, rounds.every, [&] {
+        service.forget();
+        round(service, screen);
+    });
+}
+
+void inRoundsWithoutSession(const Context& context, const Rounds& rounds, const std::function<void(const Show&)>& round)
+{
+    limitRounds(context, rounds);
+    const bool again = rounds.every != 0;
+    const auto once  = [&] {
+        round([&](const Json& document, const std::string& text) { showFacts(context, again, document, text); });
+    };
+    if (!again) return once();
+    repeat(context, rounds.every, once);
 }
 
 void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show)

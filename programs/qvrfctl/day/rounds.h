@@ -6,6 +6,7 @@
 #include <string>
 
 #include "../arguments.h"
+#include "../output.h"
 #include "screen.h"
 #include "service.h"
 
@@ -19,8 +20,7 @@ struct Rounds {
     Login       login   = Login::session;
 };
 
-/** --watch, --timeout and, where there is a choice, --system. */
-/** @return --watch */
+/** --watch, --timeout and, where there is a choice, --system. @return --watch */
 Argument declareRounds(Arguments arguments, Rounds& rounds, bool withSystem = true);
 void     declareSystem(Arguments arguments, std::string& system);
 
@@ -38,11 +38,17 @@ void limitShowing(const Context& context, unsigned seconds);
 
 using Reading = std::function<Value(Service&)>;
 using Showing = std::function<void(Screen&, const Value&)>;
+using Round   = std::function<void(Service&, Screen&)>;
 /** Logs in, and carries out a round, or one after the other. */
-using Round = std::function<void(Service&, Screen&)>;
 void repeatRounds(const Context& context, const Rounds& rounds, const Round& round);
 /** A terminal begins anew, elsewhere what comes stands below what was; the time first. Not for JSON. */
 void beginAgain(Screen& screen);
+
+/** Shows what a round without a session has read: the document with --json, else the text. */
+using Show = std::function<void(const Json& document, const std::string& text)>;
+/** Without a session, for what IPMI tells: a round, or one after the other. A round may show a part and then fail. */
+void inRoundsWithoutSession(const Context& context, const Rounds& rounds,
+                            const std::function<void(const Show&)>& round);
 
 /** Logs in, reads, and shows what was read: the document with --json, else what @p show makes of it. */
 void inRounds(const Context& context, const Rounds& rounds, const Reading& read, const Showing& show);
