@@ -193,7 +193,8 @@ ssize_t __wrap_sendto(int fd, const void* from, size_t size, int flags, const so
 {
     if (refused("sendto")) return -1;
     const rig::Paused paused;
-    ifreq             own{"usbnic0", {}};
+    ifreq             own{};
+    std::snprintf(own.ifr_name, sizeof own.ifr_name, "usbnic0");
     __real_ioctl(fd, SIOCGIFADDR, &own);
     const std::string station = "02 00 00 00 00 02 ", all = "FF FF FF FF FF FF",
                       address = rig::hexOf(reinterpret_cast<const u8*>(own.ifr_addr.sa_data) + 2, 4) + ' ';
