@@ -1,6 +1,8 @@
 /** @file SensorResources.cpp  The chassis' readings as Redfish tells them. */
 #include "SensorResources.h"
 
+#include <cmath>
+
 namespace torvosim {
 
 namespace {
@@ -30,8 +32,9 @@ constexpr BoundRow kBounds[] = {
 Json numberOrNull(const std::optional<double>& number)
 {
     if (!number) return nullptr;
-    const auto whole = static_cast<std::int64_t>(*number);
-    return static_cast<double>(whole) == *number ? Json(whole) : Json(*number);
+    constexpr double kExact = 9007199254740992.0;  // beyond it a double tells no single integers apart
+    if (!(std::abs(*number) < kExact) || std::trunc(*number) != *number) return *number;
+    return static_cast<std::int64_t>(*number);
 }
 
 Json statusOf(const SensorNow& sensor)

@@ -168,6 +168,17 @@ TEST_P(Promise, AListenerMaySendRequestsAndThrow)
     EXPECT_EQ(told, 1);
 }
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define __SANITIZE_ADDRESS__
+#endif
+#endif
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kBesideForks = 0;  // its allocator may be locked for good in a child that is forked beside other threads
+#else
+constexpr int kBesideForks = 4;
+#endif
+
 TEST_P(Promise, AForkedChildOwnsNothing)
 {
     Client                   client;
@@ -175,7 +186,7 @@ TEST_P(Promise, AForkedChildOwnsNothing)
     EventStream              stream(session);
     std::atomic<bool>        over{false};
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < kBesideForks; ++i)
         threads.emplace_back([&] {
             while (!over) EXPECT_TRUE(session.get(kSystem));
         });
