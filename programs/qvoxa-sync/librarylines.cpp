@@ -33,7 +33,8 @@ LibraryLines::~LibraryLines()
     if (stdout == before_) return;
     std::fclose(stdout);
     stdout = before_;
-    print(held_ + line_);
+    print(held_);
+    print(line_);
 }
 
 ssize_t LibraryLines::take(void* self, const char* text, std::size_t size) noexcept
@@ -53,10 +54,12 @@ try {
     return 0;  // memory is out: the line is lost
 }
 
-void LibraryLines::print(std::string_view text)
-{
+void LibraryLines::print(std::string_view text) noexcept
+try {
     const std::string shown = terminal_ ? qvrfutil::printable(text, "\t\n") : std::string(text);
     std::fwrite(shown.data(), 1, shown.size(), before_);
+} catch (...) {
+    // memory is out: the line is lost, the update goes on
 }
 
 }  // namespace qvoxasync

@@ -26,7 +26,7 @@ public:
 
 private:
     static ssize_t take(void* self, const char* text, std::size_t size) noexcept;
-    void           print(std::string_view text);
+    void           print(std::string_view text) noexcept;
 
     std::FILE* const before_ = stdout;
     const bool       terminal_;
