@@ -88,7 +88,9 @@ Result upload(Session& session, const Request& request)
 {
     const Progress progress(
         request.file, [&] { return readOf(request.file); }, sizeOf(request.file));
-    return session.layer().upload(request.path, request.file, request.body);
+    qvrfutil::RequestOptions options;
+    options.headers = request.wantsHeaders;
+    return session.layer().upload(request.path, request.file, request.body, options);
 }
 
 Result sendBy(Session& session, const Request& request)

@@ -75,6 +75,7 @@ TEST_P(Requests, UploadFilesWhole)
     writeFile(file, std::string(3'000'000, 'z'));
     EXPECT_EQ(document({"upload", kUpload, "--file", file, "--metadata", "{}"})["body"]["Size"], 3'000'000);
     writeFile(file, "abc");
+    EXPECT_EQ(tool({"upload", kUpload, "--file", file, "--metadata", "{}"}).out.front(), '{') << "the body alone";
     control({"delay", "60000", "POST", kUpload, "1"});
     const auto child = start({"upload", kUpload, "--file", file, "--metadata", "{}"}, terminal);
     EXPECT_TRUE(comesTrue([&] { return has(child->out(), " % of 0.0 kB"); }));
