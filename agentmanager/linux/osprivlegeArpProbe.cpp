@@ -174,11 +174,9 @@ bool probed(const char* interfaceName, unsigned int requests, unsigned int pause
 
 extern "C" u8 OSSendARPProbeToTorvo(char* intf_name, unsigned int RetryCount, unsigned int RetryInterval, char* DestIP)
 {
-    const qvrf::Uncancelled uncancelled;
-    __SysDbgPrint4("OSSendARPProbeToTorvo: entry\n");
-    const bool reached = qvrf::shielded("OSSendARPProbeToTorvo", false,
-                                        [&] { return qvrf::probed(intf_name, RetryCount, RetryInterval, DestIP); });
-    const u8   retcode = reached ? 0 : 1;
-    __SysDbgPrint4("OSSendARPProbeToTorvo: exit,retcode=%d\n", retcode);
-    return retcode;
+    static constexpr char op[] = "OSSendARPProbeToTorvo";
+    return qvrf::traced(op, qvrf::kProbeTrace, [&]() -> u8 {
+        const auto probed = [&] { return qvrf::probed(intf_name, RetryCount, RetryInterval, DestIP); };
+        return qvrf::shielded(op, false, probed) ? 0 : 1;
+    });
 }

@@ -76,10 +76,7 @@ bool foundAddress(const char* interfaceName, AddressText& address)
 
 bool OSGetUSBNICInterfaceIP4Addr(const char* interfaceName, AddressText& address)
 {
-    __SysDbgPrint4("OSGetUSBNICInterfaceIP4Addr: entry\n");
-    const bool found = foundAddress(interfaceName, address);
-    __SysDbgPrint4("OSGetUSBNICInterfaceIP4Addr: exit, retcode=%d\n", found ? 1 : 0);
-    return found;
+    return traced("OSGetUSBNICInterfaceIP4Addr", kAddressTrace, [&] { return foundAddress(interfaceName, address); });
 }
 
 in_addr buildLinkLocal(in_addr bmc, AddressText& address) noexcept

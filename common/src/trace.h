@@ -18,8 +18,12 @@ constexpr TraceTexts kPlainTrace{"%s: Entry.\n", "%s: Exit.\n"};
 constexpr TraceTexts kBareEntryTrace{"%s: Entry \n", "%s: Exit.\n"};
 constexpr TraceTexts kEventTrace{"[QVRFUTIL]%s : Entry.\n", "[QVRFUTIL]%s : Exit.\n"};
 constexpr TraceTexts kUpdateTrace{"[AUFPI]%s: entry.\n", "[AUFPI]%s: exit.\n"};
+// Of operations that tell their result at the end: it follows the name in the exit line.
+constexpr TraceTexts kStatusTrace{"%s: Entry.\n", "%s: Exit with status: %d.\n"};
+constexpr TraceTexts kAddressTrace{"%s: entry\n", "%s: exit, retcode=%d\n"};
+constexpr TraceTexts kProbeTrace{"%s: entry\n", "%s: exit,retcode=%d\n"};
 
-// The formats are the constants above, each with one %s.
+// The formats are the constants above.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
@@ -38,6 +42,17 @@ private:
     const char*       op_;
     const TraceTexts& texts_;
 };
+
+/** Runs @p body between the entry line and the exit line with its result. */
+template <class Body>
+auto traced(const char* op, const TraceTexts& texts, const Body& body)
+{
+    const Uncancelled uncancelled;
+    __SysDbgPrint4(texts.entry, op);
+    const auto result = body();
+    __SysDbgPrint4(texts.exit, op, static_cast<int>(result));
+    return result;
+}
 #pragma GCC diagnostic pop
 
 }  // namespace qvrf

@@ -10,7 +10,7 @@
 #include "qvisocppsecurecompat.h"
 #include "qvserver.h"
 #include "qvstatus.h"
-#include "uncancelled.h"
+#include "trace.h"
 
 namespace {
 
@@ -380,8 +380,7 @@ extern "C" s32 OSCreateRedfishSession(const astring* IpAddr, const astring* port
                                       const astring* username, const astring* password, u8 oAuth, astring** pRFSsnToken,
                                       astring** pRFSsnID)
 {
-    const qvrf::Uncancelled uncancelled;
-    return traced(kCreate, [&] {
+    return traced(kCreate, kStatusTrace, [&] {
         return createSession(IpAddr, port, v4, pJWT, username, password, oAuth, pRFSsnToken, pRFSsnID);
     });
 }
@@ -389,16 +388,14 @@ extern "C" s32 OSCreateRedfishSession(const astring* IpAddr, const astring* port
 extern "C" s32 OSDeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken,
                                       u32 /*rfTokenLen*/, const astring* sessionID)
 {
-    const qvrf::Uncancelled uncancelled;
-    return traced(kDelete, [&] { return deleteSession(IpAddr, port, v4, rfToken, sessionID); });
+    return traced(kDelete, kStatusTrace, [&] { return deleteSession(IpAddr, port, v4, rfToken, sessionID); });
 }
 
 extern "C" s32 OXACreateRedfishSession(const astring* IpAddr, const astring* port, astring v4, const astring* pJWT,
                                        const astring* username, const astring* password, u8 oAuth,
                                        astring** pRFSsnToken, astring** pRFSsnID)
 {
-    const qvrf::Uncancelled uncancelled;
-    return traced("OXACreateRedfishSession", [&] {
+    return traced("OXACreateRedfishSession", kStatusTrace, [&] {
         return OSCreateRedfishSession(IpAddr, port, v4, pJWT, username, password, oAuth, pRFSsnToken, pRFSsnID);
     });
 }
@@ -406,8 +403,7 @@ extern "C" s32 OXACreateRedfishSession(const astring* IpAddr, const astring* por
 extern "C" s32 OXADeleteRedfishSession(const astring* IpAddr, const astring* port, u8 v4, const astring* rfToken,
                                        u32 rfTokenLen, const astring* sessionID)
 {
-    const qvrf::Uncancelled uncancelled;
-    return traced("OXADeleteRedfishSession",
+    return traced("OXADeleteRedfishSession", kStatusTrace,
                   [&] { return OSDeleteRedfishSession(IpAddr, port, v4, rfToken, rfTokenLen, sessionID); });
 }
 

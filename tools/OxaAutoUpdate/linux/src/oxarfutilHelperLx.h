@@ -7,19 +7,8 @@
 
 #include "oxarfutilHelper.h"
 #include "qvtypes.h"
-#include "smsupport.h"
 
 namespace qvrf {
-
-/** Runs @p body between the entry line and the exit line with its status. */
-template <class Body>
-s32 traced(const char* op, const Body& body) noexcept
-{
-    __SysDbgPrint4("%s: Entry.\n", op);
-    const s32 status = body();
-    __SysDbgPrint4("%s: Exit with status: %d.\n", op, status);
-    return status;
-}
 
 /**
  * Takes session token and session identifier out of a response's header text.

@@ -7,6 +7,7 @@
 #include "oxarfutilHelperLx.h"
 #include "qvisocppsecurecompat.h"
 #include "qvstatus.h"
+#include "trace.h"
 
 namespace qvrf {
 namespace {
@@ -93,7 +94,7 @@ s32 takeTokenAndId(astring* header, astring** token, astring** id) noexcept
 
 s32 GetTokenSSID(astring* header, astring** token, astring** id) noexcept
 {
-    return traced(kOp, [&] { return takeTokenAndId(header, token, id); });
+    return traced(kOp, kStatusTrace, [&] { return takeTokenAndId(header, token, id); });
 }
 
 }  // namespace qvrf
