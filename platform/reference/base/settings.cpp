@@ -1,12 +1,15 @@
 /** @file settings.cpp  From the text of a configuration file to settings. */
 #include "settings.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 
 namespace qvplatform {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\v\f";
+constexpr std::string_view kBlanks        = " \t\r\v\f";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // editors of other systems begin UTF-8 with it
 
 std::string_view trimmed(std::string_view text)
 {
@@ -26,6 +29,15 @@ bool isPort(std::string_view text)
     if (!std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; })) return false;
     const int number = std::stoi(std::string(text));
     return number > 0 && number <= 65535;
+}
+
+/** No name server is asked: a name other than localhost would be no address of anything. */
+bool isAddress(std::string_view host)
+{
+    in6_addr          unused{};
+    const std::string all(host);
+    return all == "localhost" || ::inet_pton(AF_INET, all.c_str(), &unused) == 1 ||
+           ::inet_pton(AF_INET6, all.substr(0, all.find('%')).c_str(), &unused) == 1;
 }
 
 bool setLevel(Settings& to, std::string_view value)
@@ -67,7 +79,7 @@ constexpr Key kKeys[] = {
     {"suptlib.installpath", setPath<&Settings::installPath>, "a directory"},
     {"suptlib.loglevel", setLevel, "off, error or trace"},
     {"suptlib.logfile", setPath<&Settings::logFile>, "a file"},
-    {"hipm.endpoint", setEndpoint, "device:/path, unix:/path or tcp:host:port"},
+    {"hipm.endpoint", setEndpoint, "device:/path, unix:/path or tcp:address:port"},
     {"secure.tokenkey", setPath<&Settings::tokenKeyFile>, "a file"},
 };
 
@@ -116,13 +128,14 @@ std::optional<Endpoint> parseEndpoint(std::string_view text)
     auto       host      = place.substr(0, last);
     const bool bracketed = host.front() == '[' && host.back() == ']';
     if (bracketed) host = host.substr(1, host.size() - 2);
-    if (host.empty() || (!bracketed && host.find(':') != host.npos)) return std::nullopt;
+    if (!isAddress(host) || (!bracketed && host.find(':') != host.npos)) return std::nullopt;
     return Endpoint{Endpoint::Kind::tcp, std::string(host), std::string(place.substr(last + 1))};
 }
 
 Reading readSettings(std::string_view text)
 {
     Reading reading;
+    if (startsWith(text, kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     for (std::size_t number = 1; !text.empty(); ++number) {
         const auto end = std::min(text.find('\n'), text.size());
         readLine(number, text.substr(0, end), reading);

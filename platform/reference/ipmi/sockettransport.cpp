@@ -120,16 +120,16 @@ bool SocketTransport::stillConnected()
 
 bool SocketTransport::connect(Clock::time_point deadline)
 {
-    const auto address =
-        endpoint_.kind == Endpoint::Kind::unixSocket ? unixAddress(endpoint_.place) : tcpAddress(endpoint_);
+    const bool isUnix  = endpoint_.kind == Endpoint::Kind::unixSocket;
+    const auto address = isUnix ? unixAddress(endpoint_.place) : tcpAddress(endpoint_);
     if (!address) {
-        errno = EADDRNOTAVAIL;
+        errno = isUnix ? ENAMETOOLONG : EADDRNOTAVAIL;
         return false;
     }
     qvrf::Descriptor socket(::socket(address->storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket || !connectTo(socket.get(), *address, deadline)) return false;
-    if (endpoint_.kind == Endpoint::Kind::unixSocket && !isTrustedPeer(socket.get())) return false;
-    if (endpoint_.kind == Endpoint::Kind::tcp) {
+    if (isUnix && !isTrustedPeer(socket.get())) return false;
+    if (!isUnix) {
         const int on = 1;
         ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     }
