@@ -127,15 +127,15 @@ void fill(Archive& archive, const Context& context, const Diagnosis& diagnosis)
     known.add(contentOf(platform.tokenKey, 4096));
     const std::string traced =
         diagnosis.overdue ? "no request was traced: a step of doctor still hangs\n" : trace(context, known);
-    const auto add = [&](const char* name, const std::string& text) {
-        archive.add(name, withoutSecrets(text, known.values));
+    const auto own = [&](const char* name, const std::string& text) {
+        archive.add(name, withoutTokens(text, known.values));
     };
-    add("doctor.txt", diagnosis.text());
-    add("doctor.json", diagnosis.document().dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
-    add("versions.txt", versions());
-    add("settings.txt", settings(platform));
-    add("platform.log", platformLog(platform));
-    add("trace.txt", traced);
+    own("doctor.txt", diagnosis.text());
+    own("doctor.json", diagnosis.document().dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
+    own("versions.txt", versions());
+    own("settings.txt", settings(platform));
+    archive.add("platform.log", withoutSecrets(platformLog(platform), known.values));
+    archive.add("trace.txt", withoutSecrets(traced, known.values));
     archive.add("README.txt", kReadMe);
     archive.finish();
 }

@@ -84,7 +84,8 @@ Verdict checkConfiguration(Evidence& evidence)
     evidence.bmcDevice                                          = told.isTold ? told.endpoint : "device:/dev/ipmi0";
     if (!told.isTold) return skipped("this platform does not tell its configuration");
     if (!told.fault().empty()) return failed(told.fault(), qvtools::kMendConfiguration);
-    return ok(told.file.empty() ? "no file: the platform's defaults count" : told.file);
+    const std::string file = told.file.empty() ? "no file: the platform's defaults count" : told.file;
+    return ok(file + "; the BMC is at " + told.endpoint);
 }
 
 Verdict checkLibraries(Evidence&)
@@ -119,8 +120,9 @@ Verdict checkDevice(Evidence& evidence)
                       begins(evidence.bmcDevice, kDevice)
                           ? "sudo modprobe ipmi_si; see what the kernel's log says of it"
                           : "start the BMC there, or correct hipm.endpoint");
-    if (S_ISCHR(about.st_mode) || S_ISSOCK(about.st_mode)) return ok(path);
-    return failed(path + " is neither a device nor a socket", "correct hipm.endpoint in the configuration");
+    const bool isDevice = begins(evidence.bmcDevice, kDevice);
+    if (isDevice ? S_ISCHR(about.st_mode) : S_ISSOCK(about.st_mode)) return ok(path);
+    return failed(path + (isDevice ? " is no device" : " is no socket"), "correct hipm.endpoint in the configuration");
 }
 
 Verdict checkPermission(Evidence& evidence)
@@ -162,7 +164,7 @@ Verdict checkAgent(Evidence& evidence)
 {
     std::array<astring, APM_VERSION_SIZE + 1> version{};
     if (!evidence.answers) return skipped("the BMC does not answer over IPMI");
-    if (const s32 st = APMDiscoveryGetOxaOSVersion(version.data()); st != 0)
+    if (APMDiscoveryGetOxaOSVersion(version.data()) != 0 || version[0] == '\0')
         return warning("the BMC has recorded none", "an agent that was never started leaves no record: start it");
     return ok(version.data());
 }

@@ -77,7 +77,7 @@ struct LoginRow {
     const char* advice;
 };
 constexpr char kCheckToken[] =
-    "check that secure.tokenkey is this BMC's key, check --user, and compare the clocks with 'qvrfctl doctor'";
+    "check that secure.tokenkey is this BMC's key, check --user, and compare the clocks (step 29 of 'qvrfctl doctor')";
 constexpr LoginRow kRefusals[] = {
     {401, kCheckToken},
     {403, kCheckToken},

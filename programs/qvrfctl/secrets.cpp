@@ -17,6 +17,8 @@ constexpr char             kRemoved[]   = "[removed]";
 constexpr std::string_view kTelltales[] = {"passw",  "passphrase", "pwd",           "bindpw",     "token",     "jwt",
                                            "secret", "credential", "community",     "authoriz",   "bearer",    "cookie",
                                            "apikey", "b64key",     "authenticatio", "privatekey", "presharedk"};
+/** Too short to mean a secret wherever they stand: where a value follows at once they do. "pass-through" is none. */
+constexpr std::string_view kBriefTelltales[] = {"key", "pass", "psk", "pin", "otp", "seed", "hmac", "passcode"};
 /** How functions of the library and the platform are called: their name opens a line and is no telltale. */
 constexpr std::string_view kOperations[]  = {"QVRFUTIL", "OXA", "OS", "SM", "APM", "Generate", "GetToken", "readToken"};
 constexpr std::size_t      kShortestToken = 20;
@@ -38,19 +40,29 @@ std::string lowered(std::string_view text)
 
 // ---- by its looks -----------------------------------------------------------------------------------------------
 
-/** Letters and several digits: identifiers of programs have none or few. */
+/** Letters and several digits: identifiers of programs have none or few. A JWT's parts need have no more of them. */
 bool looksLikeToken(std::string_view word) noexcept
 {
-    const auto isDigit  = [](unsigned char c) { return std::isdigit(c) != 0; };
-    const auto isLetter = [](unsigned char c) { return std::isalpha(c) != 0; };
-    return word.size() >= kShortestToken && std::count_if(word.begin(), word.end(), isDigit) > 2 &&
-           std::any_of(word.begin(), word.end(), isLetter);
+    constexpr std::string_view jwt      = "eyJ";  // {" in base64
+    const auto                 isDigit  = [](unsigned char c) { return std::isdigit(c) != 0; };
+    const auto                 isLetter = [](unsigned char c) { return std::isalpha(c) != 0; };
+    if (word.size() < kShortestToken) return false;
+    return word.substr(0, jwt.size()) == jwt ||
+           (std::count_if(word.begin(), word.end(), isDigit) > 2 && std::any_of(word.begin(), word.end(), isLetter));
+}
+
+/** The length of a password's hash in crypt's form, "$6$salt$hash", at the beginning of @p line; 0: there is none. */
+std::size_t hashAt(std::string_view line) noexcept
+{
+    const auto kind = line.substr(0, 1) == "$" ? line.find('$', 1) : line.npos;
+    if (kind == line.npos || kind < 2 || kind > 3 || line.find('$', kind + 1) == line.npos) return 0;
+    return std::min(line.find_first_of(" \t\n:\"'", kind), line.size());
 }
 
 /** "user:password@" behind the "://" that @p line begins with; empty when there is none. */
 std::string_view userOf(std::string_view line)
 {
-    const auto end = std::min(line.find_first_of("/ \t\"'<>", 3), line.size());
+    const auto end = std::min(line.find_first_of("/ \t\n\"'<>", 3), line.size());
     const auto at  = line.substr(0, end).rfind('@');
     return at == line.npos ? std::string_view() : line.substr(3, at - 3);
 }
@@ -62,6 +74,11 @@ std::string withoutTokens(std::string_view line)
         if (const auto user = line.substr(0, 3) == "://" ? userOf(line) : ""; !user.empty()) {
             text += std::string("://") + kRemoved;
             line.remove_prefix(3 + user.size());
+            continue;
+        }
+        if (const std::size_t hash = hashAt(line); hash != 0) {
+            text += kRemoved;
+            line.remove_prefix(hash);
             continue;
         }
         const auto end  = std::find_if_not(line.begin(), line.end(), isWordCharacter);
@@ -80,6 +97,13 @@ void replaceAll(std::string& text, const std::string& secret)
         text.replace(at, secret.size(), kRemoved);
 }
 
+std::string withoutKnown(std::string_view text, const std::vector<std::string>& known)
+{
+    std::string whole(text);
+    for (const std::string& secret : known) replaceAll(whole, secret);
+    return whole;
+}
+
 // ---- by the words before it -------------------------------------------------------------------------------------
 
 /** Where the line's own text begins: behind "Operation : ", when one opens it. */
@@ -91,12 +115,15 @@ std::size_t behindOperation(std::string_view line) noexcept
     return static_cast<std::size_t>(end - line.begin());
 }
 
-/** "key" at the end of a word that a value follows: "hostkey = x". */
+/** A brief telltale at the end of a word that a value follows: "hostkey = x". */
 bool isKeyOf(std::string_view lower, std::size_t at)
 {
-    if (lower.compare(at, 3, "key") != 0) return false;
-    const auto next = lower.find_first_not_of("s\"' \t", at + 3);
-    return next != lower.npos && (lower[next] == '=' || lower[next] == ':');
+    const auto announces = [&](std::string_view word) {
+        if (lower.compare(at, word.size(), word) != 0) return false;
+        const auto next = lower.find_first_not_of("s\"' \t", at + word.size());
+        return next != lower.npos && (lower[next] == '=' || lower[next] == ':');
+    };
+    return std::any_of(std::begin(kBriefTelltales), std::end(kBriefTelltales), announces);
 }
 
 /** Whether a telltale stands at @p at. The name of a file, "/etc/token.key", is none. */
@@ -193,14 +220,18 @@ std::string cleanDocument(std::string_view document)
 
 }  // namespace
 
+std::string withoutTokens(std::string_view text, const std::vector<std::string>& known)
+{
+    return withoutTokens(withoutKnown(text, known));
+}
+
 std::string withoutSecrets(std::string_view text, const std::vector<std::string>& known)
 {
-    std::string whole(text);
-    for (const std::string& secret : known) replaceAll(whole, secret);
-    std::string_view left = whole;
-    std::string      clean;
-    Lines            lines;
-    int              broken = 0;
+    const std::string whole = withoutKnown(text, known);
+    std::string_view  left  = whole;
+    std::string       clean;
+    Lines             lines;
+    int               broken = 0;
     for (std::size_t at = left.find('{'); at != left.npos && broken < kMostBroken; at = left.find('{', at)) {
         const std::size_t length = documentAt(left.substr(at));
         if (length == 0) {

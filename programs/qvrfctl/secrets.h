@@ -16,6 +16,12 @@ namespace qvrfctl {
  */
 std::string withoutSecrets(std::string_view text, const std::vector<std::string>& known = {});
 
+/**
+ * The same for what this program says itself, in which words such as "login token" announce no secret: @p known, users
+ * in URLs and words that look like tokens go, all else stays readable.
+ */
+std::string withoutTokens(std::string_view text, const std::vector<std::string>& known);
+
 }  // namespace qvrfctl
 
 #endif

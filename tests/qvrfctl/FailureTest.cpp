@@ -129,10 +129,12 @@ TEST_F(Report, OfADoctorIsADocumentWithEveryStepAndColoursOnlyWhereWanted)
 {
     EXPECT_EQ(document({"doctor"})["steps"][18]["result"], "ok");
     control({"add-header", "Date: Thu, 01 Jan 2026 00:00:00 GMT", "GET", "/redfish"});
+    control({"set", "agent", ""});
     const Json steps = document({"doctor"})["steps"];
     ASSERT_EQ(steps.size(), 23u);
     EXPECT_EQ(steps[18]["step"], "clock");
     EXPECT_EQ(steps[18]["result"], "warning") << steps[18];
+    EXPECT_EQ(steps[21]["result"], "warning") << steps[21];
     for (const char* no : {"", "1"}) {
         const ChildOptions terminal{{{"NO_COLOR", no}, {"TERM", "xterm"}}, {}, ChildOptions::Output::terminal};
         EXPECT_EQ(has(tool({"doctor"}, terminal).out, "\x1b[32m"), *no == '\0');
@@ -154,7 +156,7 @@ TEST_F(Report, HasEverythingButSecrets)
     const Words   all{"/bin/tar", "-xzOf", place + "/r.tar.gz"};
     const Outcome unpacked = run(all);
     for (const char* part :
-         {"27 session: ok", "qvrfctl 1.", "hipm.endpoint=unix:", "nothing secret", "\"Model\": \"R7\"",
+         {"26 login token: ok: made", "qvrfctl 1.", "hipm.endpoint=unix:", "nothing secret", "\"Model\": \"R7\"",
           "OSCreateRedfishSession: HTTP Response code = 201.", "GET /redfish/v1/Systems: HTTP 200"})
         EXPECT_TRUE(has(unpacked.out, part)) << part;
     for (const std::string& secret : planted) EXPECT_FALSE(has(unpacked.out, secret)) << secret;
