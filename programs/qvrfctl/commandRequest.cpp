@@ -86,7 +86,7 @@ Json headersOf(const std::string& raw)
 void show(Output& output, const Words& words, const Answer& answer)
 {
     if (!output.json()) {
-        output.write(answer.headers);
+        if (words.headers) output.write(answer.headers);
         output.body(answer.body);
         return;
     }

@@ -124,7 +124,9 @@ void changePassword(const Context& context, const Words& words)
     }
     wipe(body);
     if (!words.generate) return showChanged(screen, words.name, "password", "has another password now");
-    if (screen.isJson()) return screen.document({{"name", words.name}, {"password", password.text()}});
+    if (screen.isJson())
+        return screen.document(
+            {{"name", words.name}, {"changed", Json::array({"password"})}, {"password", password.text()}});
     screen.write(password.text() + '\n');
 }
 
