@@ -126,7 +126,7 @@ void changePassword(const Context& context, const Words& words)
     if (!words.generate) return showChanged(screen, words.name, "password", "has another password now");
     if (screen.isJson())
         return screen.document(
-            {{"name", words.name}, {"changed", Json::array({"password"})}, {"password", password.text()}});
+            {{"name", words.name}, {"changed", Value::texts({"password"})}, {"password", password.text()}});
     screen.write(password.text() + '\n');
 }
 
