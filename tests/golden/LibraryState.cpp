@@ -6,6 +6,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "LibraryCalls.h"
+#include "OxaAutoUpdateLinux.h"
+#include "OxaAutoUpdateLinuxReason.h"
 #include "OxaAutoUpdateUtils.h"
 #include "Words.h"
 #include "qvrfutil.h"
@@ -45,7 +48,8 @@ void resetLibrary()
     giSServerNewGenAndAbove     = FALSE;
     g_isRedfishSessionRequested = FALSE;
     installationType            = -1;
-    g_sEnabledUSBNIC            = 0;
+    qvrf::forgetReason();
+    g_sEnabledUSBNIC = 0;
     std::memset(OxaUpdatedVersion, 0, APM_VERSION_SIZE);
     for (astring** text : {&pExecutionDirectory, &pOXAInstallPath}) SMFreeMem(std::exchange(*text, nullptr));
 }
@@ -85,6 +89,8 @@ void assign(astring*& global, const std::string& text)
 
 std::map<std::string, std::string> visibleState()
 {
+    const rig::Paused                  paused;
+    astring                            reason[OXA_UPDATE_REASON_SIZE];
     std::map<std::string, std::string> all = {
         {"record isOAuth", std::to_string(g_RedfishSession.isOAuth)},
         {"record IPVersion", std::to_string(g_RedfishSession.IPVersion)},
@@ -95,6 +101,7 @@ std::map<std::string, std::string> visibleState()
         {"OxaUpdatedVersion", quoted(OxaUpdatedVersion, APM_VERSION_SIZE)},
         {"g_sEnabledUSBNIC", std::to_string(g_sEnabledUSBNIC)},
         {"installationType", std::to_string(installationType)}};
+    if (OXAAutoUpdateReason(reason, sizeof reason) == 0) all["the reason"] = inQuotes(reason);
     for (const Field& field : kTexts) all[std::string("record ") + field.name] = quoted(textOf(field), field.size);
     return all;
 }

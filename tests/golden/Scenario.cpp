@@ -205,8 +205,10 @@ private:
         outcome_.walked = {wordAt(words, 1).bare(), status_, statuses_, silent_, newFiles_, rig::failed()};
         rig::noFailures();
     }
+    /** What "silent" adds belongs to them. */
     void statuses(const Words& words)
     {
+        statuses_.clear(), silent_.clear();
         for (std::size_t i = 1; i < words.size(); ++i) statuses_.insert(numberAt(words, i));
     }
     void silent(const Words& words)

@@ -159,14 +159,13 @@ private:
     void base(const std::string& line)
     {
         if (!recording_) {
-            const auto&  lines = sheet_.groups.back().lines;
             const Group& group = sheet_.groups.back();
-            for (std::string one : lines) {
-                if (!startsWith(one, "walk ")) continue;
-                for (std::size_t i = 0; i < group.names.size(); ++i)
-                    one = replaced(one, group.names[i], group.variants[variant_].at(i));
-                sheet_.bases.push_back({one.substr(5, one.find(' ', 5) - 5), name_, {}});
-            }
+            const auto   last  = std::find_if(group.lines.rbegin(), group.lines.rend(),
+                                              [](const std::string& each) { return startsWith(each, "walk "); });
+            std::string  one   = last == group.lines.rend() ? throw std::runtime_error("a base of nothing") : *last;
+            for (std::size_t i = 0; i < group.names.size(); ++i)
+                one = replaced(one, group.names[i], group.variants[variant_].at(i));
+            sheet_.bases.push_back({one.substr(5, one.find(' ', 5) - 5), name_, {}});
         }
         recording_ = true;
         if (!sheet_.bases.empty()) sheet_.bases.back().lines.push_back(line);

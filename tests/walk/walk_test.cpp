@@ -3,11 +3,11 @@
  * The failure walk: every call that a scenario marks with "walk", with its 1st, 2nd, 3rd ... call into the world
  * failing (memory, platform, libcurl, system), until a run meets no failure.
  *
- *   walk_test SCENARIO-DIRECTORY EXPORT-MAP [OPERATION]
+ *   walk_test SCENARIO-DIRECTORY EXPORT-MAP ERRORS [OPERATION]
  *
  * After each failure: a status that the scenario names, a line in the error log that stands in no run without a
- * failure, and nothing left: no memory, handle, descriptor, lock, thread or file. An exported operation without such a
- * call fails the test.
+ * failure, and nothing left: no memory, handle, descriptor, lock, thread or file. What is logged then stands in a
+ * scenario, or among ERRORS, each of which is heard. An exported operation without such a call fails the test.
  */
 #include <unistd.h>
 
@@ -42,21 +42,70 @@ char g_current[300];  // for a crash's last words
     ::_exit(2);
 }
 
+std::string contentOf(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/** A text without what varies: numbers, options of libcurl, names of files. */
+std::string masked(std::string text)
+{
+    static const std::pair<std::regex, const char*> all[] = {
+        {std::regex(R"(API set CURL\w+_[\w-]+)"), "API set OPTION"},
+        {std::regex(R"(\S*/\S*)"), "PATH"},
+        {std::regex(R"([\w.-]+: \(libcurl)"), "FILE: (libcurl"},
+        {std::regex(R"(-?\b\d+\b|\$CURL)"), "N"}};
+    for (const auto& [what, name] : all) text = std::regex_replace(text, what, name);
+    return text;
+}
+
+/** What may be logged where something fails. */
+class Errors {
+public:
+    void scenario(const std::string& path)
+    {
+        written_ += masked(std::regex_replace(contentOf(path), std::regex(R"(\\\n +)"), ""));
+    }
+    void list(const std::string& path)
+    {
+        std::ifstream in(path);
+        for (std::string line; std::getline(in, line);)
+            for (std::size_t at = 0, end = 0; line[0] != '#' && end != line.npos; at = end + 3) {
+                end = line.find(" / ", at);
+                unheard_.insert(line.substr(at, end - at));
+            }
+        listed_ = unheard_;
+    }
+    bool has(const std::string& line)
+    {
+        if (!seen_.insert(line).second) return true;
+        const std::string text = masked(std::regex_replace(line, std::regex(R"(^3 (\[\w+\] ?)?(\w+ ?: *)?)"), ""));
+        unheard_.erase(text);
+        return listed_.count(text) != 0 || written_.find(text) != written_.npos;
+    }
+    const std::set<std::string>& unheard() const { return unheard_; }
+
+private:
+    std::string           written_;
+    std::set<std::string> listed_, unheard_, seen_;
+};
+
 class Walk {
 public:
-    explicit Walk(std::string only) : only_(std::move(only)) {}
+    Walk(Errors& errors, std::string only) : errors_(errors), only_(std::move(only)) {}
 
     void file(const std::string& path)
     {
         const golden::Sheet sheet = golden::readSheet(path);
         for (const golden::Group& group : sheet.groups)
             for (std::size_t i = 0; i < group.variants.size(); ++i) {
-                const golden::Case one   = group.caseOf(sheet.prelude, 0, i);
-                const auto         walks = [](const std::string& line) { return line.rfind("walk ", 0) == 0; };
-                const auto         found = std::find_if(one.lines.begin(), one.lines.end(), walks);
-                if (found == one.lines.end() || found->rfind("walk " + only_, 0) != 0) continue;
-                met_[found->substr(5, found->find(' ', 5) - 5)];  // also where it is then skipped
-                walk(path, one);
+                const golden::Case one = group.caseOf(sheet.prelude, 0, i);
+                for (const std::string& line : one.lines) {
+                    if (line.rfind("walk " + only_, 0) != 0) continue;
+                    met_[line.substr(5, line.find(' ', 5) - 5)];  // also where it is then skipped
+                    walk(path, onlyWalking(line, one));
+                }
             }
     }
 
@@ -73,12 +122,21 @@ public:
             std::printf("%-46s %4u failures:%s\n", operation.c_str(), all, text.c_str());
         }
         std::printf("%zu operations, %u failures, %u skipped\n", met_.size(), total_, skipped_);
-        if (only_.empty()) missing(map);
+        if (!only_.empty() || skipped_ != 0) return;
+        missing(map);
+        for (const std::string& text : errors_.unheard()) complain(text, "is logged nowhere");
     }
 
     int result() const { return wrong_ != 0 ? 1 : skipped_ != 0 ? 77 : 0; }
 
 private:
+    static golden::Case onlyWalking(const std::string& which, golden::Case one)
+    {
+        for (std::string& line : one.lines)
+            if (line != which && line.rfind("walk ", 0) == 0) line.replace(0, 4, "call");
+        return one;
+    }
+
     void walk(const std::string& path, const golden::Case& one)
     {
         const golden::Outcome whole = golden::runCase(one, 0, true);
@@ -113,6 +171,9 @@ private:
         if (walked.mayBeSilent.count(walked.failed) == 0 &&
             std::includes(usual.begin(), usual.end(), seen.begin(), seen.end()))
             complain(where, "logs no error");
+        for (const std::string& line : seen)
+            if (usual.count(line) == 0 && !errors_.has(line))
+                complain(where, "logs, as it is written nowhere: " + line);
         // What the whole run makes may be there, and what could not be removed.
         static const std::set<std::string> removals = {"fdopendir", "openat", "readdir", "unlinkat", "rmdir"};
         if (walked.newFiles > whole.walked->newFiles && removals.count(walked.failed) == 0)
@@ -122,9 +183,12 @@ private:
     static std::multiset<std::string> errors(const golden::Outcome& outcome)
     {
         std::multiset<std::string> all;
-        for (const golden::Said& said : outcome.said)
+        for (const golden::Said& said : outcome.said) {
             for (const std::string& note : said.notes)
                 if (note.rfind("3 ", 0) == 0) all.insert(note);
+            for (const std::string& change : said.changes)
+                if (change.rfind("the reason ", 0) == 0) all.insert(change);
+        }
         return all;
     }
 
@@ -135,10 +199,8 @@ private:
             "giSServerNewGenAndAbove", "OxaUpdatedVersion",     "pExecutionDirectory",
             "pOXAInstallPath",         "standAloneAutoUpdate",  "installationType",
             "g_sEnabledUSBNIC"};
-        std::ifstream     in(map);
-        const std::string text =
-            std::regex_replace(std::string{std::istreambuf_iterator<char>(in), {}}, std::regex("#[^\n]*"), "");
-        const auto begin = text.find("global:"), end = text.find("local:");
+        const std::string text  = std::regex_replace(contentOf(map), std::regex("#[^\n]*"), "");
+        const auto        begin = text.find("global:"), end = text.find("local:");
         if (begin == text.npos || end == text.npos) return complain(map, "is no map of exports");
         const std::string names = text.substr(begin + 7, end - begin - 7);
         const std::regex  name("[A-Za-z_][A-Za-z0-9_]*");
@@ -153,6 +215,7 @@ private:
         ++wrong_;
     }
 
+    Errors&                                                errors_;
     const std::string                                      only_;
     std::map<std::string, std::map<std::string, unsigned>> met_;
     unsigned                                               total_ = 0, skipped_ = 0, wrong_ = 0;
@@ -163,13 +226,16 @@ private:
 int main(int count, char** words)
 {
     const std::vector<std::string> given(words + 1, words + count);
-    if (given.size() < 2) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
+    if (given.size() < 3) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
-    Walk                  walk(given.size() > 2 ? given[2] : "");
+    Errors                errors;
+    Walk                  walk(errors, given.size() > 3 ? given[3] : "");
     std::set<std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(given[0]))
         if (entry.path().extension() == ".txt") files.insert(entry.path().string());
+    errors.list(given[2]);
+    for (const std::string& path : files) errors.scenario(path);
     for (const std::string& path : files) walk.file(path);
     walk.report(given[1]);
     return walk.result();
