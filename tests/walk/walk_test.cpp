@@ -3,7 +3,7 @@
  * The failure walk: every call that a scenario marks with "walk", with its 1st, 2nd, 3rd ... call into the world
  * failing (memory, platform, libcurl, system), until a run meets no failure.
  *
- *   walk_test SCENARIO-DIRECTORY EXPORT-MAP ERRORS [OPERATION]
+ *   walk_test SCENARIO-DIRECTORY ERRORS [OPERATION]
  *
  * After each failure: a status that the scenario names, a line in the error log that stands in no run without a
  * failure, and nothing left: no memory, handle, descriptor, lock, thread or file. What is logged then stands in a
@@ -18,11 +18,11 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <regex>
 #include <set>
 #include <vector>
 
+#include "Operations.h"
 #include "Sheet.h"
 
 namespace {
@@ -103,27 +103,19 @@ public:
                 const golden::Case one = group.caseOf(sheet.prelude, 0, i);
                 for (const std::string& line : one.lines) {
                     if (line.rfind("walk " + only_, 0) != 0) continue;
-                    met_[line.substr(5, line.find(' ', 5) - 5)];  // also where it is then skipped
+                    met_.insert(line.substr(5, line.find(' ', 5) - 5));  // also where it is then skipped
                     walk(path, onlyWalking(line, one));
                 }
             }
     }
 
-    /** What each operation met; and those that have no row. */
-    void report(const std::string& map)
+    /** What nothing walks; what nothing logs. */
+    void report()
     {
-        for (const auto& [operation, calls] : met_) {
-            unsigned    all = 0;
-            std::string text;
-            for (const auto& [call, count] : calls) {
-                all += count;
-                text += " " + call + (count > 1 ? "*" + std::to_string(count) : "");
-            }
-            std::printf("%-46s %4u failures:%s\n", operation.c_str(), all, text.c_str());
-        }
         std::printf("%zu operations, %u failures, %u skipped\n", met_.size(), total_, skipped_);
         if (!only_.empty() || skipped_ != 0) return;
-        missing(map);
+        for (const auto& [name, function] : golden::operations())
+            if (met_.count(name) == 0 && name != "head") complain(name, "is exported, and no scenario walks it");
         for (const std::string& text : errors_.unheard()) complain(text, "is logged nowhere");
     }
 
@@ -147,14 +139,12 @@ private:
         }
         if (!whole.walked)
             return complain(one.title, whole.complaints.empty() ? "does not run" : whole.complaints.front());
-        auto& met = met_[whole.walked->operation];
         for (unsigned nth = 1; nth <= kLimit; ++nth) {
             std::snprintf(g_current, sizeof g_current, "%s: %s: call %u", path.c_str(), one.title.c_str(), nth);
             const golden::Outcome outcome = golden::runCase(one, nth, true);
             if (!outcome.walked) return complain(g_current, "did not come to its call");
             if (outcome.walked->failed.empty()) return;
             ++total_;
-            ++met[outcome.walked->failed];
             judge(outcome, whole);
         }
         complain(one.title, "makes too many calls");
@@ -192,33 +182,16 @@ private:
         return all;
     }
 
-    void missing(const std::string& map)
-    {
-        static const std::set<std::string> variables = {
-            "g_RedfishSession",        "g_SessionCreationLock", "g_isRedfishSessionRequested",
-            "giSServerNewGenAndAbove", "OxaUpdatedVersion",     "pExecutionDirectory",
-            "pOXAInstallPath",         "standAloneAutoUpdate",  "installationType",
-            "g_sEnabledUSBNIC"};
-        const std::string text  = std::regex_replace(contentOf(map), std::regex("#[^\n]*"), "");
-        const auto        begin = text.find("global:"), end = text.find("local:");
-        if (begin == text.npos || end == text.npos) return complain(map, "is no map of exports");
-        const std::string names = text.substr(begin + 7, end - begin - 7);
-        const std::regex  name("[A-Za-z_][A-Za-z0-9_]*");
-        for (std::sregex_iterator it(names.begin(), names.end(), name), none; it != none; ++it)
-            if (variables.count(it->str()) == 0 && met_.count(it->str()) == 0)
-                complain(it->str(), "is exported, and no scenario walks it");
-    }
-
     void complain(const std::string& where, const std::string& what)
     {
         std::printf("%s: %s\n", where.c_str(), what.c_str());
         ++wrong_;
     }
 
-    Errors&                                                errors_;
-    const std::string                                      only_;
-    std::map<std::string, std::map<std::string, unsigned>> met_;
-    unsigned                                               total_ = 0, skipped_ = 0, wrong_ = 0;
+    Errors&               errors_;
+    const std::string     only_;
+    std::set<std::string> met_;
+    unsigned              total_ = 0, skipped_ = 0, wrong_ = 0;
 };
 
 }  // namespace
@@ -226,17 +199,17 @@ private:
 int main(int count, char** words)
 {
     const std::vector<std::string> given(words + 1, words + count);
-    if (given.size() < 3) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
+    if (given.size() < 2) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
     Errors                errors;
-    Walk                  walk(errors, given.size() > 3 ? given[3] : "");
+    Walk                  walk(errors, given.size() > 2 ? given[2] : "");
     std::set<std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(given[0]))
         if (entry.path().extension() == ".txt") files.insert(entry.path().string());
-    errors.list(given[2]);
+    errors.list(given[1]);
     for (const std::string& path : files) errors.scenario(path);
     for (const std::string& path : files) walk.file(path);
-    walk.report(given[1]);
+    walk.report();
     return walk.result();
 }
