@@ -7,7 +7,8 @@
 namespace qvtools {
 namespace {
 
-constexpr std::size_t kColumns = 80;
+constexpr std::size_t kColumns    = 80;
+constexpr std::size_t kMostIndent = 50;  // behind it a column is too narrow to read
 
 /** Where the text of "  --option TEXT    what it is" begins that goes on below itself: its last column. */
 std::size_t columnOf(const std::string& line)
@@ -15,7 +16,7 @@ std::size_t columnOf(const std::string& line)
     const auto first = std::min(line.find_first_not_of(' '), line.size());
     const auto gap   = line.find("  ", first);
     const auto last  = gap == line.npos ? first : line.find_first_not_of(' ', gap);
-    return last < kColumns / 2 ? last : first;
+    return last <= kMostIndent ? last : first;
 }
 
 std::string wrappedLine(std::string line)

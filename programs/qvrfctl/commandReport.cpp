@@ -1,4 +1,4 @@
-/** @file commandReport.cpp  qvrfctl report: all that a fault report needs, in one archive, without secrets. */
+/** @file commandReport.cpp  qvrfctl report: all that a fault report needs, in one archive, less known secrets. */
 #include <curl/curl.h>
 #include <string.h>
 #include <sys/utsname.h>

@@ -27,7 +27,7 @@ constexpr char kFooter[] =
     "\n"
     "Exit status: 0 done; 1 the library or the BMC failed; 2 wrong usage, nothing was sent; 3 no answer over IPMI; "
     "4 no Redfish session; 5 HTTP status of 400 or above; 6 the result could not be written; "
-    "7 carried out, but the answer did not fit; 8 the event stream was over early; "
+    "7 carried out, but the answer did not fit; 8 time was over, or the event stream was; "
     "9 no USB NIC, or the BMC does not answer on it; from 11 on the step of doctor that failed. See qvrfctl(1).";
 
 struct Parsed {

@@ -6,11 +6,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 
 #include "Control.h"
 #include "Link.h"
 #include "Support.h"
 #include "torvosim.h"
+#include "wrapped.h"
 
 namespace {
 
@@ -150,12 +152,23 @@ constexpr char kExamples[] =
     "Examples:\n"
     "  torvosim --ready-file ready.json --write-config bmc.cfg &\n"
     "  QVPLATFORM_CONFIG=bmc.cfg qvrfctl discover\n"
-    "  torvosim ctl --socket $(jq -r .control ready.json) status 503 GET /redfish/v1/Systems 1\n\n";
+    "  export TORVOSIM_CONTROL=$(jq -r .control ready.json)\n"
+    "  torvosim ctl status 503 GET /redfish/v1/Systems 1\n\n";
+
+/** What is no fault: --help and --version. */
+int tell(const CLI::App& app, const CLI::ParseError& asked)
+{
+    std::ostringstream text;
+    app.exit(asked, text, text);
+    std::fputs(qvtools::wrapped(text.str()).c_str(), stdout);
+    return 0;
+}
 
 int run(int argc, char** argv)
 {
     CommandLine line;
-    CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.");
+    CLI::App    app("torvosim: a BMC on a desk. Serves Redfish over HTTPS and IPMI over sockets until SIGTERM.",
+                    "torvosim");
     app.set_version_flag("--version", "torvosim " TORVOSIM_VERSION);
     app.footer(std::string(kExamples) + "Control words:\n" + torvosim::controlHelp());
     addRunOptions(app, line);
@@ -167,7 +180,7 @@ int run(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+        if (error.get_exit_code() == 0) return tell(app, error);
         return complain(error.what() + std::string(" (torvosim --help tells more)"), kExitUsage);
     }
     return ctl->parsed() ? sendControl(line) : serve(line);

@@ -74,11 +74,11 @@ options() {
 
 # Nothing that a program says of itself, and no line of a manual, is wider than a terminal.
 columns() {
-    for program in qvrfctl qvoxa-sync; do
+    for program in qvrfctl qvoxa-sync torvosim; do
         while read -r line; do wrong "$program --help: $line"; done < <(help_of "$BUILD/bin/$program" </dev/null | grep -E '.{81}')
     done
     command -v man >/dev/null || return 0
-    for page in docs/*.3 programs/*/*.1; do
+    for page in docs/*.[35] programs/*/*.1; do
         while read -r line; do wrong "$page: $line"; done < <(MANWIDTH=80 man -E UTF-8 -l -Tutf8 "$page" 2>/dev/null | col -b | grep -E '.{81}')
     done
 }
