@@ -43,6 +43,14 @@ dynamic() {
     fi
 }
 
+# What an optimised build is hardened with; TEXTREL is looked for above, and where it is installed a path to libraries.
+hardened() {
+    { readelf -Wdl "$LIBRARY" && nm -D "$LIBRARY" && objdump -d --disassemble=QVRFUTILInit "$LIBRARY"; } >"$scratch/all"
+    for part in BIND_NOW GNU_RELRO 'GNU_STACK .* RW ' __stack_chk_fail __memcpy_chk 'endbr64|paciasp|bti'; do
+        grep -qE "$part" "$scratch/all" || { echo "no $part"; exit 1; }
+    done
+}
+
 # A C11 program that includes every public header can name every export, and finds each when it runs.
 addresses() {
     {
