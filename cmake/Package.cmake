@@ -24,6 +24,9 @@ set(CPACK_COMPONENTS_ALL runtime platform development tools simulator)
 # package_component(COMPONENT DEB-NAME RPM-NAME SUMMARY DESCRIPTION NEEDED-COMPONENT...)
 function(package_component component deb rpm summary description)
   string(TOUPPER ${component} key)
+  string(SUBSTRING ${summary} 0 1 first)
+  string(TOUPPER ${first} first)
+  string(REGEX REPLACE "^." ${first} title ${summary})  # as rpm has it; deb begins with a small letter
   foreach(setting
       "COMPONENT_${key}_DISPLAY_NAME|${summary}"
       "COMPONENT_${key}_DESCRIPTION|${summary}\n${description}"
@@ -31,7 +34,7 @@ function(package_component component deb rpm summary description)
       "DEBIAN_${key}_PACKAGE_NAME|${deb}"
       "DEBIAN_${key}_FILE_NAME|DEB-DEFAULT"
       "RPM_${key}_PACKAGE_NAME|${rpm}"
-      "RPM_${key}_PACKAGE_SUMMARY|${summary}"
+      "RPM_${key}_PACKAGE_SUMMARY|${title}"
       "RPM_${key}_FILE_NAME|RPM-DEFAULT")
     string(REGEX MATCH "^([^|]*)[|](.*)$" _ "${setting}")
     set(CPACK_${CMAKE_MATCH_1} "${CMAKE_MATCH_2}" PARENT_SCOPE)
@@ -115,7 +118,7 @@ set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES
 set(CPACK_RPM_SPEC_MORE_DEFINE "Packager: ${QVRFUTIL_MAINTAINER}")
 set(CPACK_RPM_CHANGELOG_FILE ${PROJECT_BINARY_DIR}/packaging/rpm-changelog)
 string(TIMESTAMP day "%a %b %d %Y" UTC)
-file(WRITE ${CPACK_RPM_CHANGELOG_FILE} "* ${day} ${QVRFUTIL_MAINTAINER} - ${PROJECT_VERSION}\n\
+file(WRITE ${CPACK_RPM_CHANGELOG_FILE} "* ${day} ${QVRFUTIL_MAINTAINER} - ${PROJECT_VERSION}-1\n\
 - See CHANGELOG.md in the documents of libqvrfutil-devel.\n")
 foreach(key_and_group "RUNTIME=System/Libraries" "PLATFORM=System/Libraries" "TOOLS=System/Management"
     "DEVELOPMENT=Development/Libraries" "SIMULATOR=Development/Tools")
