@@ -100,8 +100,8 @@ std::string_view withoutSlashes(std::string_view path) noexcept
 void makeRoom(const astring* path) noexcept
 {
     struct stat status {};
-    if (::lstat(path, &status) == 0 && (!S_ISDIR(status.st_mode) || removeTree(path, Logging::off) != 0))
-        ::unlink(path);
+    if (::lstat(path, &status) == 0 && S_ISDIR(status.st_mode)) removeTree(path, Logging::off);
+    ::unlink(path);
 }
 
 /** @param forbidden  mode bits that it must not have */
