@@ -63,30 +63,43 @@ s32 bounce(astring* interfaceName, u16 family) noexcept
     return 0;
 }
 
+s32 bounceUsable(astring* interfaceName) noexcept
+{
+    SetIFFlags(interfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter
+    const s32 result = bounce(interfaceName, AF_INET6);
+    if (result == 0) qvrf::CarrierWait(interfaceName).running();
+    return result;
+}
+
+/** A USB interface that goes up, down and up before its carrier came can lose it for good. */
+s32 bounceWithNewMode(astring* interfaceName) noexcept
+{
+    qvrf::CarrierWait carrier(interfaceName);
+    const bool        runs = carrier.running();
+    SetAddrGenModeForIPV6(interfaceName);
+    const s32 result = bounce(interfaceName, AF_INET);
+    if (runs && result == 0) carrier.running();
+    return result;
+}
+
+s32 setPolicy(astring* interfaceName) noexcept
+{
+    if (interfaceName == nullptr) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
+        return QVRFUTIL_FAILURE;
+    }
+    if (SetIFFlags(interfaceName, kUp, AF_INET) != 0) {
+        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
+        return QVRFUTIL_FAILURE;
+    }
+    return LXcheckHostIPVersion(interfaceName, kIPv6) == 0 ? bounceUsable(interfaceName)
+                                                           : bounceWithNewMode(interfaceName);
+}
+
 }  // namespace
 
 extern "C" s32 SetAddrGenModePolicyForUSBNICIPV6(astring* pInterfaceName)
 {
     const qvrf::TraceScope trace("SetAddrGenModePolicyForUSBNICIPV6", qvrf::kPlainTrace);
-    if (pInterfaceName == nullptr) {
-        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: pInterfaceName=NULL\n");
-        return QVRFUTIL_FAILURE;
-    }
-    if (SetIFFlags(pInterfaceName, kUp, AF_INET) != 0) {
-        __SysDbgPrint3("SetAddrGenModePolicyForUSBNICIPV6: BringUPNetworkInterface failed.\n");
-        return QVRFUTIL_FAILURE;
-    }
-    if (LXcheckHostIPVersion(pInterfaceName, kIPv6) == 0) {
-        SetIFFlags(pInterfaceName, kUp, AF_INET6);  // it is up already: whether this succeeds does not matter
-        const s32 result = bounce(pInterfaceName, AF_INET6);
-        if (result == 0) qvrf::CarrierWait(pInterfaceName).running();
-        return result;
-    }
-    // A USB interface that goes up, down and up before its carrier came can lose it for good.
-    qvrf::CarrierWait carrier(pInterfaceName);
-    const bool        runs = carrier.running();
-    SetAddrGenModeForIPV6(pInterfaceName);
-    const s32 result = bounce(pInterfaceName, AF_INET);
-    if (runs && result == 0) carrier.running();
-    return result;
+    return setPolicy(pInterfaceName);
 }

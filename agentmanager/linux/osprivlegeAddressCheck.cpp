@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include <cstring>
+#include <optional>
 
 #include "osprivlege.h"
 #include "qvstatus.h"
@@ -66,57 +67,67 @@ Finding routableAddress(const ifaddrs& entry, const char* interfaceName, Wanted 
     return judged(entry, interfaceName, wanted, [](const sockaddr_in6& a) { return a.sin6_scope_id == 0; });
 }
 
-}  // namespace qvrf
+namespace {
 
-using namespace qvrf;
+/** What an address decides: a status for the whole check, or nothing. */
+using Verdict = std::optional<s32>;
+
+/** The IPv6 line has always carried the other check's name; readers of the log search for it. */
+Verdict decideHostIPVersion(const ifaddrs& entry, const char* interfaceName, Wanted wanted) noexcept
+{
+    switch (usableAddress(entry, interfaceName, wanted)) {
+        case Finding::nothing: return std::nullopt;
+        case Finding::down: __SysDbgPrint3("LXcheckHostIPVersion: Interface is Down\n"); return QVRFUTIL_FAILURE;
+        case Finding::unsuitable:
+            __SysDbgPrint4("LXcheckHostIPVersion: not a link local address\n");
+            return std::nullopt;
+        case Finding::suitable: break;
+    }
+    if (wanted == Wanted::ipv6)
+        __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6\n", entry.ifa_name);
+    else
+        __SysDbgPrint4("LXcheckHostIPVersion: Interface %s configured IPV4\n", entry.ifa_name);
+    return OXA_SUCCESS;
+}
+
+Verdict decideIFIPConfigured(const ifaddrs& entry, const char* interfaceName, Wanted wanted) noexcept
+{
+    const Finding finding = routableAddress(entry, interfaceName, wanted);
+    if (finding == Finding::unsuitable)
+        __SysDbgPrint4("LXcheckIFIPConfigured: Scope id %d not a IPV6 ULA address\n",
+                       static_cast<int>(ipv6Of(entry).sin6_scope_id));
+    if (finding != Finding::suitable) return std::nullopt;
+    if (wanted == Wanted::ipv6)
+        __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6 ULA address\n", entry.ifa_name);
+    else
+        __SysDbgPrint4("LXcheckIFIPConfigured: Interface %s configured IPV4\n", entry.ifa_name);
+    return OXA_SUCCESS;
+}
+
+/** The host's addresses one by one, until one decides. */
+template <class Decide>
+s32 decidedBy(const Decide& decide, const char* op, const char* interfaceName, booln IPVersion) noexcept
+{
+    const Wanted      wanted = IPVersion != 0 ? Wanted::ipv6 : Wanted::ipv4;
+    const AddressList list   = addressList(op, interfaceName);
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next)
+        if (const Verdict verdict = decide(*entry, interfaceName, wanted)) return *verdict;
+    return QVRFUTIL_FAILURE;
+}
+
+}  // namespace
+}  // namespace qvrf
 
 extern "C" s32 LXcheckHostIPVersion(astring* pInterfaceName, booln IPVersion)
 {
-    static constexpr char op[] = "LXcheckHostIPVersion";
-    const TraceScope      trace(op, kPlainTrace);
-    const Wanted          wanted = IPVersion != 0 ? Wanted::ipv6 : Wanted::ipv4;
-    const AddressList     list   = addressList(op, pInterfaceName);
-    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        switch (usableAddress(*entry, pInterfaceName, wanted)) {
-            case Finding::nothing: break;
-            case Finding::down: __SysDbgPrint3("LXcheckHostIPVersion: Interface is Down\n"); return QVRFUTIL_FAILURE;
-            case Finding::unsuitable: __SysDbgPrint4("LXcheckHostIPVersion: not a link local address\n"); break;
-            case Finding::suitable:
-                // The IPv6 line has always carried the other check's name; readers of the log search for it.
-                if (wanted == Wanted::ipv6) {
-                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6\n", entry->ifa_name);
-                } else {
-                    __SysDbgPrint4("LXcheckHostIPVersion: Interface %s configured IPV4\n", entry->ifa_name);
-                }
-                return 0;
-        }
-    }
-    return QVRFUTIL_FAILURE;
+    static constexpr char  op[] = "LXcheckHostIPVersion";
+    const qvrf::TraceScope trace(op, qvrf::kPlainTrace);
+    return qvrf::decidedBy(qvrf::decideHostIPVersion, op, pInterfaceName, IPVersion);
 }
 
 extern "C" s32 LXcheckIFIPConfigured(astring* pInterfaceName, booln IPVersion)
 {
-    static constexpr char op[] = "LXcheckIFIPConfigured";
-    const TraceScope      trace(op, kPlainTrace);
-    const Wanted          wanted = IPVersion != 0 ? Wanted::ipv6 : Wanted::ipv4;
-    const AddressList     list   = addressList(op, pInterfaceName);
-    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        switch (routableAddress(*entry, pInterfaceName, wanted)) {
-            case Finding::nothing:
-            case Finding::down: break;
-            case Finding::unsuitable:
-                __SysDbgPrint4("LXcheckIFIPConfigured: Scope id %d not a IPV6 ULA address\n",
-                               static_cast<int>(ipv6Of(*entry).sin6_scope_id));
-                break;
-            case Finding::suitable:
-                if (wanted == Wanted::ipv6) {
-                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface  %s configured with IPV6 ULA address\n",
-                                   entry->ifa_name);
-                } else {
-                    __SysDbgPrint4("LXcheckIFIPConfigured: Interface %s configured IPV4\n", entry->ifa_name);
-                }
-                return 0;
-        }
-    }
-    return QVRFUTIL_FAILURE;
+    static constexpr char  op[] = "LXcheckIFIPConfigured";
+    const qvrf::TraceScope trace(op, qvrf::kPlainTrace);
+    return qvrf::decidedBy(qvrf::decideIFIPConfigured, op, pInterfaceName, IPVersion);
 }

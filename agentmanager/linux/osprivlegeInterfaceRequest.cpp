@@ -54,29 +54,37 @@ LoggedSocket::~LoggedSocket()
     if (fd_ >= 0 && ::close(fd_) != 0) __SysDbgPrint3("%s", closeFailed_);
 }
 
-}  // namespace qvrf
+namespace {
 
-extern "C" s32 SetIFFlags(astring* pInterfaceName, u16 flags, u16 addrfamily)
+s32 setFlags(const char* interfaceName, u16 flags, u16 family) noexcept
 {
-    const qvrf::TraceScope trace("SetIFFlags", qvrf::kPlainTrace);
-    if (pInterfaceName == nullptr) {
+    if (interfaceName == nullptr) {
         __SysDbgPrint3("SetIFFlags: pInterfaceName=NULL\n");
         return QVRFUTIL_FAILURE;
     }
-    ifreq request     = qvrf::requestFor(pInterfaceName);
+    ifreq request     = requestFor(interfaceName);
     request.ifr_flags = static_cast<short>(flags);
 
-    const qvrf::LoggedSocket control(addrfamily, SOCK_DGRAM, "SetIFFlags: close() failed\n");
+    const LoggedSocket control(family, SOCK_DGRAM, "SetIFFlags: close() failed\n");
     if (!control) {
         __SysDbgPrint3("SetIFFlags: socket error %s\n", std::strerror(errno));
         return QVRFUTIL_FAILURE;
     }
     const s32 result = ::ioctl(control.get(), SIOCSIFFLAGS, &request);
     if (result < 0) {
-        __SysDbgPrint3("SetIFFlags: Interface '%s': Error: SIOCSIFFLAGS failed: %s\n", pInterfaceName,
+        __SysDbgPrint3("SetIFFlags: Interface '%s': Error: SIOCSIFFLAGS failed: %s\n", interfaceName,
                        std::strerror(errno));
     } else {
-        __SysDbgPrint4("SetIFFlags: Interface '%s': flags set to %04X.\n", pInterfaceName, flags);
+        __SysDbgPrint4("SetIFFlags: Interface '%s': flags set to %04X.\n", interfaceName, flags);
     }
     return result;
+}
+
+}  // namespace
+}  // namespace qvrf
+
+extern "C" s32 SetIFFlags(astring* pInterfaceName, u16 flags, u16 addrfamily)
+{
+    const qvrf::TraceScope trace("SetIFFlags", qvrf::kPlainTrace);
+    return qvrf::setFlags(pInterfaceName, flags, addrfamily);
 }

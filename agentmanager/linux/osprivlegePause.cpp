@@ -1,4 +1,4 @@
-/** @file osprivlegePause.cpp  sleep() to its end. */
+/** @file osprivlegePause.cpp  A sleep() that signals do not shorten. */
 #include "osprivlegePause.h"
 
 #include <unistd.h>

@@ -10,22 +10,27 @@ namespace {
 
 constexpr char kConfigRequest[] = "/opt/zelmar/kappel/Oxa/etc/ini/usbnicconfig.ini";
 
-}  // namespace
-
-extern "C" booln IsUSBNICIntfConfigRequired(void)
+/** The file being there is the whole request: one that cannot be deleted still asks. */
+booln takeConfigRequest() noexcept
 {
-    const qvrf::TraceScope trace("IsUSBNICIntfConfigRequired", qvrf::kPlainTrace);
     if (::access(kConfigRequest, F_OK) != 0) {
         __SysDbgPrint4("IsUSBNICIntfConfigRequired: file doesn't exist, nothing to do.\n");
         return FALSE;
     }
-    // The file being there is the whole request: one that cannot be deleted still asks.
     if (::unlink(kConfigRequest) == 0) {
         __SysDbgPrint4("IsUSBNICIntfConfigRequired: usbnicconfig.ini deleted successfully.\n");
     } else {
         __SysDbgPrint3("IsUSBNICIntfConfigRequired: Unable to delete the file: usbnicconfig.ini.\n");
     }
     return TRUE;
+}
+
+}  // namespace
+
+extern "C" booln IsUSBNICIntfConfigRequired(void)
+{
+    const qvrf::TraceScope trace("IsUSBNICIntfConfigRequired", qvrf::kPlainTrace);
+    return takeConfigRequest();
 }
 
 extern "C" booln getTriggerInfo(void)

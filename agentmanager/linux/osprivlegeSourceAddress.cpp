@@ -85,7 +85,7 @@ in_addr buildLinkLocal(in_addr bmc, AddressText& address) noexcept
     __SysDbgPrint3("OSSendARPProbeToTorvo: APMUpdateAutoconnectFeature() failed\n");
     const in_addr derived = addressBeside(bmc);
     __SysDbgPrint4("buildLinkLocal: ..d_ip.s_addr = 0x%x\n", derived.s_addr);
-    ::inet_ntop(AF_INET, &derived, address.data(), 32);
+    ::inet_ntop(AF_INET, &derived, address.data(), sizeof address);
     __SysDbgPrint4("buildLinkLocal: ..d_ip= %s\n", address.data());
     __SysDbgPrint3("OSSendARPProbeToTorvo: failed to get source interface ip address..\n");
     return derived;

@@ -4,6 +4,7 @@
 #include "OxaAutoUpdateLinuxOutput.h"
 #include "qvrfutilLX.h"
 #include "qvrfutilLXKept.h"
+#include "steps.h"
 #include "trace.h"
 
 // The formats below take what Method says of them.
@@ -43,12 +44,7 @@ public:
     {
     }
 
-    s32 run() noexcept
-    {
-        for (const auto step : kSteps)
-            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
-        return OXA_SUCCESS;
-    }
+    s32 run() noexcept { return carryOut(*this, kSteps); }
 
 private:
     s32 takeHandle() noexcept

@@ -5,6 +5,7 @@
 #include "qvrfutilLXKept.h"
 #include "qvrfutilLXResponse.h"
 #include "qvrfutilLXSession.h"
+#include "steps.h"
 #include "trace.h"
 
 namespace {
@@ -71,12 +72,7 @@ class Upload {
 public:
     explicit Upload(const UploadRequest& request) noexcept : request_(request) {}
 
-    s32 run() noexcept
-    {
-        for (const auto step : kSteps)
-            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
-        return OXA_SUCCESS;
-    }
+    s32 run() noexcept { return carryOut(*this, kSteps); }
 
 private:
     s32 takeHandle() noexcept
@@ -188,12 +184,7 @@ class OpenGet {
 public:
     OpenGet(const astring* path, const Answer& answer) noexcept : path_(path), answer_(answer) {}
 
-    s32 run() noexcept
-    {
-        for (const auto step : kSteps)
-            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
-        return OXA_SUCCESS;
-    }
+    s32 run() noexcept { return carryOut(*this, kSteps); }
 
 private:
     s32 takeHandle() noexcept

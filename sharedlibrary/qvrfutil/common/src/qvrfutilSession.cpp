@@ -5,6 +5,7 @@
 #include "owners.h"
 #include "oxarfutilHelper.h"
 #include "smsecure.h"
+#include "steps.h"
 #include "trace.h"
 
 namespace {
@@ -189,12 +190,7 @@ public:
     {
     }
 
-    s32 run() noexcept
-    {
-        for (const auto step : kSteps)
-            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
-        return OXA_SUCCESS;
-    }
+    s32 run() noexcept { return carryOut(*this, kSteps); }
 
 private:
     s32 checkArguments() noexcept { return checkCreateArguments(user_, privilege_, ipVersion_); }

@@ -5,6 +5,7 @@
 #include "oxarfutilHelper.h"
 #include "qvrfutilSession.h"
 #include "smsecure.h"
+#include "steps.h"
 #include "trace.h"
 
 namespace {
@@ -33,12 +34,7 @@ class Closing {
 public:
     Closing(astring* user, s32 ipVersion) noexcept : user_(user), ipVersion_(ipVersion) {}
 
-    s32 run() noexcept
-    {
-        for (const auto step : kSteps)
-            if (const s32 status = (this->*step)(); status != OXA_SUCCESS) return status;
-        return OXA_SUCCESS;
-    }
+    s32 run() noexcept { return carryOut(*this, kSteps); }
 
 private:
     s32 checkArguments() noexcept
