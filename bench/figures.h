@@ -27,7 +27,8 @@ private:
     std::vector<double> values_;
 };
 
-/** What the library may take: so many times what libcurl takes, so much more, or so much; or do: so much of its rate.
+/**
+ * What the library may take: so many times what libcurl takes, so much more, or so much; or do: so much of its rate.
  */
 enum class Limit { none, ratio, difference, value, rate };
 
@@ -40,7 +41,8 @@ struct Row {
     double      most  = 0;
 };
 
-/** Prints @p row with tabs between measure, unit, "side value" for each side, target and verdict: bench/run reads it.
+/**
+ * Prints @p row with tabs between measure, unit, "side value" for each side, target and verdict: bench/run reads it.
  */
 void report(const Row& row);
 

@@ -205,7 +205,7 @@ errno_t getenv_s(size_t* pReturnValue, char* pBuffer, size_t sizeInBytes, const 
  * @param[out] ppBuffer      the value, to be released with free; NULL on failure
  * @param[out] pSizeInBytes  its size with the zero. Must not be NULL: it is not checked.
  * @return 22 when @p ppBuffer or @p pVarName is NULL (nothing is written), and when there is no such variable: here
- * that is an error; 12 when memory is out.
+ *         that is an error; 12 when memory is out.
  */
 errno_t _dupenv_s(char** ppBuffer, size_t* pSizeInBytes, const char* pVarName);
 
@@ -214,9 +214,8 @@ errno_t _dupenv_s(char** ppBuffer, size_t* pSizeInBytes, const char* pVarName);
 /**
  * The text of a time in local time, such as "Thu Jan  1 00:00:00 1970\n".
  * @param sizeInBytes  26 or more
- * @return 22 when @p pBuffer is NULL or @p sizeInBytes is 0 (nothing is written), and when @p sizeInBytes
- * is below 26 or
- *         @p pTime is NULL or negative; -1 when the time has no such text. Except in the first case the buffer is
+ * @return 22 when @p pBuffer is NULL or @p sizeInBytes is 0 (nothing is written), and when @p sizeInBytes is below 26
+ *         or @p pTime is NULL or negative; -1 when the time has no such text. Except in the first case the buffer is
  *         emptied on failure.
  */
 errno_t ctime_s(char* pBuffer, size_t sizeInBytes, const time_t* pTime);

@@ -31,8 +31,8 @@ s32 SMqvoxaPBKDF2Encrypt(const astring* text, u32 length, astring* output, astri
 
 /**
  * Decrypts what SMqvoxaPBKDF2Encrypt encrypted.
- * @param[in] output  the address of a pointer to a caller's buffer of SMSECURE_PLAIN_SIZE bytes,
- * which receives the text
+ * @param[in] output  the address of a pointer to a caller's buffer of SMSECURE_PLAIN_SIZE bytes, which receives the
+ *                    text
  * @return 0 on success
  */
 s32 SMqvoxaPBKDF2Decrypt(const astring* b64Key, const astring* b64Text, astring** output);
@@ -61,7 +61,8 @@ typedef struct _OxaSignatureObject {
 /** OSVerifyDigitalSignature could not look at the signature at all: its own program or library is missing. */
 #define OXA_VERIFIER_UNUSABLE 3
 
-/** Verifies a file's detached signature. @return 0: the signature is good; OXA_VERIFIER_UNUSABLE; any other: it is not
+/**
+ * Verifies a file's detached signature. @return 0: the signature is good; OXA_VERIFIER_UNUSABLE; any other: it is not
  */
 s32 OSVerifyDigitalSignature(OxaSignatureObject* object);
 

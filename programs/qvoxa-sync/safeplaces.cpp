@@ -1,4 +1,4 @@
-/** @file safeplaces.cpp  Owners and modes. */
+/** @file safeplaces.cpp  Judges files and directories by their owners and modes. */
 #include "safeplaces.h"
 
 #include <sys/stat.h>

@@ -13,8 +13,7 @@ std::string whyUnsafeFile(const std::string& path);
 
 /**
  * Why the directory at @p path, or where it will be made, is not to be written in: it or one above it belongs to
- * somebody else than root and this user, or can be written by others. Above it, a sticky directory as
- * /tmp does no harm.
+ * somebody else than root and this user, or can be written by others. Sticky ones above it are good enough.
  */
 std::string whyUnsafeDirectory(const std::string& path);
 

@@ -1,4 +1,5 @@
-/** @file arguments.h  Declares what a command takes. CLI11 parses it; as that takes seconds to compile, few include it.
+/**
+ * @file arguments.h  Declares what a command takes. CLI11 parses it; as that takes seconds to compile, few include it.
  */
 #ifndef QVRFCTL_ARGUMENTS_H
 #define QVRFCTL_ARGUMENTS_H

@@ -55,7 +55,8 @@ try {
     return std::nullopt;
 }
 
-/** The library reports success also when a later step failed and it took the account back: the BMC has the last word.
+/**
+ * The library reports success also when a later step failed and it took the account back: the BMC has the last word.
  */
 bool checkAdded(const Context& context, const Words& words)
 {

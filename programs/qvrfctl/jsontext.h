@@ -22,7 +22,8 @@ std::string jsonTextOf(const nlohmann::ordered_json& value);
 /** What a BMC sent as JSON text on one line: as it wrote it when it is JSON, else as a text. */
 std::string asJsonText(std::string_view sent);
 
-/** The length of what the bracket at the beginning of @p text opens, its closing one included; 0 when none closes it.
+/**
+ * The length of what the bracket at the beginning of @p text opens, its closing one included; 0 when none closes it.
  */
 std::size_t balanced(std::string_view text) noexcept;
 

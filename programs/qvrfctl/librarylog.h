@@ -1,4 +1,5 @@
-/** @file librarylog.h  Listens to the debug print of the library and the platform, which names the cause of a failure.
+/**
+ * @file librarylog.h  Listens to the debug print of the library and the platform, which names the cause of a failure.
  */
 #ifndef QVRFCTL_LIBRARYLOG_H
 #define QVRFCTL_LIBRARYLOG_H

@@ -1,4 +1,5 @@
-/** @file request.h  One request through the layer, as the command line words it, and its answer as the tool shows it.
+/**
+ * @file request.h  One request through the layer, as the command line words it, and its answer as the tool shows it.
  */
 #ifndef QVRFCTL_REQUEST_H
 #define QVRFCTL_REQUEST_H

@@ -1,8 +1,7 @@
 /**
  * @file Wraps.cpp
  * Where the library's calls into the C library and libcurl end up (linker option --wrap): each may be made to fail,
- * what runs processes or waits is noted and does not happen, what hands something out is held against
- * what takes it back.
+ * what runs processes or waits is noted and does not happen, what hands out is held against what takes back.
  */
 #include <curl/curl.h>
 #include <dirent.h>

@@ -1,4 +1,5 @@
-/** @file wire_test.cpp  Frames, and the ways to the BMC: whose far end is slow, wrong, silent, gone or somebody else's.
+/**
+ * @file wire_test.cpp  Frames, and the ways to the BMC: whose far end is slow, wrong, silent, gone or somebody else's.
  */
 #include <gmock/gmock.h>
 #include <linux/ipmi.h>

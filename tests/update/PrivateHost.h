@@ -1,4 +1,5 @@
-/** @file PrivateHost.h  A host of the test's own: its /tmp, /opt, system log and package database, its BMC elsewhere.
+/**
+ * @file PrivateHost.h  A host of the test's own: its /tmp, /opt, system log and package database, its BMC elsewhere.
  */
 #ifndef UPDATE_PRIVATEHOST_H
 #define UPDATE_PRIVATEHOST_H

@@ -21,7 +21,7 @@ constexpr char        kHere[]      = "./.qvoxareg.cfg";
 constexpr char        kInstalled[] = "/opt/zelmar/kappel/Oxa/etc/qvoxareg.cfg";
 constexpr std::size_t kMaxFile     = 1024 * 1024;
 
-/** Why nobody else could have put the file there or changed it; nullptr: nobody could. */
+/** Why somebody else could have put the file there or changed it; nullptr: nobody could. */
 const char* objectionTo(int directory, int file)
 {
     struct stat status {};

@@ -19,7 +19,8 @@ public:
     {
     }
 
-    /** One exchange; the wait for other threads' exchanges counts into its time, which ends at @p latest. Any thread.
+    /**
+     * One exchange; the wait for other threads' exchanges counts into its time, which ends at @p latest. Any thread.
      */
     std::optional<Bytes> exchange(const Bytes& request, Clock::time_point latest = Clock::time_point::max());
 

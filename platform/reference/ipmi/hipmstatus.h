@@ -17,7 +17,7 @@ constexpr s32 kOutOfMemory     = 6;
 /** Logs "what: why" and keeps it as this thread's last problem. */
 void reportFailure(const char* what, const char* why) noexcept;
 
-/** What this thread does next has no problem yet. */
+/** Forgets this thread's last problem: the next operation has none yet. */
 void forgetProblem() noexcept;
 
 }  // namespace qvplatform

@@ -76,7 +76,8 @@ const EVP_CIPHER* cipher()
     return fetched;
 }
 
-/** Errors of ours do not stay behind in the thread's queue, where the next caller of OpenSSL would take them for his.
+/**
+ * Errors of ours do not stay behind in the thread's queue, where the next caller of OpenSSL would take them for his.
  */
 class ErrorsForgotten {
 public:

@@ -1,4 +1,5 @@
-/** @file change.h  Changes: held against what the BMC allows, against what somebody else changed, and against its word.
+/**
+ * @file change.h  Changes: held against what the BMC allows, against what somebody else changed, and against its word.
  */
 #ifndef QVRFCTL_DAY_CHANGE_H
 #define QVRFCTL_DAY_CHANGE_H

@@ -1,4 +1,5 @@
-/** @file service.h  The Redfish service behind a session: resources by their links, collections with all their pages.
+/**
+ * @file service.h  The Redfish service behind a session: resources by their links, collections with all their pages.
  */
 #ifndef QVRFCTL_DAY_SERVICE_H
 #define QVRFCTL_DAY_SERVICE_H

@@ -13,7 +13,8 @@ namespace qvrfctl {
 struct Order;
 struct Reply;
 
-/** What an answer of 202 leaves to look at: the task, and the monitor that answers in its place. Either may be empty.
+/**
+ * What an answer of 202 leaves to look at: the task, and the monitor that answers in its place. Either may be empty.
  */
 struct Accepted {
     std::string task;

@@ -10,7 +10,8 @@ namespace qvrfctl {
 
 /** @throws Failure where there is none */
 Value accountService(Service& service);
-/** {"users": [...]}, of each id, name, role, enabled, locked, mustChangePassword, path; slots without a name left out.
+/**
+ * {"users": [...]}, of each id, name, role, enabled, locked, mustChangePassword, path; slots without a name left out.
  */
 Value userRows(Service& service);
 /** The role that "ro", "op" and "root" are; else empty. */

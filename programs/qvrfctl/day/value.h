@@ -1,4 +1,5 @@
-/** @file value.h  A piece of JSON: what a BMC sent, or what is going to be shown. Costs nothing to include.
+/**
+ * @file value.h  A piece of JSON: what a BMC sent, or what is going to be shown. Costs nothing to include.
  */
 #ifndef QVRFCTL_DAY_VALUE_H
 #define QVRFCTL_DAY_VALUE_H

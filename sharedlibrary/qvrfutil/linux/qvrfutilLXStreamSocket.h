@@ -14,14 +14,14 @@ class StreamSocket {
 public:
     /**
      * Looks at the connection after libcurl moved the transfer on: keeps it from the programs that the process starts,
-     * and counts what comes without being told.
+     * and counts what comes and is handed to nobody.
      * @param bodyCame  whether some of the answer's body came meanwhile
      */
     void look(CURLM* multi, CURL* easy, bool bodyCame) noexcept;
 
     /**
-     * Whether the BMC sends more than any event's length of what is no body. libcurl itself bounds header lines behind
-     * a body (trailers) only lately, and keeps all of them in memory.
+     * Whether the BMC has sent more bytes outside the body than the longest event has. Header lines behind a body
+     * (trailers) stay in libcurl's memory, and older versions of it take any number of them.
      */
     bool floods() const noexcept { return floods_; }
 

@@ -142,10 +142,10 @@ s32 QVRFUTILGetRFSessionInfo(QVRFUTILSession* pRedfishSession, booln isNewSessio
  * @param IPAddress  dotted IPv4, or IPv6 without brackets; at most 46 characters (44 for IPv6) fit, a longer one
  *                   leaves the address empty
  * @param PortNum    decimal text of at most four digits; a longer one leaves the port empty
- * QVRFUTILCreateSession cannot log in at an IPv6 address of more than 32 characters: leave out what :: can stand for.
  * @param IsIPV6     1: the address is IPv6, stored in brackets, and the session's IP version becomes 6; otherwise the
  *                   version stays as it is
  * @return 0; 271 when an argument is NULL, with the record untouched
+ * QVRFUTILCreateSession cannot log in at an IPv6 address of more than 32 characters: leave out what :: can stand for.
  * Writes the record without a lock: call it at start-up, before requests run.
  */
 s32 QVRFUTILSetIPAddress(astring* IPAddress, astring* PortNum, booln IsIPV6);
@@ -228,8 +228,8 @@ s32 QVRFUTILSendRequest(const astring* pWebResourceUrl, astring* pPostData, astr
  * Uploads a file together with a JSON document, as a multipart form of two parts: "metadata" and "LogZip". The file is
  * read while it is sent; memory does not grow with its size. Sends as QVRFUTILSendRequest does, 401 included: the
  * result is then 0 with *pHttpRetCode 401, and the caller sends again.
- * @param filePathWithName  a readable file; a missing or unreadable one, or a directory, gives 103
- * before anything is sent
+ * @param filePathWithName  a readable file; a missing or unreadable one, or a directory, gives 103 before anything is
+ *                          sent
  * @param pPostData         the JSON document with its NUL
  * @param ppRFResponse, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode  as in QVRFUTILSendRequest
  * @return as QVRFUTILSendRequest; 101 without a session on the newer generation; 272 when memory for the URL is out
@@ -244,7 +244,7 @@ s32 QVRFUTILSendFileUploadRequest(const astring* pWebResourceUrl, const astring*
  * @param pURL  path on the BMC with its leading slash; one of more than 400 characters is logged as such and gives -1
  * @param ppResponseBuffer, pRFResponseINLen, pRFResponseOUTLen, pHttpRetCode  as in QVRFUTILSendRequest
  * @return 0 with any HTTP status; 100 buffer too small; 102 NULL argument; 103 an option failed; -1 the transfer
- * failed, the answer has no headers, or out of memory
+ *         failed, the answer has no headers, or out of memory
  */
 s32 QVRFUTILSendRequestNoAuth(const astring* pURL, astring** ppResponseBuffer, u32 pRFResponseINLen,
                               u32* pRFResponseOUTLen, u16* pHttpRetCode);
@@ -270,9 +270,9 @@ typedef struct _QVRFUTILHttpCallbackContext {
  * callback as it came, pieces of 3 bytes and less (keep-alive, and whatever else is as short) left out: the library
  * neither joins the pieces of an event, nor parts the events in a piece, nor parses them. Whatever the HTTP status, the
  * body is the stream: the page of a 401 or 404 arrives as a piece with StatusCode 0. A broken stream is told once, with
- * status 273, also when memory is out; one that ends cleanly is not. Either way it stays registered
- * until it is unregistered.
- * The session token is taken once, now: a stream that the BMC ends because the session expired is registered again.
+ * status 273, also when memory is out; one that ends cleanly is not. Either way it stays registered until it is
+ * unregistered. The session token is taken once, now: a stream that the BMC ends because the session expired is
+ * registered again.
  * @param pWebResourceUrl  path on the BMC with its leading slash; a path of more than 400 characters is logged as such
  *                         and gives -1
  * @param[out] pQVRFUTILSSEhandle  receives the subscription; NULL after a failure

@@ -3,8 +3,7 @@
  * Accounts on the BMC, and what the Redfish client logs in with.
  *
  * Every operation talks to the BMC through the platform and blocks while it does; none keeps state. Results are the
- * OXA_ codes of qvstatus.h. Operations on one user slot must not run at once; otherwise any thread may
- * call any of them.
+ * OXA_ codes of qvstatus.h. Any thread may call any of them, but not two at once for one user slot.
  *
  * A privilege is a text: "ro" (read only), "op" (operator), "root" (administrator); any other text means no privilege.
  */
@@ -50,8 +49,9 @@ s32 OXASetBMCUserPrivilege(u32 slot, const astring* privilege);
  * @param enable  1: name, password and privilege, then enable. 0: disable, then name, password and privilege. Any other
  *                value leaves the slot alone, with OXA_SUCCESS.
  * @return OXA_SUCCESS; OXA_INTERNAL_ERROR when name or password is NULL or memory is out; the setter's code when the
- * name could not be written. When a later step fails, what was written is cleared again, the name last, and the result
- * is that of clearing the name: OXA_SUCCESS then means that the slot is clean, not that the account works.
+ *         name could not be written. When a later step fails, what was written is cleared again, the name last, and the
+ *         result is that of clearing the name: OXA_SUCCESS then means that the slot is clean, not that the account
+ *         works.
  */
 s32 OXAConfigureBMCUser(u32 slot, const astring* username, const astring* password, const astring* privilege,
                         u8 enable);

@@ -108,7 +108,7 @@ s32 OXAAutoUpdateReason(astring* pReason, u32 size);
  * @param pHttpsUrl      the address of the directory that it is in
  * @param pDownloadFile  its name
  * @return 0; 5 the download failed, or an argument is NULL or longer than 4096 characters; 9 out of memory; 1001 the
- * host and the BMC have no TLS version in common One transfer at a time in a process.
+ * host and the BMC have no TLS version in common. One transfer at a time in a process.
  */
 s32 DownloadHTTPSFile(astring* pDestTmpDir, astring* pHttpsUrl, astring* pDownloadFile);
 

@@ -47,7 +47,10 @@ bool setLogged(CURL* easy, CURLoption option, const char* name, V value) noexcep
     return rc == CURLE_OK;
 }
 
-/** What is on the other end of the host-to-BMC link is known, so nobody checks its certificate. */
+/**
+ * What is on the other end of the host-to-BMC link is known, so nobody checks its certificate. All but the checks are
+ * logged as "URL", which readers of the log search for.
+ */
 bool prepare(CURL* easy, const astring* url) noexcept
 {
     return setLogged(easy, CURLOPT_SSL_VERIFYPEER, "CURLOPT_SSL_VERIFYPEER", 0L) &&

@@ -18,7 +18,7 @@ constexpr mode_t kPrivateMode = 0600;
 constexpr int    kMostLinks   = 8;
 
 constexpr int kCreate = O_WRONLY | O_CREAT | O_CLOEXEC;
-constexpr int kUnled  = kCreate | O_NOFOLLOW | O_NONBLOCK;  // neither led elsewhere nor kept waiting by a pipe
+constexpr int kNoTrap = kCreate | O_NOFOLLOW | O_NONBLOCK;  // follows no link and waits for no reader of a pipe
 
 using PathText = std::array<char, PATH_MAX>;
 
@@ -98,7 +98,7 @@ Descriptor awaited(int directory, const char* name) noexcept
     struct stat status {};
     const bool  ours = ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && !isForeign(status);
     if (!ours || !S_ISFIFO(status.st_mode)) return refused(ours ? ENXIO : EACCES);
-    Descriptor file(::openat(directory, name, kUnled & ~O_NONBLOCK, kUsualMode));
+    Descriptor file(::openat(directory, name, kNoTrap & ~O_NONBLOCK, kUsualMode));
     return file ? judged(std::move(file)) : Descriptor();
 }
 
@@ -109,7 +109,7 @@ Descriptor opened(int from, const char* path, int links) noexcept
     if (!directory) return Descriptor();
     if (!othersCanWrite(directory.get()))
         return Descriptor(::openat(directory.get(), name, kCreate | O_TRUNC, kUsualMode));
-    Descriptor file(::openat(directory.get(), name, kUnled, kUsualMode));
+    Descriptor file(::openat(directory.get(), name, kNoTrap, kUsualMode));
     if (file) return judged(std::move(file));
     if (errno == ELOOP) return followed(directory.get(), name, links);
     return errno == ENXIO ? awaited(directory.get(), name) : Descriptor();
@@ -124,7 +124,7 @@ File openForWriting(const char* path) noexcept
 
 File openPrivate(const char* path) noexcept
 {
-    Descriptor  file(::open(path, kUnled, kPrivateMode));
+    Descriptor  file(::open(path, kNoTrap, kPrivateMode));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) return nullptr;
     if (!S_ISREG(status.st_mode) || status.st_nlink != 1 || isForeign(status)) {

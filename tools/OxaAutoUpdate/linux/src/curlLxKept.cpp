@@ -79,7 +79,8 @@ bool serves(const KeptHandle& handle, const KeptFor& whom) noexcept
 
 KeptHandle* takenFrom(Slot& slot) noexcept
 {
-    if (slot.handle.load(std::memory_order_relaxed) == nullptr) return nullptr;  // nobody's line is taken for nothing
+    if (slot.handle.load(std::memory_order_relaxed) == nullptr)
+        return nullptr;  // an exchange would take the cache line even so
     return slot.handle.exchange(nullptr);
 }
 

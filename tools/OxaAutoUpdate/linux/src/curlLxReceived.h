@@ -23,7 +23,7 @@ public:
         body,
         head,
         secretHead,  ///< wiped, wherever it stood while it grew
-        unread       ///< a body of which nobody reads more than that there is one: its rest is counted, not kept
+        unread       ///< a body whose size alone matters: it is counted, not kept
     };
     explicit Received(Content content = Content::body) noexcept
         : QVRFUTIL_REDFISH_RESPONSE_RECEIVED{nullptr, 0}, content_(content)

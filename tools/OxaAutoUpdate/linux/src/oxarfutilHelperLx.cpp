@@ -95,7 +95,7 @@ struct Reply {
     OwnedReceived body;
 };
 
-/** The body is asked for no more than whether there is one. @return 0 or 272 */
+/** Of the body it only matters whether there is one. @return 0 or 272 */
 s32 allocateReply(const char* op, Received::Content head, Reply& reply) noexcept
 {
     reply.header = newReceived(head);
@@ -140,7 +140,7 @@ bool setPost(CURL* easy, const astring* url) noexcept
            setOption(kCreate, easy, QVRF_OPT(CURLOPT_POSTFIELDS), "");
 }
 
-/** A header text that is made and not sent: a login of the BMC has no body, so it must not say what the body is. */
+/** A header text that is made, as the log tells, and not sent: a login has no body whose type it could tell. */
 SmOwned<astring> contentHeader() noexcept
 {
     constexpr std::size_t kSize = sizeof "Content-Type: application/json";
