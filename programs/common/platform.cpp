@@ -31,9 +31,17 @@ void take(Configuration& into, const std::string& key, const std::string& value)
     if (key == "secure.tokenkey") into.tokenKey = value;
 }
 
-std::string adviceFor(const Configuration& at, const std::string& otherwise)
+bool tookPlace(const Configuration& at, const std::string& cause)
+{
+    const auto says = [&](const char* text) { return cause.find(text) != cause.npos; };
+    return at.isTold && (cause.empty() || says("the BMC refused") || says("does not answer its driver"));
+}
+
+std::string adviceFor(const Configuration& at, const std::string& cause, const std::string& otherwise,
+                      const std::string& answered)
 {
     if (!at.fault().empty()) return kMendConfiguration;
+    if (tookPlace(at, cause)) return answered;
     if (at.endpoint.empty() || at.endpoint.rfind("device:", 0) == 0) return otherwise;
     return "start the BMC there, or correct hipm.endpoint in " + at.file + "; the BMC may be restarting: try again";
 }
@@ -64,13 +72,13 @@ bool isUnreached()
     return !toldBy("QVHIPMLastProblem").empty();
 }
 
-Unreached whyUnreached(const std::string& otherwise)
+Unreached whyUnreached(const std::string& otherwise, const std::string& answered)
 {
     const Configuration at    = configuration();
     std::string         cause = toldBy("QVHIPMLastProblem");
     if (const std::string fault = at.problem.empty() ? at.fault() : ""; !fault.empty())
         cause += (cause.empty() ? "" : "; ") + fault;
-    return {cause, adviceFor(at, otherwise)};
+    return {cause, adviceFor(at, cause, otherwise, answered)};
 }
 
 }  // namespace qvtools

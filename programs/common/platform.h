@@ -34,8 +34,15 @@ struct Unreached {
 
 /** Whether this thread's last exchange over IPMI did not take place, as far as the platform tells. */
 bool isUnreached();
-/** Of this thread's last exchange over IPMI. @p otherwise: the advice where the configuration is not the reason */
-Unreached whyUnreached(const std::string& otherwise);
+/** What there is to do about a BMC that answers, and not with what was asked for. */
+inline constexpr char kNotTold[] = "the BMC may be restarting: try again, then look into its log";
+
+/**
+ * Of this thread's last exchange over IPMI.
+ * @param otherwise  the advice where neither the configuration nor a socket is the reason
+ * @param answered   the advice where the exchange took place: the BMC refused, or its driver heard nothing of it
+ */
+Unreached whyUnreached(const std::string& otherwise, const std::string& answered = kNotTold);
 
 }  // namespace qvtools
 

@@ -8,6 +8,8 @@
 namespace qvoxasync {
 namespace {
 
+constexpr char kOtherPackage[] = "put a genuine package for Linux on the BMC";
+
 constexpr char kSeeLog[] = "set suptlib.loglevel=error in the platform's configuration and look into its debug log";
 
 // clang-format off
@@ -93,9 +95,11 @@ Failure uncheckedSignature(const StatusRow& row, s32 status, const std::string& 
 
 Failure libraryFailure(Action action, s32 status, const std::string& reason)
 {
-    const StatusRow& row = statusRow(action, status);
-    if (status == OXA_UPDATE_BAD_SIGNATURE && !reason.empty()) return uncheckedSignature(row, status, reason);
-    const std::string what = row.meaning + (reason.empty() ? reason : ": " + reason);
+    const StatusRow&  row         = statusRow(action, status);
+    const bool        isUnchecked = status == OXA_UPDATE_BAD_SIGNATURE && !reason.empty();
+    const std::string what        = isUnchecked ? reason : row.meaning + (reason.empty() ? reason : ": " + reason);
+    if (reason.rfind("the manifest names", 0) == 0) return Failure(row.exit, what, kOtherPackage, status);
+    if (isUnchecked) return uncheckedSignature(row, status, reason);
     // Not the disk, and not HTTPS, although the download is what failed.
     if (reason.find("over IPMI") != reason.npos) return unreachedFailure(QVOXASYNC_CHECK_IPMI, row.exit, what, status);
     if (row.asksBmc) return unreachedFailure(row.advice, row.exit, what, status);

@@ -72,7 +72,8 @@ void learnEndpoint(Evidence& evidence)
 /** The configuration, the device and the right to it are in order: the steps before have looked at them. */
 Verdict silent()
 {
-    const auto why = qvtools::whyUnreached("the BMC may be restarting: wait a minute, then restart it");
+    const char* const wait = "the BMC may be restarting: wait a minute, then restart it";
+    const auto        why  = qvtools::whyUnreached(wait, wait);
     return failed("the BMC does not answer over IPMI" + inBrackets(why.cause), why.advice);
 }
 

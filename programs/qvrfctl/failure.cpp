@@ -158,8 +158,11 @@ Explained explained(const StatusRow& row)
 {
     if (row.status == QVRFUTIL_CURL_FAILED) return {transferError(), row.advice};
     const bool needsToken = row.status == OXA_REDFISH_TOKEN_GENERATION_FAILED;
-    if (row.exit != kExitUnreachable && !needsToken) return {"", row.advice};
-    const auto way = qvtools::whyUnreached(row.advice);
+    // The slots that the BMC did not show are none that are free.
+    const bool isUnseen = row.status == OXA_BMC_CMD_TORVO_NO_EMPTY_SLOT && qvtools::isUnreached();
+    if (row.exit != kExitUnreachable && !needsToken && !isUnseen) return {"", row.advice};
+    const bool isVague = isUnseen || row.advice == qvrfutil::detail::kCheckIpmi;
+    const auto way     = qvtools::whyUnreached(row.advice, isVague ? qvtools::kNotTold : row.advice);
     if (way.cause.empty() && needsToken) return {inBrackets(newestLibraryError("readTokenKey : ")), row.advice};
     return {inBrackets(way.cause), way.advice};
 }
