@@ -32,6 +32,15 @@ TEST_P(Layer, FindsTheBmcAndItsGeneration)
     EXPECT_THROW(Client{atOnce}, Failure) << "a second one at a time";
 }
 
+TEST_P(Layer, TakesABmcThatDoesNotAnswerYetForTheNewer)
+{
+    tell("cut 0 GET /redfish");
+    Client client;
+    tell("clear");
+    const auto session = Session::open(client);
+    EXPECT_EQ(session ? (*session)->record().IPVersion : 0, isNewer() ? 4 : 0) << "asked over IPv6, too";
+}
+
 TEST_P(Layer, CarriesOutEveryMethodAndClosesItsSession)
 {
     Client client;

@@ -75,7 +75,13 @@ inside_new_generation() {
     run 0 qvrfctl --address "fe80::1234%$TORVOSIM_LINK" get /redfish/v1/Systems
     holds '.Members | length > 0'
 }
-inside_old_generation() { the_path old fe80::1234; }
+inside_old_generation() {
+    the_path old fe80::1234
+    eventually no_tentative_address
+    ip route add prohibit 169.254.1.1
+    run 0 qvrfctl --generation auto --json session
+    holds '.ipVersion == 6'
+}
 
 # An address that the host has chosen stays, and a second set-up changes nothing. The IPv6 one that was not to be is made.
 inside_kept_address() {

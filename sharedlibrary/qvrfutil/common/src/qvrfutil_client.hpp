@@ -75,7 +75,8 @@ class Client {
 public:
     /**
      * Looks for what @p options leave open: the endpoint over IPMI, the generation by the service root, which names the
-     * session collection; a BMC that does not answer is taken for the newer one. @throws Failure
+     * session collection, over IPv4 and then IPv6; a BMC that does not answer is taken for the newer one.
+     * @throws Failure
      */
 #ifdef __cpp_exceptions
     explicit Client(ClientOptions options = {}) : Client(detail::newCore(options.settle).orThrow(), std::move(options))
@@ -209,8 +210,27 @@ private:
                          "the port '" + found->port + "' has more than four digits, and the library takes four",
                          "give the BMC's web server a port up to 9999");
         if (s32 status = core_->endpointIs(*found); status != OXA_SUCCESS) return Error("set the endpoint", status);
-        if (options.generation == Generation::automatic) core_->generationIs(guessed().value_or(Generation::newer));
+        if (options.generation == Generation::automatic) core_->generationIs(foundOut(*found, !options.endpoint));
         return found;
+    }
+
+    /**
+     * The generation by what answers at @p place. A session of the older one goes over IPv6 where nobody answers over
+     * IPv4: so does this question, and @p place is then where it was answered.
+     */
+    Generation foundOut(Endpoint& place, bool mayGoElsewhere)
+    {
+        if (const auto found = guessed(); found || !mayGoElsewhere) return found.value_or(Generation::newer);
+        core_->generationIs(Generation::older);  // whose IPv6 address is a fixed one
+        const Result<Endpoint> other =
+            told(detail::textFact<APM_IPV6_ADDRESS_SIZE>(APMDiscoveryUSBNICIPv6Address), APMDiscoveryGetIPPort);
+        if (other && other->port.size() <= kLongestPort && core_->endpointIs(*other) == OXA_SUCCESS)
+            if (const auto found = guessed()) {
+                place = *other;
+                return *found;
+            }
+        core_->endpointIs(place);
+        return Generation::newer;
     }
 
     static Result<Endpoint> askFor(Generation generation)

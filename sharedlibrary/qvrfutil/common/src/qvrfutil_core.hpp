@@ -230,6 +230,8 @@ private:
     {
         std::string address = endpoint_->address;
         std::string port    = endpoint_->port;
+        // The operation turns the record to IPv6, never back.
+        g_RedfishSession.IPVersion = kFirstIpVersion;
         return QVRFUTILSetIPAddress(address.data(), port.data(), endpoint_->isIpv6() ? TRUE : FALSE);
     }
 
