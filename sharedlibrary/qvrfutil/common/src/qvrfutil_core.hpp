@@ -70,6 +70,7 @@ public:
     /** Where the BMC is, whoever is logged in. */
     OpenedCopy place() const
     {
+        if (isParents()) return nullptr;
         const Lock lock(mutex_);
         return session_ ? session_ : place_;
     }
@@ -91,6 +92,11 @@ public:
     Done open(Login login)
     {
         if (isParents()) return childsError("open a session");
+        const auto                  late = std::make_shared<LateResult<Done>>();
+        const std::function<void()> work = [this, late] {
+            if (!late->set(contained([&] { return openNow(); }, outOfMemory)))
+                static_cast<void>(closeNow());  // who wanted it has gone
+        };
         {
             const Lock lock(mutex_);
             if (isOver_) return Error("open a session", QVRFUTIL_FAILURE, "this process is ending", "");
@@ -99,11 +105,7 @@ public:
         }
         const Duration limit = login.limit;
         login_               = std::move(login);
-        const auto late      = std::make_shared<LateResult<Done>>();
-        inBackground([this, late] {
-            if (!late->set(contained([&] { return openNow(); }, outOfMemory)))
-                static_cast<void>(closeNow());  // who wanted it has gone
-        });
+        inBackground(work);
         std::optional<Done> done = limit.count() == 0 ? late->wait() : late->wait(after(limit));
         if (done) return *std::move(done);
         return Error("open a session", OXA_BMC_SESSION_CREATION_FAILED,
@@ -134,14 +136,16 @@ public:
                const Cancellation* cancellation = nullptr)
     {
         if (isParents()) return childsError("renew the session");
+        const std::function<void()> work = [this, epoch] {
+            contained([&] { renewNow(); }, [&] { renewed(outOfMemory().error(), epoch); });
+        };
         Lock       lock(mutex_);
         const auto isDecided = [&] { return isClosed_ || !session_ || session_->epoch() != epoch || !isRenewing_; };
         const auto hasFailed = [&] { return failure_ && failedEpoch_ == epoch && begun <= failedAt_; };
         if (isClosed_ || !session_) return noSession("renew the session");
         if (session_->epoch() == epoch && !hasFailed() && !std::exchange(isRenewing_, true)) {
             lock.unlock();
-            inBackground(
-                [this, epoch] { contained([&] { renewNow(); }, [&] { renewed(outOfMemory().error(), epoch); }); });
+            inBackground(work);
             lock.lock();
         }
         if (!wait(lock, until, cancellation, isDecided)) return notRenewed(cancellation);
@@ -199,10 +203,11 @@ private:
         return error;
     }
 
-    /** On a thread of its own, or here when none is to be had. */
+    /** On a thread of its own, or here when none is to be had; nothing is thrown, and it is run in any case. */
     void inBackground(const std::function<void()>& work)
     {
-        if (!startThread([self = shared_from_this(), work] { work(); })) work();
+        const auto start = [&] { return startThread([self = shared_from_this(), work] { work(); }); };
+        if (!contained(start, [] { return false; })) work();
     }
 
     /** The right to call operations that write the library's record, for a scope. */

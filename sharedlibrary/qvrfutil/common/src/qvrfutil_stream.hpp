@@ -68,13 +68,13 @@ public:
     /** The next event or gap; nothing when @p until passed, the stream was stopped, or it is over (then error()). */
     std::optional<StreamItem> next(std::optional<Clock::time_point> until = {})
     {
-        return state_->next(until);
+        return state_ ? state_->next(until) : std::nullopt;
     }
 
     /** Why it is over for good, once all that came before was read; nothing while it goes on. */
     std::optional<Error> error() const
     {
-        return state_->error();
+        return state_ ? state_->error() : std::nullopt;
     }
 
     /**
@@ -83,7 +83,7 @@ public:
      */
     std::optional<Error> trouble() const
     {
-        return state_->trouble();
+        return state_ ? state_->trouble() : std::nullopt;
     }
 
     /** Any thread; returns at once, and so does a reader that waits. */
@@ -94,7 +94,7 @@ public:
     /** Any thread. Whoever reads with a time asks it where next() and error() say nothing. */
     bool isStopped() const
     {
-        return state_->isStopped();
+        return !state_ || state_->isStopped();
     }
 
     const std::string& path() const noexcept

@@ -111,6 +111,7 @@ private:
         Request request;
         request.path         = core_.sessionPath(*session_);
         request.options.room = kMostPage;
+        request.goesOn       = [this] { return !state_.isStopped(); };
         Attempt attempt;
         attempt.run(request, *session_, kOpenLimit);
         isRefused_       = attempt.status == OXA_SUCCESS && attempt.response.http == kUnauthorized;
@@ -179,6 +180,7 @@ private:
     {
         core_->listener().tell("GET " + options_.path);
         const Done renewed = core_->renew(epoch, begun, {});
+        isRefused_         = isRefused_ && renewed;  // otherwise the next refusal is that of the same session
         if (renewed || (options_.reconnect && renewed.error().status != QVRFUTIL_NO_SESSION_DETAILS)) return true;
         return giveUp(renewed.error()) != Next::giveUp;
     }
