@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -28,7 +29,7 @@ using Json = nlohmann::json;
 
 /** Header names are the same in whatever case. */
 struct CaselessLess {
-    bool operator()(const std::string& a, const std::string& b) const noexcept
+    bool operator()(std::string_view a, std::string_view b) const noexcept
     {
         const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
         return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
@@ -37,22 +38,59 @@ struct CaselessLess {
 };
 using Headers = std::multimap<std::string, std::string, CaselessLess>;
 
-/** The header lines of @p raw; of several answers in a row (100 Continue) those of the last. */
-inline Headers parseHeaders(std::string_view raw)
+namespace detail {
+
+inline bool isSameName(std::string_view a, std::string_view b) noexcept
 {
-    Headers headers;
-    while (!raw.empty()) {
+    return a.size() == b.size() && !CaselessLess()(a, b) && !CaselessLess()(b, a);
+}
+
+/** The last of several answers in a row (100 Continue): from its status line on. */
+inline std::string_view lastHead(std::string_view raw) noexcept
+{
+    for (auto at = raw.rfind("HTTP/"); at != raw.npos && at != 0; at = raw.rfind("HTTP/", at - 1))
+        if (raw[at - 1] == '\n') return raw.substr(at);
+    return raw;
+}
+
+/** Calls @p look with name and value of each header in @p raw, for as long as it returns true. */
+template <class Look>
+void forEachHeader(std::string_view raw, Look look)
+{
+    for (raw = lastHead(raw); !raw.empty();) {
         const auto end  = raw.find('\n');
         auto       line = raw.substr(0, end);
         raw.remove_prefix(end == raw.npos ? raw.size() : end + 1);
         while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.remove_suffix(1);
-        if (line.substr(0, 5) == "HTTP/") headers.clear();
         const auto colon = line.find(':');
         if (colon == line.npos) continue;
         auto value = line.substr(colon + 1);
         while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
-        headers.emplace(line.substr(0, colon), value);
+        if (!look(line.substr(0, colon), value)) return;
     }
+}
+
+/** The first header of that name in @p raw. */
+inline std::optional<std::string_view> headerOf(std::string_view raw, std::string_view name)
+{
+    std::optional<std::string_view> found;
+    forEachHeader(raw, [&](std::string_view one, std::string_view value) {
+        if (isSameName(one, name)) found = value;
+        return !found;
+    });
+    return found;
+}
+
+}  // namespace detail
+
+/** The header lines of @p raw; of several answers in a row (100 Continue) those of the last. */
+inline Headers parseHeaders(std::string_view raw)
+{
+    Headers headers;
+    detail::forEachHeader(raw, [&](std::string_view name, std::string_view value) {
+        headers.emplace(name, value);
+        return true;
+    });
     return headers;
 }
 
@@ -68,9 +106,7 @@ struct Response {
     /** The first header of that name; empty without one. */
     std::string header(const std::string& name) const
     {
-        const Headers all   = headers();
-        const auto    found = all.find(name);
-        return found == all.end() ? std::string() : found->second;
+        return std::string(detail::headerOf(rawHeaders, name).value_or(std::string_view()));
     }
     /** The body; a discarded value when it is not JSON. Needs qvrfutil_json.hpp. */
     template <class Document = Json>

@@ -15,10 +15,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "qvstatus.h"
@@ -224,14 +225,69 @@ private:
 };
 #endif
 
+namespace detail {
+
+/** Room for a value that may not be there: what Result needs of std::optional, which takes compilers far longer. */
+template <class Value>
+class Maybe {
+public:
+    Maybe() noexcept : nothing_() {}
+    explicit Maybe(Value&& value) : value_(std::move(value)), isThere_(true) {}
+    Maybe(const Maybe& other) : nothing_() { take(other); }
+    Maybe(Maybe&& other) noexcept : nothing_() { take(std::move(other)); }
+    Maybe& operator=(const Maybe& other) { return *this = Maybe(other); }
+    Maybe& operator=(Maybe&& other) noexcept
+    {
+        if (this == &other) return *this;
+        clear();
+        take(std::move(other));
+        return *this;
+    }
+    ~Maybe() { clear(); }
+
+    bool   isThere() const noexcept { return isThere_; }
+    Value& get() noexcept { return value_; }
+
+private:
+    template <class Other>
+    void take(Other&& other)
+    {
+        if (!other.isThere_) return;
+        ::new (static_cast<void*>(&value_)) Value(std::forward<Other>(other).value_);
+        isThere_ = true;
+    }
+    void clear() noexcept
+    {
+        if (std::exchange(isThere_, false)) value_.~Value();
+    }
+
+    union {
+        char  nothing_;
+        Value value_;
+    };
+    bool isThere_ = false;
+};
+
+/** What it is a base of cannot be copied. */
+struct Moved {
+    Moved()                   = default;
+    Moved(Moved&&)            = default;
+    Moved& operator=(Moved&&) = default;
+};
+struct Copied {};
+template <class Value>
+using LikeValue = std::conditional_t<std::is_copy_constructible_v<Value>, Copied, Moved>;
+
+}  // namespace detail
+
 /** A value, or why there is none. Who asks for the one that is not there gets a Failure; without exceptions, an end. */
 template <class Value>
-class [[nodiscard]] Result {
+class [[nodiscard]] Result : private detail::LikeValue<Value> {
 public:
     Result(Value value) : value_(std::move(value)) {}
     Result(Error error) : error_(std::move(error)) {}
 
-    explicit     operator bool() const noexcept { return value_.has_value(); }
+    explicit     operator bool() const noexcept { return value_.isThere(); }
     Value&       operator*() & { return value(); }
     Value&&      operator*() && { return std::move(value()); }
     const Value& operator*() const& { return const_cast<Result*>(this)->value(); }
@@ -241,7 +297,7 @@ public:
     const Error& error() const
     {
         if (*this) wrongSide(Error("look for an error", QVRFUTIL_INVALID_PARAMETER, "there is none", detail::kCaller));
-        return *error_;
+        return error_;
     }
 
 #ifdef __cpp_exceptions
@@ -255,8 +311,8 @@ public:
 private:
     Value& value()
     {
-        if (!*this) wrongSide(*error_);
-        return *value_;
+        if (!*this) wrongSide(error_);
+        return value_.get();
     }
     [[noreturn]] static void wrongSide(Error error)
     {
@@ -268,9 +324,8 @@ private:
 #endif
     }
 
-    // One of them. A variant takes compilers several times as long.
-    std::optional<Value> value_;
-    std::optional<Error> error_;
+    detail::Maybe<Value> value_;
+    Error                error_;
 };
 
 struct Nothing {};

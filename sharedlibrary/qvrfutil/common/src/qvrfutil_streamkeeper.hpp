@@ -77,12 +77,10 @@ private:
     bool readHead(std::string_view line)
     {
         if (line.substr(0, 5) == "HTTP/") isTyped_ = isEventStream_ = false;
-        const Headers header = parseHeaders(line);
-        const auto    type   = header.find("Content-Type");
-        if (type == header.end()) return true;
+        const auto type = headerOf(line, "Content-Type");
+        if (!type) return true;
         isTyped_       = true;
-        isEventStream_ = !CaselessLess()(type->second.substr(0, kType.size()), std::string(kType)) &&
-                         !CaselessLess()(std::string(kType), type->second.substr(0, kType.size()));
+        isEventStream_ = isSameName(type->substr(0, kType.size()), kType);
         if (isEventStream_) state_.open();
         return true;
     }
