@@ -3,6 +3,7 @@
 #define LAYERBENCH_H
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -37,6 +38,23 @@ inline std::size_t openSessions()
 inline int answered(const std::string& kind)
 {
     return tell("stats")["requests"].value(kind, 0);
+}
+
+/** An option of SOL_SOCKET; 0 where there is none. */
+inline int option(int fd, int name)
+{
+    int       value = 0;
+    socklen_t size  = sizeof value;
+    getsockopt(fd, SOL_SOCKET, name, &value, &size);
+    return value;
+}
+/** How many connections of this process are so. */
+template <class Is>
+int connections(Is is)
+{
+    int count = 0;
+    for (int fd = 0; fd < 100; ++fd) count += option(fd, SO_DOMAIN) == AF_INET && is(fd) ? 1 : 0;
+    return count;
 }
 
 /** These bytes as a word of the simulator's control socket. */

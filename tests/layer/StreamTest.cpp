@@ -1,4 +1,6 @@
 /** @file StreamTest.cpp  EventStream against a simulator. */
+#include <atomic>
+
 #include "LayerBench.h"
 
 namespace layertest {
@@ -6,6 +8,9 @@ namespace {
 
 constexpr char kStream[] = "/redfish/v1/SSE";
 constexpr char kType[]   = "Content-Type: text/event-stream";
+
+constexpr int     kHeld  = 42;  // as many as are held for a reader that sleeps
+const std::string kLarge = "data: " + std::string(100000, 'x') + "\n\n";
 
 int streams()
 {
@@ -147,6 +152,7 @@ TEST_P(Streams, NoticeABmcThatWasBornAgain)
     tell("expire");  // and the stream that stands tells nothing
     EXPECT_EQ(next(*stream), "gap after ");
     EXPECT_TRUE(comesTrue([] { return openSessions() == 1; }));
+    EXPECT_TRUE(comesTrue([] { return connections([](int fd) { return option(fd, SO_KEEPALIVE) != 0; }) == 1; }));
 }
 
 TEST_P(Streams, TellTheBmcTheLastEvent)
@@ -164,21 +170,34 @@ TEST_P(Streams, TellTheBmcTheLastEvent)
     }
 }
 
-TEST_P(Streams, HoldTheBmcWhileTheReaderSleeps)
+TEST_P(Streams, DoNotMistakeAReaderAsleepForASilentBmc)
 {
     StreamOptions options;
-    options.silence   = Duration(1500);
-    const auto stream = begun(options);
-    const auto event  = "data: " + std::string(100000, 'x') + "\n\n";
-    for (int i = 0; i < 80; ++i) write(event);
-    for (EventStream awake(session, options); next(awake) != "gap after ";) {
-        // the stream whose reader is awake tells when nothing came for as long
+    options.silence    = Duration(3000);
+    const auto  stream = begun(options);
+    EventStream awake(session, options);
+    EXPECT_TRUE(comesTrue([] { return streams() == 2; }));
+    for (int i = 0; i < kHeld; ++i) write(kLarge);
+    for (int seen = 0; next(awake) != "gap after ";)
+        if (++seen == kHeld) write("data: waits for the reader\n\n");
+    for (int i = 0; i <= kHeld; ++i) EXPECT_TRUE(stream->next()->isEvent());
+    write("data: after\n\n");
+    EXPECT_EQ(next(*stream), "after");
+}
+
+TEST(StreamState, HoldsNoMoreThanItMay)
+{
+    const auto       state = detail::StreamState::make({});
+    std::atomic<int> taken{0};
+    std::thread      bmc([&] {
+        for (; taken < 2 * kHeld; ++taken) state->take(kLarge);
+    });
+    EXPECT_TRUE(comesTrue([&] { return taken >= kHeld; }));
+    for (int read = 0; read < 2 * kHeld; ++read) {
+        EXPECT_LE(taken, read + kHeld);
+        EXPECT_TRUE(state->next({}));
     }
-    int events = 0;
-    for (const StreamItem& item : *stream) {
-        EXPECT_TRUE(item.isEvent()) << "a reader asleep is not a silent BMC";
-        if (++events == 80) break;
-    }
+    bmc.join();
 }
 
 TEST_P(Streams, StopWhileTheBmcIsSilent)
