@@ -46,8 +46,9 @@ struct Call {
 
 inline long numberOf(const std::string& text)
 {
-    static const std::map<std::string, long> names = {{"GET", 0}, {"POST", 1}, {"DELETE", 2}, {"PATCH", 3}};
-    const auto                               found = names.find(text);
+    static const std::map<std::string, long> names = {
+        {"GET", 0}, {"POST", 1}, {"DELETE", 2}, {"PATCH", 3}, {"null", 0}};
+    const auto found = names.find(text);
     return found != names.end() ? found->second : static_cast<long>(std::stoll(text, nullptr, 0));
 }
 

@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
+#include <sstream>
 
 #include "BenchPlatform.h"
 #include "OxaAutoUpdateLinux.h"
@@ -82,6 +84,43 @@ s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
                                         rig::note("over, HTTP " + std::to_string(http));
                                     }};
     return QVRFUTILWatchSSE(context, begins != 0 ? &heard : nullptr);
+}
+
+/** With one header or form field, however many it says there are; a record of one byte is none. */
+s32 extended(const astring* method, const astring* path, const astring* body, const astring* from, const astring* into,
+             const astring* header, u32 headers, const astring* field, const astring* file, u32 fields, u32 most,
+             u32 flags, u32 size, astring** told)
+{
+    const u64               length = body == nullptr ? 0 : strlen(body);
+    const QVRFUTILFormField one{field, "text/x", file == nullptr ? "data" : nullptr, file == nullptr ? 4u : 0u, file};
+    const u32               known = size == 0 ? u32{sizeof(QVRFUTILRequestEx)} : size;
+    const QVRFUTILRequestEx request{known,  flags, method, path, nullptr, &header, headers, fields,  &one,    body,
+                                    length, from,  into,   most, 60001,   60002,   nullptr, nullptr, nullptr, nullptr};
+    QVRFUTILReplyEx         reply{};
+    reply.recordSize          = sizeof reply;
+    const s32          status = QVRFUTILSendRequestEx(size == 1 ? nullptr : &request, &reply);
+    const rig::Paused  paused;
+    std::ostringstream out;
+    out << reply.httpCode << ", end " << reply.end << ", error " << reply.systemError;
+    if (reply.pHeaders != nullptr && strlen(reply.pHeaders) == reply.headersSize) out << ", headers";
+    if (reply.pBody != nullptr && strlen(reply.pBody) == reply.bodySize) out << ", " << reply.pBody;
+    if (reply.httpCode != 0 || reply.end != 0) *told = rig::Platform::instance().newText(out.str());
+    SMFreeMem(reply.pHeaders);
+    SMFreeMem(reply.pBody);
+    return status;
+}
+
+/** Method and path, and what a scenario names besides. */
+void sendRequestEx(Call& call)
+{
+    const auto given = call.words;
+    call.words.resize(2);
+    for (const std::string name :
+         {"body", "from", "into", "header", "headers", "field", "file", "fields", "most", "flags", "size", "told"}) {
+        const auto it = std::find_if(given.begin(), given.end(), [&](const Word& word) { return word.name == name; });
+        call.words.push_back(it != given.end() ? *it : wordsOf(name == "told" ? "told=&" : "null", {})[0]);
+    }
+    invoke(&extended, call);
 }
 
 /** The file appears in the current directory; the random end of its name becomes X. */
@@ -161,22 +200,7 @@ const std::map<std::string, Operation>& operations()
            }),
         {"QVRFUTILWatchSSE", of(&watch)},
         {"head", of(&keptHead)},
-        AS(QVRFUTILSendRequestEx,
-           [](const astring* method, const astring* path, const astring* body, u16* http) {
-               QVRFUTILRequestEx request{};
-               QVRFUTILReplyEx   reply{};
-               request.recordSize = sizeof request;
-               request.pMethod    = method;
-               request.pPath      = path;
-               request.pBody      = body;
-               request.bodySize   = body == nullptr ? 0 : strlen(body);
-               reply.recordSize   = sizeof reply;
-               const s32 status   = QVRFUTILSendRequestEx(&request, &reply);
-               *http              = reply.httpCode;
-               SMFreeMem(reply.pHeaders);
-               SMFreeMem(reply.pBody);
-               return status;
-           }),
+        {"QVRFUTILSendRequestEx", &sendRequestEx},
         AS(QVRFUTILReadCurlMultiEvents,
            [](const astring*) { return QVRFUTILReadCurlMultiEvents(nullptr) == nullptr ? 0 : 1; }),
         AS(curlRedfishResponseCallback,

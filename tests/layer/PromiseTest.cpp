@@ -347,40 +347,5 @@ TEST_P(Promise, ALoginThatComesTooLateIsClosedAgain)
     EXPECT_TRUE(comesTrue([&] { return logins() == 1 && openSessions() == 0; }));
 }
 
-TEST_P(Promise, TheOperationBelowTakesNoLessThanItSays)
-{
-    Client            client;
-    const Session     session(client);
-    const std::string file    = bmc.directory() + "/answer";
-    QVRFUTILRequestEx request = {};
-    QVRFUTILReplyEx   reply   = {};
-    request.recordSize        = sizeof request;
-    reply.recordSize          = sizeof reply;
-    request.pMethod           = "GET";
-    request.pPath             = "/test/bytes/3";
-    const auto send           = [&] { return QVRFUTILSendRequestEx(&request, &reply); };
-    EXPECT_EQ(QVRFUTILSendRequestEx(nullptr, &reply), QVRFUTIL_INVALID_ARGUMENTS);
-    ASSERT_EQ(send(), OXA_SUCCESS);
-    EXPECT_EQ(reply.pBody, std::string("ABC"));
-    EXPECT_EQ(reply.headersSize, std::string(reply.pHeaders).size());
-    SMFreeMem(reply.pBody);
-    SMFreeMem(reply.pHeaders);
-    request.pAnswerFilePath = file.c_str();
-    ASSERT_EQ(send(), OXA_SUCCESS);
-    EXPECT_EQ(readFile(file), "ABC");
-    EXPECT_EQ(reply.pBody, nullptr);
-    SMFreeMem(reply.pHeaders);
-    request.pPath = "/redfish/v1/none";
-    ASSERT_EQ(send(), OXA_SUCCESS);
-    EXPECT_EQ(reply.httpCode, 404);
-    EXPECT_EQ(readFile(file), "ABC") << "no page of an error";
-    SMFreeMem(reply.pBody);
-    SMFreeMem(reply.pHeaders);
-    request.pBody = "x";
-    EXPECT_EQ(send(), QVRFUTIL_INVALID_PARAMETER) << "a GET with a body";
-    request.recordSize = 8;
-    EXPECT_EQ(send(), QVRFUTIL_INVALID_PARAMETER);
-}
-
 }  // namespace
 }  // namespace layertest

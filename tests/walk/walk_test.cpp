@@ -9,12 +9,8 @@
  * failure, and nothing left: no memory, handle, descriptor, lock, thread or file. What is logged then stands in a
  * scenario, or among ERRORS, each of which is heard. An exported operation without such a call fails the test.
  */
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -30,17 +26,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr unsigned kLimit = 2000;  // more calls than any operation makes
-
-char g_current[300];  // for a crash's last words
-
-[[noreturn]] void lastWords(int)
-{
-    const char text[] = "\nwalk_test: crashed in: ";
-    if (::write(STDOUT_FILENO, text, sizeof text - 1) < 0 ||
-        ::write(STDOUT_FILENO, g_current, std::strlen(g_current)) < 0 || ::write(STDOUT_FILENO, "\n", 1) < 0)
-        ::_exit(3);
-    ::_exit(2);
-}
 
 std::string contentOf(const std::string& path)
 {
@@ -140,9 +125,9 @@ private:
         if (!whole.walked)
             return complain(one.title, whole.complaints.empty() ? "does not run" : whole.complaints.front());
         for (unsigned nth = 1; nth <= kLimit; ++nth) {
-            std::snprintf(g_current, sizeof g_current, "%s: %s: call %u", path.c_str(), one.title.c_str(), nth);
+            current_                      = path + ": " + one.title + ": call " + std::to_string(nth);
             const golden::Outcome outcome = golden::runCase(one, nth, true);
-            if (!outcome.walked) return complain(g_current, "did not come to its call");
+            if (!outcome.walked) return complain(current_, "did not come to its call");
             if (outcome.walked->failed.empty()) return;
             ++total_;
             judge(outcome, whole);
@@ -153,7 +138,7 @@ private:
     void judge(const golden::Outcome& outcome, const golden::Outcome& whole)
     {
         const golden::Walked& walked = *outcome.walked;
-        const std::string     where  = std::string(g_current) + " (" + walked.failed + ")";
+        const std::string     where  = current_ + " (" + walked.failed + ")";
         for (const std::string& what : outcome.complaints) complain(where, what);
         if (walked.statuses.count(walked.status) == 0)
             complain(where, "gives " + std::to_string(walked.status) + ", which no row documents");
@@ -188,6 +173,7 @@ private:
         ++wrong_;
     }
 
+    std::string           current_;
     Errors&               errors_;
     const std::string     only_;
     std::set<std::string> met_;
@@ -200,7 +186,6 @@ int main(int count, char** words)
 {
     const std::vector<std::string> given(words + 1, words + count);
     if (given.size() < 2) return std::fprintf(stderr, "usage: see the top of walk_test.cpp\n"), 1;
-    for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE}) std::signal(signal, &lastWords);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a crash shall lose nothing
     Errors                errors;
     Walk                  walk(errors, given.size() > 2 ? given[2] : "");
