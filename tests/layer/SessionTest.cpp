@@ -106,11 +106,11 @@ TEST_P(Layer, LeavesASessionToABmcThatDoesNotAnswer)
 {
     Client  client;
     Session session(client);
-    tell("delay 2000 DELETE * 1");
+    tell("delay 4000 DELETE * 1");
     const Done closed = session.close(Duration(50));
     ASSERT_FALSE(closed);
     EXPECT_EQ(closed.error().status, OXA_BMC_SESSION_DELETION_FAILED);
-    EXPECT_TRUE(session.close()) << "closed once";
+    EXPECT_TRUE(session.close()) << "closed once, waited for once";
     EXPECT_TRUE(comesTrue([] { return openSessions() == 0; })) << "the BMC answered in the end";
 }
 

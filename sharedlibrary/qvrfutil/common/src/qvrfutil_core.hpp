@@ -118,8 +118,9 @@ public:
         if (isParents()) return Nothing{};
         {
             const Lock lock(mutex_);
-            isOver_   = isOver_ || forGood;
-            isClosed_ = true;  // nothing begins any more, and nothing is renewed
+            isOver_ = isOver_ || forGood;
+            // Nothing begins any more, and nothing is renewed. Who comes second does not wait for the first once more.
+            if (std::exchange(isClosed_, true)) return Nothing{};
         }
         const auto late = std::make_shared<LateResult<Done>>();
         inBackground([this, late] { late->set(contained([&] { return closeNow(); }, outOfMemory)); });
