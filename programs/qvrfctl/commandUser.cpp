@@ -13,7 +13,6 @@
 #include "day/users.h"
 #include "oxarfutilHelper.h"
 #include "password.h"
-#include "process.h"
 #include "qvhipm.h"
 #include "qvstatus.h"
 #include "reach.h"
@@ -131,14 +130,6 @@ bool eraseByRedfish(const Context& context, const std::string& name)
     return deleteUser(service, name);
 }
 
-/** A user whose password nobody saw is of no use, and nobody knows of it. */
-void needReader()
-{
-    if (const std::string why = qvtools::whyUnwritable(); !why.empty())
-        throw Failure(kExitOutput, "cannot write the password: " + why + "; no user was made",
-                      "have standard output read");
-}
-
 void showPassword(const Context& context, const Words& words, const Password& password, bool checked)
 try {
     if (context.output.json())
@@ -158,7 +149,7 @@ try {
 void add(const Context& context, const Words& words)
 {
     checkManageable(words.name);
-    needReader();
+    needReader("no user was made");
     const Password  password;
     const UsersLock alone;
     if (words.byRedfish)

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "failure.h"
+#include "process.h"
 
 namespace qvrfctl {
 namespace {
@@ -41,6 +42,12 @@ Password::Password()
 Password::~Password()
 {
     ::explicit_bzero(text_.data(), text_.size());
+}
+
+void needReader(const char* undone)
+{
+    if (const std::string why = qvtools::whyUnwritable(); !why.empty())
+        throw Failure(kExitOutput, "cannot write the password: " + why + "; " + undone, "have standard output read");
 }
 
 }  // namespace qvrfctl

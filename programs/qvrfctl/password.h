@@ -25,6 +25,12 @@ private:
     std::array<char, OXA_PASSWORD_LENGTH + 1> text_{};
 };
 
+/**
+ * A password that nobody saw is of no use. @p undone: what has not been done, "no user was made"
+ * @throws Failure when standard output shows beforehand that it will not take one
+ */
+void needReader(const char* undone);
+
 }  // namespace qvrfctl
 
 #endif

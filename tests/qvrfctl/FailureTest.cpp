@@ -32,6 +32,8 @@ TEST_F(Output, ThatCannotBeWrittenIsAnErrorAndTheSessionIsClosed)
     EXPECT_TRUE(has(to(" >&-", "user add x --privilege ro").err, "no user was made"));
     EXPECT_EQ(document({"user", "list"})["users"].size(), 1u);
     EXPECT_TRUE(has(to(" >/dev/full", "user add x --privilege ro").err, "the user x exists now"));
+    EXPECT_TRUE(has(to(" >&-", "user passwd x --generate").err, "nothing was changed"));
+    EXPECT_TRUE(has(to(" >/dev/full", "user passwd x --generate").err, "has another password now, which nobody knows"));
     EXPECT_EQ(document({"user", "list"})["users"].size(), 2u);
     EXPECT_EQ(openSessions(), 0u);
     control({"status", "500", "DELETE", "/redfish", "1"});

@@ -108,8 +108,22 @@ Secret newPassword(const Words& words)
     return words.generate ? Secret(Password().text()) : askPassword(words.name);
 }
 
+void showPassword(Screen& screen, const std::string& name, const std::string& password)
+try {
+    if (screen.isJson())
+        screen.document({{"name", name}, {"changed", Value::texts({"password"})}, {"password", password}});
+    else
+        screen.write(password + '\n');
+    screen.flush();
+} catch (const Failure& failure) {
+    throw Failure(kExitOutput,
+                  failure.what() + ("; the user " + name + " has another password now, which nobody knows"),
+                  "'qvrfctl user passwd' again gives it a new one");
+}
+
 void changePassword(const Context& context, const Words& words)
 {
+    if (words.generate) needReader("nothing was changed");
     const Secret password = newPassword(words);
     Service      service(context);
     Screen       screen(context);
@@ -124,10 +138,7 @@ void changePassword(const Context& context, const Words& words)
     }
     wipe(body);
     if (!words.generate) return showChanged(screen, words.name, "password", "has another password now");
-    if (screen.isJson())
-        return screen.document(
-            {{"name", words.name}, {"changed", Value::texts({"password"})}, {"password", password.text()}});
-    screen.write(password.text() + '\n');
+    showPassword(screen, words.name, password.text());
 }
 
 }  // namespace
