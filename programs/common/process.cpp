@@ -32,10 +32,11 @@ bool g_hasNoOutput = false;
 bool fill(int standard) noexcept
 {
     if (::fcntl(standard, F_GETFD) >= 0) return false;
-    const int opened = ::open("/dev/null", O_RDWR);
-    if (opened < 0 || opened == standard) return true;
-    ::dup2(opened, standard);
-    ::close(opened);
+    Descriptor opened(::open("/dev/null", O_RDWR));
+    if (opened.get() == standard)
+        opened.release();
+    else if (opened)
+        ::dup2(opened.get(), standard);
     return true;
 }
 
@@ -82,16 +83,15 @@ std::string whyUnwritable()
 StdoutToStderr::StdoutToStderr()
 {
     std::fflush(stdout);
-    saved_ = ::dup(STDOUT_FILENO);
-    if (saved_ >= 0) ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    saved_ = Descriptor(::dup(STDOUT_FILENO));
+    if (saved_) ::dup2(STDERR_FILENO, STDOUT_FILENO);
 }
 
 StdoutToStderr::~StdoutToStderr()
 {
-    if (saved_ < 0) return;
+    if (!saved_) return;
     std::fflush(stdout);
-    ::dup2(saved_, STDOUT_FILENO);
-    ::close(saved_);
+    ::dup2(saved_.get(), STDOUT_FILENO);
 }
 
 }  // namespace qvtools

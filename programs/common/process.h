@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "descriptor.h"
+
 namespace qvtools {
 
 /**
@@ -34,7 +36,7 @@ public:
     StdoutToStderr(StdoutToStderr&&) = delete;
 
 private:
-    int saved_;
+    Descriptor saved_;
 };
 
 }  // namespace qvtools

@@ -69,10 +69,11 @@ void DownloadDirectory::enter(int above, const std::string& name, const std::str
 {
     const bool isMade = ::mkdirat(above, name.c_str(), S_IRWXU) == 0;
     if (!isMade && errno != EEXIST && errno != EROFS) throw cannotMake(whole, errno);
-    const int entered = ::openat(above, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (entered < 0)
+    qvtools::Descriptor opened(::openat(above, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const int           entered = opened.get();
+    if (!opened)
         throw errno == ELOOP || errno == ENOTDIR ? unsafe(whole + " is no directory") : cannotMake(whole, errno);
-    open_.push_back(entered);
+    open_.push_back(std::move(opened));
     directory_ = entered;
     if (isMade) made_.push_back({above, name, entered});
     struct stat status {};
@@ -85,7 +86,6 @@ DownloadDirectory::~DownloadDirectory()
     for (auto made = made_.rbegin(); made != made_.rend(); ++made)
         if (::unlinkat(made->above, made->name.c_str(), AT_REMOVEDIR) != 0)
             ::chmod(pathOf(made->self).c_str(), kUsualMode & ~umaskOfProcess());
-    for (const int each : open_) ::close(each);
 }
 
 std::string DownloadDirectory::inUsersWords(std::string text) const

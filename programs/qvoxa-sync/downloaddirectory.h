@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "descriptor.h"
 #include "outcome.h"
 
 namespace qvoxasync {
@@ -41,12 +42,12 @@ private:
 
     void enter(int above, const std::string& name, const std::string& whole);
 
-    std::string       named_;
-    std::string       path_;
-    int               directory_ = -1;
-    bool              isChecked_ = false;
-    std::vector<int>  open_;
-    std::vector<Made> made_;
+    std::string                      named_;
+    std::string                      path_;
+    int                              directory_ = -1;
+    bool                             isChecked_ = false;
+    std::vector<qvtools::Descriptor> open_;
+    std::vector<Made>                made_;
 };
 
 }  // namespace qvoxasync

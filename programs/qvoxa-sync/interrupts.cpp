@@ -18,6 +18,7 @@
 #include <cstring>
 #include <memory>
 
+#include "descriptor.h"
 #include "updatelock.h"
 
 namespace qvoxasync {
@@ -71,12 +72,11 @@ public:
     template <class Each>
     bool forEach(Each each) const noexcept
     {
-        std::array<char, 512> text;
-        const int             list   = ::open(path_.data(), O_RDONLY | O_CLOEXEC);
-        const ssize_t         length = list < 0 ? -1 : ::read(list, text.data(), text.size());
-        if (list >= 0) ::close(list);
-        bool  any = false;
-        pid_t pid = 0;
+        std::array<char, 512>     text;
+        const qvtools::Descriptor list(::open(path_.data(), O_RDONLY | O_CLOEXEC));
+        const ssize_t             length = list ? ::read(list.get(), text.data(), text.size()) : -1;
+        bool                      any    = false;
+        pid_t                     pid    = 0;
         for (ssize_t i = 0; i < length; ++i) {
             const char c = text[static_cast<std::size_t>(i)];
             if (c >= '0' && c <= '9') {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,20 +48,20 @@ int runTar(const std::string& directory, int fd)
 
 }  // namespace
 
-Archive::Archive(std::string file, Interrupts& interrupts) : file_(std::move(file)), interrupts_(interrupts)
+Archive::Archive(std::string file, Interrupts& interrupts)
+    : file_(std::move(file)),
+      out_(::open(file_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)),
+      interrupts_(interrupts)
 {
-    directory_ = std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX";
-    fd_        = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (fd_ < 0) throw cannotWrite(file_, errno);
+    if (!out_) throw cannotWrite(file_, errno);
     const auto turn = interrupts_.hold();
-    if (::mkdtemp(directory_.data()) == nullptr) {
-        const int error = errno;
-        ::close(fd_);
-        ::unlink(file_.c_str());
-        throw cannotWrite(directory_, error);
+    try {
+        makeDirectory();
+        interrupts_.onInterruptStop([this] { remove(); });
+    } catch (...) {
+        remove();
+        throw;
     }
-    interrupts_.onInterruptStop([this] { remove(); });
-    std::filesystem::create_directory(directory_ + '/' + kInside);
 }
 
 Archive::~Archive()
@@ -68,7 +69,15 @@ Archive::~Archive()
     const auto turn = interrupts_.hold();
     interrupts_.onInterruptStop({});
     remove();
-    ::close(fd_);
+}
+
+void Archive::makeDirectory()
+{
+    std::string made = std::filesystem::temp_directory_path() / "qvrfctl.XXXXXX";
+    if (::mkdtemp(made.data()) == nullptr) throw cannotWrite(made, errno);
+    directory_               = made;
+    const std::string inside = directory_ + '/' + kInside;
+    if (::mkdir(inside.c_str(), S_IRWXU) != 0) throw cannotWrite(inside, errno);
 }
 
 void Archive::remove() noexcept
@@ -87,7 +96,7 @@ void Archive::add(const std::string& name, const std::string& text)
 
 void Archive::finish()
 {
-    if (const int status = runTar(directory_, fd_); status != 0)
+    if (const int status = runTar(directory_, out_.get()); status != 0)
         throw Failure(kExitOutput, "tar could not make " + file_ + " (exit status " + std::to_string(status) + ')',
                       "see that the disk is not full and that tar and gzip are installed");
     finished_ = true;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "descriptor.h"
 #include "interrupts.h"
 
 namespace qvrfctl {
@@ -21,13 +22,14 @@ public:
     void finish();                                               ///< @throws Failure
 
 private:
+    void makeDirectory();
     void remove() noexcept;
 
-    std::string file_;
-    std::string directory_;
-    int         fd_;
-    bool        finished_ = false;
-    Interrupts& interrupts_;
+    std::string         file_;
+    std::string         directory_;
+    qvtools::Descriptor out_;
+    bool                finished_ = false;
+    Interrupts&         interrupts_;
 };
 
 }  // namespace qvrfctl

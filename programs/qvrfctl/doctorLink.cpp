@@ -12,6 +12,7 @@
 
 #include "OxaAutoUpdateLinux.h"
 #include "OxaAutoUpdateUtils.h"
+#include "descriptor.h"
 #include "doctor.h"
 #include "osprivlege.h"
 
@@ -62,10 +63,8 @@ void provokeArp(const std::string& address)
     to.sin_family = AF_INET;
     to.sin_port   = htons(discard);
     ::inet_pton(AF_INET, address.c_str(), &to.sin_addr);
-    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return;
-    ::sendto(fd, "", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    ::close(fd);
+    const qvtools::Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (socket) ::sendto(socket.get(), "", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to);
 }
 
 /** Whether the kernel's table has a hardware address for @p address. */

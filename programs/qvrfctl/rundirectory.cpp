@@ -7,8 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <utility>
-
 namespace qvrfctl {
 namespace {
 
@@ -28,23 +26,14 @@ OwnFile::OwnFile(const std::string& path, int flags)
 {
 }
 
-OwnFile::OwnFile(OwnFile&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-
-OwnFile& OwnFile::operator=(OwnFile&& other) noexcept
-{
-    close();
-    fd_ = std::exchange(other.fd_, -1);
-    return *this;
-}
-
 bool OwnFile::lock() const noexcept
 {
-    return ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
+    return ::flock(fd_.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
 void OwnFile::close() noexcept
 {
-    if (fd_ >= 0) ::close(std::exchange(fd_, -1));
+    fd_ = qvtools::Descriptor();
 }
 
 std::string runDirectory()

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "descriptor.h"
+
 namespace qvrfctl {
 
 /** A file that is open, for this user alone. */
@@ -12,18 +14,15 @@ public:
     OwnFile() = default;
     /** Opens it, never through a link; bool(): whether that worked. */
     OwnFile(const std::string& path, int flags);
-    ~OwnFile() { close(); }
-    OwnFile(OwnFile&& other) noexcept;
-    OwnFile& operator=(OwnFile&& other) noexcept;
 
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-    int      get() const noexcept { return fd_; }
+    explicit operator bool() const noexcept { return bool(fd_); }
+    int      get() const noexcept { return fd_.get(); }
     /** @return whether no other process holds it; given up with the file */
     bool lock() const noexcept;
     void close() noexcept;
 
 private:
-    int fd_ = -1;
+    qvtools::Descriptor fd_;
 };
 
 /**

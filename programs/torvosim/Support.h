@@ -2,8 +2,6 @@
 #ifndef TORVOSIM_SUPPORT_H
 #define TORVOSIM_SUPPORT_H
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -13,31 +11,13 @@
 #include <utility>
 #include <vector>
 
+#include "descriptor.h"
+
 namespace torvosim {
 
+using qvtools::Descriptor;
+
 using Bytes = std::vector<std::uint8_t>;
-
-/** A file descriptor and its owner. */
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept
-    {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Descriptor()
-    {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-    int      get() const noexcept { return fd_; }
-    int      release() noexcept { return std::exchange(fd_, -1); }
-
-private:
-    int fd_;
-};
 
 /** A value that is only reachable with its lock held. */
 template <class T>

@@ -10,36 +10,33 @@
 #include <cstdio>
 
 #include "../failure.h"
+#include "descriptor.h"
 
 namespace qvrfctl {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
 
-/** A descriptor that is closed, and a terminal that shows again what is typed. */
+/** A terminal that does not show what is typed, and does so again at the end. */
 class Terminal {
 public:
     Terminal() : fd_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY))
     {
-        if (fd_ < 0 || ::tcgetattr(fd_, &before_) != 0)
+        if (!fd_ || ::tcgetattr(fd(), &before_) != 0)
             throw wrongUsage("there is no terminal to ask for the password", "give --password-file or --generate");
         termios silent = before_;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        ::tcsetattr(fd_, TCSAFLUSH, &silent);
+        ::tcsetattr(fd(), TCSAFLUSH, &silent);
     }
-    ~Terminal()
-    {
-        ::tcsetattr(fd_, TCSAFLUSH, &before_);
-        ::close(fd_);
-    }
+    ~Terminal() { ::tcsetattr(fd(), TCSAFLUSH, &before_); }
     Terminal(Terminal&&) = delete;
 
-    int  fd() const noexcept { return fd_; }
-    void say(const std::string& text) const { static_cast<void>(::write(fd_, text.data(), text.size()) + 1); }
+    int  fd() const noexcept { return fd_.get(); }
+    void say(const std::string& text) const { static_cast<void>(::write(fd(), text.data(), text.size()) + 1); }
 
 private:
-    int     fd_;
-    termios before_{};
+    qvtools::Descriptor fd_;
+    termios             before_{};
 };
 
 /** Up to the line's end, by bytes: nothing of it stays in a buffer. */
@@ -79,11 +76,10 @@ Secret askPassword(const std::string& user)
 
 Secret passwordFrom(const std::string& file)
 {
-    const int fd = file == "-" ? STDIN_FILENO : ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) throw wrongUsage("cannot read the password from " + file + ": " + ::strerror(errno));
-    Secret password = lineOf(fd);
-    if (fd != STDIN_FILENO) ::close(fd);
-    return password;
+    if (file == "-") return lineOf(STDIN_FILENO);
+    const qvtools::Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!opened) throw wrongUsage("cannot read the password from " + file + ": " + ::strerror(errno));
+    return lineOf(opened.get());
 }
 
 std::string quoted(const std::string& text)
