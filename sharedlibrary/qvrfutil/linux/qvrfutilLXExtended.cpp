@@ -327,24 +327,28 @@ s32 send(const QVRFUTILRequestEx& request, QVRFUTILReplyEx& reply) noexcept
     return Exchange(request, session.get(), std::move(easy)).run(reply);
 }
 
+/** Records may be those of another version of this header: each is read and written as far as its own size says. */
+s32 sendOfAnyVersion(const QVRFUTILRequestEx& request, QVRFUTILReplyEx& to) noexcept
+{
+    const std::size_t replySize = std::min<std::size_t>(to.recordSize, sizeof to);
+    if (request.recordSize < offsetof(QVRFUTILRequestEx, pSession) ||
+        replySize < offsetof(QVRFUTILReplyEx, bodySize) + sizeof to.bodySize)
+        return refused("a record is smaller than its first version");
+    QVRFUTILReplyEx reply{};
+    reply.recordSize = to.recordSize;
+    const s32 status = send(known(request), reply);
+    if (status == QVRFUTIL_OUT_OF_MEMORY) __SysDbgPrint3("%s: out of memory.\n", kOp);
+    OXAmemcpy_s(&to, replySize, &reply, replySize);
+    __SysDbgPrint4("%s : Returning with status = %d\n", kOp, status);
+    return status;
+}
+
 }  // namespace
 
 extern "C" s32 QVRFUTILSendRequestEx(const QVRFUTILRequestEx* pRequest, QVRFUTILReplyEx* pReply)
 {
     const TraceScope trace(kOp);
-    if (pRequest == nullptr || pReply == nullptr) {
-        __SysDbgPrint3("%s: a record is NULL.\n", kOp);
-        return QVRFUTIL_INVALID_ARGUMENTS;
-    }
-    const std::size_t replySize = std::min<std::size_t>(pReply->recordSize, sizeof *pReply);
-    if (pRequest->recordSize < offsetof(QVRFUTILRequestEx, pSession) ||
-        replySize < offsetof(QVRFUTILReplyEx, bodySize) + sizeof pReply->bodySize)
-        return refused("a record is smaller than its first version");
-    QVRFUTILReplyEx reply{};
-    reply.recordSize = pReply->recordSize;
-    const s32 status = send(known(*pRequest), reply);
-    if (status == QVRFUTIL_OUT_OF_MEMORY) __SysDbgPrint3("%s: out of memory.\n", kOp);
-    OXAmemcpy_s(pReply, replySize, &reply, replySize);
-    __SysDbgPrint4("%s : Returning with status = %d\n", kOp, status);
-    return status;
+    if (pRequest != nullptr && pReply != nullptr) return sendOfAnyVersion(*pRequest, *pReply);
+    __SysDbgPrint3("%s: a record is NULL.\n", kOp);
+    return QVRFUTIL_INVALID_ARGUMENTS;
 }

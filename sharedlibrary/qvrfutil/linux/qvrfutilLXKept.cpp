@@ -9,6 +9,8 @@ namespace qvrf {
 KeptFor keptFor(const QVRFUTILSession& session) noexcept
 {
     KeptFor whom{};
+    static_assert(sizeof whom.address == sizeof session.IPAddress && sizeof whom.port == sizeof session.Port &&
+                  sizeof whom.session == sizeof session.SessionID);
     OXAmemcpy_s(whom.address, sizeof whom.address, session.IPAddress, sizeof session.IPAddress);
     OXAmemcpy_s(whom.port, sizeof whom.port, session.Port, sizeof session.Port);
     OXAmemcpy_s(whom.session, sizeof whom.session, session.SessionID, sizeof session.SessionID);
