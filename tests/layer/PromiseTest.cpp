@@ -173,15 +173,14 @@ TEST_P(Promise, AListenerMaySendRequestsAndThrow)
 }
 
 #if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define __SANITIZE_ADDRESS__
-#endif
-#endif
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kBesideForks = 0;  // its allocator may be locked for good in a child that is forked beside other threads
+constexpr bool kHasAddressSanitizer = __has_feature(address_sanitizer);
+#elif defined(__SANITIZE_ADDRESS__)
+constexpr bool kHasAddressSanitizer = true;
 #else
-constexpr int kBesideForks = 4;
+constexpr bool kHasAddressSanitizer = false;
 #endif
+// Its allocator locks each class of sizes, and a child that is forked meanwhile waits in malloc for that lock for good.
+constexpr int kBesideForks = kHasAddressSanitizer ? 0 : 4;
 
 TEST_P(Promise, AForkedChildOwnsNothing)
 {

@@ -19,9 +19,9 @@
  * stream) ends it, and error() says so.
  *
  * All of this happens on a thread of the stream's own. Stopping, or the end of the object, takes no time whatever the
- * BMC does: ending a subscription of the library takes a second or two, and a login to a BMC that went silent 100 s, so
- * that thread is left to it. It touches nothing of the caller's any more. The end of the Client waits for it, for
- * ClientOptions::settle at most; a process that cannot wait, because it is told to end at once, uses _exit.
+ * BMC does: that thread notices it within about a second, and touches nothing of the caller's any more. The end of the
+ * Client waits for it, and for a login that the BMC has not answered, for ClientOptions::settle at most; a process that
+ * cannot wait, because it is told to end at once, uses _exit.
  */
 #ifndef QVRFUTIL_STREAM_HPP
 #define QVRFUTIL_STREAM_HPP

@@ -177,7 +177,7 @@ private:
     bool renew(std::uint64_t epoch, Clock::time_point begun)
     {
         core_->listener().tell("GET " + options_.path);
-        const Done renewed = core_->renew(epoch, begun, {});
+        const Done renewed = core_->renew(epoch, begun, {}, &state_->stopping());
         isRefused_         = isRefused_ && renewed;  // otherwise the next refusal is that of the same session
         if (renewed || (options_.reconnect && renewed.error().status != QVRFUTIL_NO_SESSION_DETAILS)) return true;
         return giveUp(renewed.error()) != Next::giveUp;

@@ -95,7 +95,7 @@ public:
     void finish(Error error)
     {
         const Lock lock(mutex_);
-        if (!error_) error_ = std::move(error);
+        if (!error_ && !stopped_) error_ = std::move(error);
         changed_.notify_all();
     }
     struct Received {
@@ -130,11 +130,14 @@ public:
     void stop()
     {
         if (isParents()) return;
+        stopping_.pull();
         const Lock lock(mutex_);
         stopped_ = true;
         changed_.notify_all();
     }
-    bool isStopped() const
+    /** Pulled by stop(). */
+    const Cancellation& stopping() const noexcept { return stopping_; }
+    bool                isStopped() const
     {
         if (isParents()) return true;
         const Lock lock(mutex_);
@@ -175,6 +178,7 @@ private:
     std::optional<Error>   trouble_;  // it is not open
     std::optional<Error>   error_;    // over for good
     bool                   stopped_ = false;
+    Cancellation           stopping_;
 };
 
 }  // namespace detail
