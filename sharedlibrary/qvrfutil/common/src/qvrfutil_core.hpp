@@ -92,7 +92,7 @@ public:
     Done open(Login login)
     {
         if (isParents()) return childsError("open a session");
-        const auto                  late = std::make_shared<LateResult<Done>>();
+        const Late                  late(new LateResult<Done>);
         const std::function<void()> work = [this, late] {
             if (!late->set(contained([&] { return openNow(); }, outOfMemory)))
                 static_cast<void>(closeNow());  // who wanted it has gone
@@ -122,7 +122,7 @@ public:
             // Nothing begins any more, and nothing is renewed. Who comes second does not wait for the first once more.
             if (std::exchange(isClosed_, true)) return Nothing{};
         }
-        const auto late = std::make_shared<LateResult<Done>>();
+        const Late late(new LateResult<Done>);
         inBackground([this, late] { late->set(contained([&] { return closeNow(); }, outOfMemory)); });
         if (std::optional<Done> done = late->wait(after(limit))) return *std::move(done);
         return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
@@ -170,6 +170,8 @@ public:
     }
 
 private:
+    using Late = std::shared_ptr<LateResult<Done>>;  // std::make_shared takes a compiler far longer
+
     static constexpr Duration kLook{200};  // how often a thread that waits for a renewal looks at its cancellation
     static constexpr s32      kFirstIpVersion = 4;
     static constexpr s32      kAddressAsItIs  = 4;  // IPv6 has its brackets in the record; 6 would add a second pair
@@ -244,7 +246,7 @@ private:
     /** Lets requests that begin from now on have what the record says. */
     void publish(bool isSession)
     {
-        auto       copy = std::make_shared<const Opened>(g_RedfishSession, ++epochs_);
+        auto       copy = OpenedCopy(new Opened(g_RedfishSession, ++epochs_));
         const Lock lock(mutex_);
         (isSession ? session_ : place_) = std::move(copy);
     }

@@ -24,7 +24,7 @@ public:
     void become(Function function)
     {
         Lock lock(mutex_);
-        function_ = function ? std::make_shared<Function>(std::move(function)) : nullptr;
+        function_.reset(function ? new Function(std::move(function)) : nullptr);
         if (isTelling()) return;
         changed_.wait(lock, [&] { return tellers_ == 0; });
     }
