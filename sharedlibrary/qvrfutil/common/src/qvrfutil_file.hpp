@@ -18,6 +18,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -159,16 +160,17 @@ private:
         return ::fchmod(file_.get(), mode) == 0 ? 0 : errno;
     }
 
+    struct ClosesDirectory {
+        void operator()(DIR* directory) const noexcept { ::closedir(directory); }
+    };
     /** What killed processes left of downloads to the same place: nobody holds it any more. */
     void clearLeftOvers() const
     {
-        const std::string where = directory();
-        const std::string name  = wanted_.substr(where.size()) + '.';
-        DIR* const        all   = ::opendir(where.empty() ? "." : where.c_str());
-        if (all == nullptr) return;
-        while (const dirent* const entry = ::readdir(all))
+        const std::string                           where = directory();
+        const std::string                           name  = wanted_.substr(where.size()) + '.';
+        const std::unique_ptr<DIR, ClosesDirectory> all(::opendir(where.empty() ? "." : where.c_str()));
+        while (const dirent* const entry = all ? ::readdir(all.get()) : nullptr)
             if (isLeftOver(entry->d_name, name)) clear(where + entry->d_name);
-        ::closedir(all);
     }
     static bool isLeftOver(std::string_view entry, std::string_view name) noexcept
     {
