@@ -116,14 +116,17 @@ public:
     Done close(Duration limit, bool forGood = false)
     {
         if (isParents()) return Nothing{};
+        const Late                  late(new LateResult<Done>);
+        const std::function<void()> work = [this, late] {
+            late->set(contained([&] { return closeNow(); }, outOfMemory));
+        };
         {
             const Lock lock(mutex_);
             isOver_ = isOver_ || forGood;
             // Nothing begins any more, and nothing is renewed. Who comes second does not wait for the first once more.
             if (std::exchange(isClosed_, true)) return Nothing{};
         }
-        const Late late(new LateResult<Done>);
-        inBackground([this, late] { late->set(contained([&] { return closeNow(); }, outOfMemory)); });
+        inBackground(work);
         if (std::optional<Done> done = late->wait(after(limit))) return *std::move(done);
         return Error("close the session", OXA_BMC_SESSION_DELETION_FAILED, "the BMC did not answer in time",
                      statusText(OXA_BMC_SESSION_DELETION_FAILED).remedy);
