@@ -173,7 +173,7 @@ TEST_P(Streams, TellTheBmcTheLastEvent)
 TEST_P(Streams, DoNotMistakeAReaderAsleepForASilentBmc)
 {
     StreamOptions options;
-    options.silence    = Duration(3000);
+    options.silence    = Duration(8000);
     const auto  stream = begun(options);
     EventStream awake(session, options);
     EXPECT_TRUE(comesTrue([] { return streams() == 2; }));
