@@ -21,6 +21,7 @@ namespace qvrf {
 namespace {
 
 constexpr std::size_t kUsualEntries = 20;
+constexpr socklen_t   kDottedLimit  = 32;
 constexpr std::size_t kMostEntries  = 20480;  // stops the growth on a kernel that fills whatever it is given
 
 in_addr ipv4Of(const ifreq& entry) noexcept
@@ -85,7 +86,7 @@ in_addr buildLinkLocal(in_addr bmc, AddressText& address) noexcept
     __SysDbgPrint3("OSSendARPProbeToTorvo: APMUpdateAutoconnectFeature() failed\n");
     const in_addr derived = addressBeside(bmc);
     __SysDbgPrint4("buildLinkLocal: ..d_ip.s_addr = 0x%x\n", derived.s_addr);
-    ::inet_ntop(AF_INET, &derived, address.data(), sizeof address);
+    ::inet_ntop(AF_INET, &derived, address.data(), kDottedLimit);
     __SysDbgPrint4("buildLinkLocal: ..d_ip= %s\n", address.data());
     __SysDbgPrint3("OSSendARPProbeToTorvo: failed to get source interface ip address..\n");
     return derived;

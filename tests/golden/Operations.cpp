@@ -86,10 +86,10 @@ s32 watch(QVRFUTILHttpCallbackContext* context, s32 begins)
     return QVRFUTILWatchSSE(context, begins != 0 ? &heard : nullptr);
 }
 
-/** With one header or form field, however many it says there are; a record of one byte is none. */
+/** With one header or form field, however many it says there are; a record of one byte is none. Room: the reply's. */
 s32 extended(const astring* method, const astring* path, const astring* body, const astring* from, const astring* into,
              const astring* header, u32 headers, const astring* field, const astring* file, u32 fields, u32 most,
-             u32 flags, u32 size, astring** told)
+             u32 flags, u32 size, u32 room, astring** told)
 {
     const u64               length = body == nullptr ? 0 : strlen(body);
     const QVRFUTILFormField one{field, "text/x", file == nullptr ? "data" : nullptr, file == nullptr ? 4u : 0u, file};
@@ -97,7 +97,7 @@ s32 extended(const astring* method, const astring* path, const astring* body, co
     const QVRFUTILRequestEx request{known,  flags, method, path, nullptr, &header, headers, fields,  &one,    body,
                                     length, from,  into,   most, 60001,   60002,   nullptr, nullptr, nullptr, nullptr};
     QVRFUTILReplyEx         reply{};
-    reply.recordSize          = sizeof reply;
+    reply.recordSize          = room == 0 ? u32{sizeof reply} : room;
     const s32          status = QVRFUTILSendRequestEx(size == 1 ? nullptr : &request, &reply);
     const rig::Paused  paused;
     std::ostringstream out;
@@ -115,8 +115,8 @@ void sendRequestEx(Call& call)
 {
     const auto given = call.words;
     call.words.resize(2);
-    for (const std::string name :
-         {"body", "from", "into", "header", "headers", "field", "file", "fields", "most", "flags", "size", "told"}) {
+    for (const std::string name : {"body", "from", "into", "header", "headers", "field", "file", "fields", "most",
+                                   "flags", "size", "room", "told"}) {
         const auto it = std::find_if(given.begin(), given.end(), [&](const Word& word) { return word.name == name; });
         call.words.push_back(it != given.end() ? *it : wordsOf(name == "told" ? "told=&" : "null", {})[0]);
     }
